@@ -1,0 +1,109 @@
+#include "core/store/Connection.h"
+
+#include <cstring>
+
+namespace corvane::store {
+
+Connection::~Connection()
+{
+    for (sqlite3_stmt *stmt : std::as_const(m_statements))
+        sqlite3_finalize(stmt);
+    if (m_db)
+        sqlite3_close_v2(m_db);
+}
+
+Result<Connection *> Connection::open(const QString &path, bool create)
+{
+    auto *connection = new Connection;
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+    if (create)
+        flags |= SQLITE_OPEN_CREATE;
+    const int rc = sqlite3_open_v2(path.toUtf8().constData(), &connection->m_db, flags, nullptr);
+    if (rc != SQLITE_OK) {
+        Error error = connection->m_db ? connection->lastError(QStringLiteral("Opening the store"))
+                                       : Error(QStringLiteral("Opening the store: out of memory"), rc);
+        delete connection;
+        return error;
+    }
+    sqlite3_extended_result_codes(connection->m_db, 0);
+    sqlite3_busy_timeout(connection->m_db, 5000);
+    sqlite3_update_hook(connection->m_db, &Connection::onUpdate, connection);
+    // Foreign keys are off by default in SQLite and must be switched on for every connection,
+    // or cascades silently never happen.
+    for (const char *pragma : {"PRAGMA foreign_keys = ON", "PRAGMA synchronous = NORMAL"}) {
+        if (Status status = connection->exec(pragma); !status) {
+            delete connection;
+            return status.error();
+        }
+    }
+    return connection;
+}
+
+Result<sqlite3_stmt *> Connection::prepare(const QByteArray &sql)
+{
+    if (sqlite3_stmt *cached = m_statements.value(sql)) {
+        sqlite3_reset(cached);
+        sqlite3_clear_bindings(cached);
+        return cached;
+    }
+    sqlite3_stmt *stmt = nullptr;
+    if (sqlite3_prepare_v3(m_db, sql.constData(), int(sql.size()), SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK)
+        return lastError(QStringLiteral("Preparing a query"));
+    m_statements.insert(sql, stmt);
+    return stmt;
+}
+
+Status Connection::exec(const char *sql)
+{
+    char *message = nullptr;
+    const int rc = sqlite3_exec(m_db, sql, nullptr, nullptr, &message);
+    if (rc == SQLITE_OK)
+        return {};
+    Error error(QString::fromUtf8(message ? message : sqlite3_errstr(rc)), rc);
+    sqlite3_free(message);
+    return error;
+}
+
+Result<qint64> Connection::queryInteger(const char *sql)
+{
+    sqlite3_stmt *stmt = nullptr;
+    if (sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr) != SQLITE_OK)
+        return lastError(QString::fromUtf8(sql));
+    const int rc = sqlite3_step(stmt);
+    const qint64 value = rc == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
+    sqlite3_finalize(stmt);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+        return lastError(QString::fromUtf8(sql));
+    return value;
+}
+
+Error Connection::lastError(const QString &context) const
+{
+    return Error(context + QStringLiteral(": ") + QString::fromUtf8(sqlite3_errmsg(m_db)), sqlite3_errcode(m_db));
+}
+
+QSet<QString> Connection::takeTouchedTables()
+{
+    m_lastTouched.clear();
+    return std::exchange(m_touched, {});
+}
+
+void Connection::onUpdate(void *self, int, const char *, const char *table, sqlite3_int64)
+{
+    // Called for every row written, cascades included: keep it cheap for long runs of one table.
+    auto *connection = static_cast<Connection *>(self);
+    if (std::strcmp(connection->m_lastTouched.constData(), table) == 0)
+        return;
+    connection->m_lastTouched = table;
+    connection->m_touched.insert(QString::fromUtf8(table));
+}
+
+Status stepToDone(Connection &connection, sqlite3_stmt *stmt, const QString &context)
+{
+    const int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_DONE || rc == SQLITE_ROW)
+        return {};
+    return connection.lastError(context);
+}
+
+} // namespace corvane::store

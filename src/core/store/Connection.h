@@ -1,0 +1,52 @@
+#pragma once
+
+#include "core/Result.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QSet>
+#include <QString>
+
+#include <sqlite3.h>
+
+namespace corvane::store {
+
+// One SQLite connection, used by one thread at a time. Foreign keys, WAL and a busy timeout are
+// set as it opens; prepared statements are cached by their SQL text. It records which tables a
+// transaction touched (foreign-key cascades included), for change notifications.
+class Connection
+{
+public:
+    ~Connection();
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    // Opens (creating when `create`) the database at `path`.
+    static Result<Connection *> open(const QString &path, bool create);
+
+    sqlite3 *handle() const { return m_db; }
+
+    // A cached statement, reset and with its bindings cleared.
+    Result<sqlite3_stmt *> prepare(const QByteArray &sql);
+    Status exec(const char *sql);
+    Result<qint64> queryInteger(const char *sql);
+
+    // The connection's last error as a value: "<context>: <SQLite's message>".
+    Error lastError(const QString &context) const;
+
+    QSet<QString> takeTouchedTables();
+
+private:
+    Connection() = default;
+    static void onUpdate(void *self, int op, const char *database, const char *table, sqlite3_int64 rowid);
+
+    sqlite3 *m_db = nullptr;
+    QHash<QByteArray, sqlite3_stmt *> m_statements;
+    QSet<QString> m_touched;
+    QByteArray m_lastTouched;
+};
+
+// Runs `stmt` to completion; SQLITE_DONE is success.
+Status stepToDone(Connection &connection, sqlite3_stmt *stmt, const QString &context);
+
+} // namespace corvane::store
