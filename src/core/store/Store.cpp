@@ -69,10 +69,29 @@ Status migrate(Connection &connection, int from)
     return connection.exec("COMMIT");
 }
 
+// Looks at the file's header before SQLite does: given a file that is not a database, SQLite
+// removes a "-wal" beside it that it cannot use, and that could be the user's newest data.
+std::optional<QString> notADatabase(const QString &path)
+{
+    QFile file(path);
+    if (!file.exists() || file.size() == 0)
+        return std::nullopt;
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt; // let SQLite report why it cannot be reached
+    static const QByteArray magic("SQLite format 3\0", 16);
+    if (file.read(16) != magic || file.size() < 512)
+        return QStringLiteral("the file is not a database");
+    return std::nullopt;
+}
+
 Attempt attemptOpen(const QString &path)
 {
     Attempt attempt;
     attempt.createdNew = !QFileInfo::exists(path) || QFileInfo(path).size() == 0;
+    if (auto reason = notADatabase(path)) {
+        attempt.unreadable = *reason;
+        return attempt;
+    }
     auto opened = Connection::open(path, true);
     if (!opened) {
         if (meansUnreadable(opened.error()))
