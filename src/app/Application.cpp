@@ -1,0 +1,100 @@
+#include "app/Application.h"
+
+#include "app/StartupSequence.h"
+#include "core/Log.h"
+#include "core/NotificationCenter.h"
+#include "core/Paths.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "shell/MainWindow.h"
+#include "shell/OnboardingWindow.h"
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QMessageBox>
+#include <QScreen>
+#include <QTimer>
+
+namespace corvane {
+
+Application::Application(NotificationCenter &center) : m_center(center)
+{
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &Application::shutdown);
+}
+
+Application::~Application()
+{
+    shutdown();
+}
+
+bool Application::start()
+{
+    auto store = startup::openStore(paths::storeFile());
+    if (!store) {
+        // The one fatal path: even a fresh store could not be made (a full disk, a folder we may
+        // not write). Say so plainly; nothing has been deleted.
+        logLine("Startup", store.error().message);
+        QMessageBox::critical(nullptr, tr("Corvane cannot start"),
+                              tr("Corvane could not open its data store.\n\n%1").arg(store.error().message));
+        return false;
+    }
+    m_store = store.value();
+    if (auto aside = m_store->openReport().setAsidePath) {
+        QMessageBox::warning(nullptr, tr("Your data store could not be read"),
+                             tr("Corvane could not read its data store (%1) and started with a new one.\n\n"
+                                "Nothing was deleted: the old store was moved to\n%2")
+                                 .arg(m_store->openReport().setAsideReason, *aside));
+    }
+    startup::startActivityBackfill(m_store, this, m_center);
+    startup::runMigrations(*m_store);
+
+    if (m_showOnboarding && m_showOnboarding())
+        openOnboarding();
+    else
+        openMainWindow();
+    return true;
+}
+
+MainWindow *Application::openMainWindow()
+{
+    auto *window = new MainWindow(m_store->mainContext(), ++m_windowCounter);
+    connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
+    m_windows.append(window);
+    if (QScreen *screen = QGuiApplication::primaryScreen()) {
+        const QRect area = screen->availableGeometry();
+        window->move(area.center() - window->rect().center());
+    }
+    window->show();
+    window->raise();
+    window->activateWindow();
+    if (!m_shownFirst) {
+        m_shownFirst = true;
+        // Reported once the window has been laid out and painted, not merely asked to show.
+        QTimer::singleShot(0, this, &Application::firstWindowShown);
+    }
+    return window;
+}
+
+void Application::openOnboarding()
+{
+    m_onboarding = new OnboardingWindow;
+    connect(m_onboarding, &OnboardingWindow::completed, this, [this] {
+        if (m_onboardingCompleted)
+            m_onboardingCompleted();
+        openMainWindow();
+        m_onboarding->close();
+    });
+    m_onboarding->show();
+    if (!m_shownFirst) {
+        m_shownFirst = true;
+        QTimer::singleShot(0, this, &Application::firstWindowShown);
+    }
+}
+
+void Application::shutdown()
+{
+    // Agent processes end here once sessions exist; records need no final write, since every
+    // change was saved as it happened.
+}
+
+} // namespace corvane

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <memory>
+
+namespace corvane {
+
+class MainWindow;
+class NotificationCenter;
+class OnboardingWindow;
+class Store;
+
+// The composition root: creates the services in order at start, opens the first window, and
+// takes them down in reverse order at quit.
+class Application : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Application(NotificationCenter &center);
+    ~Application() override;
+
+    // Runs the start-up sequence; false when the store could not be opened at all (the reason
+    // has been shown to the user).
+    bool start();
+
+    MainWindow *openMainWindow();
+
+signals:
+    // After the first window has been shown (used to measure start-up).
+    void firstWindowShown();
+
+private:
+    void openOnboarding();
+    void shutdown();
+
+    NotificationCenter &m_center;
+    std::shared_ptr<Store> m_store;
+    QList<QPointer<MainWindow>> m_windows;
+    QPointer<OnboardingWindow> m_onboarding;
+    std::function<bool()> m_showOnboarding;
+    std::function<void()> m_onboardingCompleted;
+    int m_windowCounter = 0;
+    bool m_shownFirst = false;
+};
+
+} // namespace corvane
