@@ -43,6 +43,8 @@ int main(int argc, char *argv[])
     if (measure) {
         QObject::connect(&corvaneApp, &corvane::Application::firstWindowShown, &app, [&] {
             const qint64 shownMs = clock.elapsed();
+            std::printf("window-shown\n"); // the moment an outside clock should stop
+            std::fflush(stdout);
             const long shownRss = residentKilobytes();
             QTimer::singleShot(1000, &app, [=] {
                 std::printf("startup-ms %lld\nrss-kb-at-show %ld\nrss-kb-idle %ld\n",
