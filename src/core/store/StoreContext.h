@@ -42,6 +42,14 @@ public:
         return object;
     }
 
+    // Registers a record made elsewhere (kept by the caller) as inserted.
+    template <typename R>
+    std::shared_ptr<R> insert(std::shared_ptr<R> object)
+    {
+        registerInserted(store::recordOps<R>(), object);
+        return object;
+    }
+
     // Marks the record for deletion at the next save; the delete rules of its relationships are
     // applied by the store then.
     template <typename R>
