@@ -1,0 +1,142 @@
+#pragma once
+
+#include "core/NotificationCenter.h"
+#include "core/Result.h"
+#include "core/records/Enums.h"
+#include "core/settings/KeyCombo.h"
+#include "core/settings/KeyboardShortcutAction.h"
+#include "core/settings/OnboardingPreference.h"
+#include "core/settings/PreferencesStore.h"
+#include "core/settings/SettingsEnums.h"
+
+#include <QHash>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+
+namespace corvane {
+
+// Names posted, without payload, when a setting changes.
+namespace settingsNotification {
+inline const QString appearanceModeChanged = QStringLiteral("appearanceModeChanged");
+inline const QString textSizeScaleChanged = QStringLiteral("textSizeScaleChanged");
+inline const QString terminalAppearanceModeChanged = QStringLiteral("terminalAppearanceModeChanged");
+inline const QString toolSettingsChanged = QStringLiteral("toolSettingsChanged");
+inline const QString shortcutSettingsChanged = QStringLiteral("shortcutSettingsChanged");
+inline const QString showHiddenFilesChanged = QStringLiteral("showHiddenFilesChanged");
+inline const QString modelVisibilityChanged = QStringLiteral("modelVisibilityChanged");
+inline const QString archiveRetentionChanged = QStringLiteral("archiveRetentionChanged");
+} // namespace settingsNotification
+
+// The account's names as the system knows them: the full name ("Ada Lovelace") and the login
+// name ("ada").
+struct SystemUserNames
+{
+    QString fullName;
+    QString shortName;
+};
+using SystemUserNamesSource = std::function<SystemUserNames()>;
+
+// From the password database: the GECOS field up to its first comma, and the login name.
+SystemUserNames currentSystemUserNames();
+
+// Every user preference of the application. Each getter reads the store, each setter writes it
+// at once and posts its notification. The application creates one and passes it on; it lives as
+// long as the application, on the main thread.
+class AppSettings
+{
+public:
+    AppSettings(PreferencesStore &store, NotificationCenter &center,
+                SystemUserNamesSource systemNames = currentSystemUserNames);
+
+    AppearanceMode appearanceMode() const;
+    void setAppearanceMode(AppearanceMode mode);
+
+    // Every requested text size is multiplied by this; never 0 or less.
+    double textSizeScale() const;
+    void setTextSizeScale(double scale);
+
+    TerminalAppearanceMode terminalAppearanceMode() const;
+    void setTerminalAppearanceMode(TerminalAppearanceMode mode);
+
+    QString firstName() const;
+    void setFirstName(const QString &name);
+    QString lastName() const;
+    void setLastName(const QString &name);
+    // The name for greetings and authorship: the stored names, else the system's full name
+    // unless that is only the login name.
+    QString displayName() const;
+
+    bool enableAllTools() const;
+    void setEnableAllTools(bool enabled);
+    QSet<QString> disabledTools() const;
+    void setDisabledTools(const QSet<QString> &ids);
+    bool isToolEnabled(const QString &id) const;
+    void setToolEnabled(const QString &id, bool enabled);
+    QStringList toolOrder() const;
+    void setToolOrder(const QStringList &ids);
+
+    // Action raw name -> the user's combination; actions without an entry use their default.
+    QHash<QString, KeyCombo> customShortcuts() const { return m_customShortcuts; }
+    void setCustomShortcuts(const QHash<QString, KeyCombo> &shortcuts);
+    KeyCombo shortcut(KeyboardShortcutAction action) const;
+    // The first action, in enumeration order and other than `excluding`, whose effective
+    // combination is `combo`.
+    std::optional<KeyboardShortcutAction> conflictingAction(const KeyCombo &combo,
+                                                            KeyboardShortcutAction excluding) const;
+    // Fails, storing nothing, when another action already uses the combination.
+    Status setShortcut(const KeyCombo &combo, KeyboardShortcutAction action);
+    void resetShortcut(KeyboardShortcutAction action);
+    void resetAllShortcuts();
+
+    // Source control switches; read where they are used, nothing is posted.
+    bool enableSourceControl() const;
+    void setEnableSourceControl(bool enabled);
+    bool refreshLocalStatusAuto() const;
+    void setRefreshLocalStatusAuto(bool enabled);
+    bool fetchAndRefreshServerStatus() const;
+    void setFetchAndRefreshServerStatus(bool enabled);
+    bool addAndRemoveFilesAuto() const;
+    void setAddAndRemoveFilesAuto(bool enabled);
+    bool showSourceControlChanges() const;
+    void setShowSourceControlChanges(bool enabled);
+
+    bool showHiddenFilesInInspector() const;
+    void setShowHiddenFilesInInspector(bool show);
+
+    QSet<QString> hiddenModelIdsSet() const;
+    void setHiddenModelIdsSet(const QSet<QString> &ids);
+    bool isModelHidden(const QString &id) const;
+    void setModelHidden(const QString &id, bool hidden);
+
+    ArchiveRetention archivedChatRetention() const;
+    void setArchivedChatRetention(ArchiveRetention retention);
+    ArchiveRetention archivedWorkspaceRetention() const;
+    void setArchivedWorkspaceRetention(ArchiveRetention retention);
+
+    PermissionMode permissionMode() const;
+    void setPermissionMode(PermissionMode mode);
+
+    bool shouldShowOnboarding() const;
+    bool hasCompletedOnboarding() const;
+    void setHasCompletedOnboarding(bool completed);
+
+private:
+    void deriveNamesAtFirstStart();
+    void loadCustomShortcuts();
+    void saveCustomShortcuts();
+    void setStringSet(const QString &key, const QSet<QString> &values);
+    QSet<QString> stringSet(const QString &key) const;
+    ArchiveRetention retention(const QString &key) const;
+    void post(const QString &name);
+
+    PreferencesStore &m_store;
+    NotificationCenter &m_center;
+    SystemUserNamesSource m_systemNames;
+    QHash<QString, KeyCombo> m_customShortcuts;
+};
+
+} // namespace corvane
