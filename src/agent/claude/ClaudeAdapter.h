@@ -1,0 +1,44 @@
+#pragma once
+
+#include "agent/AgentAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
+
+namespace corvane {
+
+// The agent contract over the claude client.
+class ClaudeAdapter : public AgentAdapter
+{
+public:
+    explicit ClaudeAdapter(ToolLocation tool) : m_service(std::move(tool)) {}
+
+    ClaudeSDKService &service() { return m_service; }
+
+    void setDelegate(AgentStreamDelegate *delegate) override { m_service.setDelegate(delegate); }
+    AgentType agentType() const override { return AgentType::claudeCode; }
+    bool isLaunched() const override { return m_service.isLaunched(); }
+    PermissionMode permissionMode() const override { return m_service.permissionMode(); }
+    void setPermissionMode(PermissionMode mode) override { m_service.setPermissionMode(mode); }
+    void launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
+                const Profile *profile) override
+    {
+        m_service.launch(workingDirectory, model, sessionId, profile);
+    }
+    void send(const QString &text, const QList<Attachment> &attachments) override { m_service.send(text, attachments); }
+    void respondToPermission(const QString &requestId, bool allow, const std::optional<QVariantMap> &updatedInput,
+                             const std::optional<QString> &message) override
+    {
+        m_service.respondToPermission(requestId, allow, updatedInput, message);
+    }
+    void interrupt() override { m_service.interrupt(); }
+    void terminate() override { m_service.terminate(); }
+    void forceTerminate() override { m_service.forceTerminate(); }
+    void setResumeFallback(std::function<std::optional<QString>()> replay) override
+    {
+        m_service.setResumeFallback(std::move(replay));
+    }
+
+private:
+    ClaudeSDKService m_service;
+};
+
+} // namespace corvane

@@ -1,0 +1,406 @@
+#include "agent/claude/ClaudeSDKService.h"
+
+#include "agent/claude/ClaudeProtocol.h"
+#include "agent/runtime/AgentEnvironment.h"
+#include "core/Log.h"
+
+#include <QJsonObject>
+
+namespace corvane {
+
+namespace {
+
+const char *const Tag = "ClaudeSDK";
+
+QString modeArgument(PermissionMode mode)
+{
+    switch (mode) {
+    case PermissionMode::acceptEdits: return QStringLiteral("acceptEdits");
+    case PermissionMode::acceptAll: return QStringLiteral("bypassPermissions");
+    case PermissionMode::ask: break;
+    }
+    return QStringLiteral("default");
+}
+
+bool meansSessionLost(const QString &text)
+{
+    return text.contains(QLatin1String("No conversation found"));
+}
+
+} // namespace
+
+ClaudeSDKService::ClaudeSDKService(ToolLocation tool, QObject *parent) : QObject(parent), m_tool(std::move(tool))
+{
+    m_activityTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_activityTimer, &QTimer::timeout, this, &ClaudeSDKService::checkStall);
+    m_interruptFallback.setSingleShot(true);
+    connect(&m_interruptFallback, &QTimer::timeout, this, [this] {
+        if (m_process && m_process->isRunning() && m_turnInProgress) {
+            logLine(Tag, QStringLiteral("Sent SIGINT (interrupt)"));
+            m_process->interrupt();
+        }
+    });
+}
+
+ClaudeSDKService::~ClaudeSDKService()
+{
+    m_delegate = nullptr;
+    detachProcess(); // the process group goes with the wrapper
+}
+
+QStringList ClaudeSDKService::arguments(PermissionMode mode, const QString &model, const QString &sessionId)
+{
+    QStringList args{"--output-format", "stream-json", "--input-format", "stream-json", "--verbose",
+                     "--include-partial-messages", "--permission-prompt-tool", "stdio", "--permission-mode",
+                     modeArgument(mode)};
+    if (!model.isEmpty())
+        args << QStringLiteral("--model") << model;
+    if (!sessionId.isEmpty())
+        args << QStringLiteral("--resume") << sessionId;
+    return args;
+}
+
+void ClaudeSDKService::launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
+                              const Profile *profile)
+{
+    m_workingDirectory = workingDirectory;
+    m_model = model;
+    if (profile)
+        m_profile = *profile;
+    else
+        m_profile.reset();
+    if (!sessionId.isEmpty())
+        m_sessionId = sessionId;
+
+    detachProcess();
+    m_decoder = ClaudeStreamDecoder();
+    m_resumedThisProcess = !m_sessionId.isEmpty();
+    m_initSeenThisProcess = false;
+    m_sessionLost = false;
+    m_lastArguments = arguments(m_permissionMode, m_model, m_sessionId);
+
+    if (!m_tool.found()) {
+        logLine(Tag, QStringLiteral("Failed to launch: ") + m_tool.notFoundMessage());
+        fail(1, m_tool.notFoundMessage());
+        return;
+    }
+
+    ProcessCommand command;
+    command.program = m_tool.program();
+    command.arguments = m_lastArguments;
+    command.workingDirectory = m_workingDirectory;
+    QProcessEnvironment env = claudeEnvironment(QProcessEnvironment::systemEnvironment(), m_profile ? &*m_profile : nullptr);
+    for (const QString &key : m_extraEnvironment.keys())
+        env.insert(key, m_extraEnvironment.value(key));
+    command.environment = env;
+
+    m_process = std::make_unique<ChildProcess>(ChildProcess::OutputMode::Lines);
+    ChildProcess *process = m_process.get();
+    connect(process, &ChildProcess::lineReady, this, &ClaudeSDKService::onLine);
+    connect(process, &ChildProcess::errorOutput, this, [](const QByteArray &data) {
+        logLine(Tag, QStringLiteral("stderr: ") + QString::fromUtf8(data).trimmed());
+    });
+    connect(process, &ChildProcess::finished, this, &ClaudeSDKService::onExit);
+    connect(process, &ChildProcess::failedToStart, this, &ClaudeSDKService::onFailedToStart);
+    connect(process, &ChildProcess::stateChanged, this, [this](ChildProcess::State state) {
+        if (state == ChildProcess::State::Running && m_delegate)
+            m_delegate->agentDidBecomeReady();
+    });
+    process->start(command);
+    // Counted as launched from here: a turn written now waits in the pipe until claude reads it.
+    m_isLaunched = true;
+    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, m_lastArguments.join(QLatin1Char(' '))));
+    logLine(Tag, QStringLiteral("Profile: %1 | configDir: %2 | account: %3")
+                     .arg(m_profile ? m_profile->name : QStringLiteral("Default"),
+                          m_profile && !m_profile->isDefault ? m_profile->configDirPath : QStringLiteral("~/.claude (inherited)"),
+                          m_profile ? m_profile->accountEmail.value_or(QStringLiteral("unknown")) : QStringLiteral("unknown")));
+}
+
+void ClaudeSDKService::send(const QString &text, const QList<Attachment> &attachments)
+{
+    if (!m_process || !m_process->isRunning()) {
+        logLine(Tag, QStringLiteral("Process not running, relaunching for new message"));
+        launch(m_workingDirectory, m_model, m_sessionId, m_profile ? &*m_profile : nullptr);
+    }
+    if (!m_process || !m_isLaunched) {
+        fail(1, QStringLiteral("Process not launched"));
+        return;
+    }
+    m_pendingTurn = claudeprotocol::contentBlocks(text, attachments);
+    beginTurn();
+    writeLine(claudeprotocol::userTurn(m_pendingTurn, m_sessionId));
+    if (m_delegate)
+        m_delegate->didStartThinking();
+}
+
+void ClaudeSDKService::beginTurn()
+{
+    m_decoder.resetTurn();
+    m_sinceActivity.start();
+    m_sinceContent.start();
+    m_didReceiveResult = false;
+    m_stallNotified = false;
+    m_userStopped = false;
+    m_turnInProgress = true;
+    m_activityTimer.start(m_timing.stallCheckMs);
+}
+
+void ClaudeSDKService::writeLine(const QByteArray &line)
+{
+    if (!m_process)
+        return;
+    if (!m_process->isRunning()) {
+        logLine(Tag, QStringLiteral("Write skipped: process not running"));
+        fail(-2, QStringLiteral("Lost connection to Claude process."));
+        return;
+    }
+    if (!m_process->write(line)) {
+        logLine(Tag, QStringLiteral("Write failed"));
+        fail(-2, QStringLiteral("Lost connection to Claude process."));
+        return;
+    }
+    logLine(Tag, QStringLiteral("→ ") + QString::fromUtf8(line.left(200)).trimmed());
+}
+
+void ClaudeSDKService::respondToPermission(const QString &requestId, bool allow,
+                                           const std::optional<QVariantMap> &updatedInput,
+                                           const std::optional<QString> &message)
+{
+    writeLine(allow ? claudeprotocol::allow(requestId, updatedInput.value_or(QVariantMap()))
+                    : claudeprotocol::deny(requestId, message));
+}
+
+void ClaudeSDKService::interrupt()
+{
+    if (!m_process || !m_process->isRunning())
+        return;
+    // The interrupt request ends the turn and keeps the process (a signal would end claude
+    // itself, and sometimes before it reports the turn); the signal is the fallback.
+    m_userStopped = true;
+    writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_interruptCounter)));
+    logLine(Tag, QStringLiteral("Sent interrupt request"));
+    m_interruptFallback.start(m_timing.interruptFallbackMs);
+}
+
+void ClaudeSDKService::terminate()
+{
+    m_activityTimer.stop();
+    if (!m_process)
+        return;
+    m_process->closeInput();
+    QPointer<ChildProcess> process = m_process.get();
+    QTimer::singleShot(m_timing.terminateGraceMs, this, [process] {
+        if (process && process->isRunning()) {
+            logLine(Tag, QStringLiteral("Force terminating process"));
+            process->terminate();
+        }
+    });
+}
+
+void ClaudeSDKService::forceTerminate()
+{
+    m_activityTimer.stop();
+    m_interruptFallback.stop();
+    m_turnInProgress = false;
+    detachProcess();
+    if (m_delegate)
+        QMetaObject::invokeMethod(this, [this] { if (m_delegate) m_delegate->agentDidBecomeReady(); }, Qt::QueuedConnection);
+}
+
+void ClaudeSDKService::detachProcess()
+{
+    m_isLaunched = false;
+    if (!m_process)
+        return;
+    ChildProcess *process = m_process.release();
+    process->disconnect(this);
+    if (!process->isRunning()) {
+        process->deleteLater();
+        return;
+    }
+    // Ask politely, then make sure; the wrapper deletes itself when the process is gone.
+    process->setParent(this);
+    connect(process, &ChildProcess::finished, process, &QObject::deleteLater);
+    process->stop(200, 2000);
+}
+
+void ClaudeSDKService::onFailedToStart(const Error &error)
+{
+    m_isLaunched = false;
+    m_turnInProgress = false;
+    m_activityTimer.stop();
+    logLine(Tag, QStringLiteral("Failed to launch: ") + error.message);
+    if (m_process) {
+        m_process.release()->deleteLater();
+    }
+    fail(1, error.message);
+}
+
+void ClaudeSDKService::onLine(const QByteArray &line)
+{
+    m_sinceActivity.restart();
+    if (line.trimmed().isEmpty())
+        return;
+    const ClaudeStreamDecoder::Output out = m_decoder.decode(line);
+    if (out.isContent)
+        m_sinceContent.restart();
+    for (const ClaudeEvent &event : out.events) {
+        dispatch(event);
+        if (!m_delegate)
+            break;
+    }
+}
+
+void ClaudeSDKService::dispatch(const ClaudeEvent &event)
+{
+    if (event.kind == ClaudeEvent::Kind::result) {
+        onResult(event);
+        return;
+    }
+    if (!m_delegate)
+        return;
+    switch (event.kind) {
+    case ClaudeEvent::Kind::initialized:
+        m_initSeenThisProcess = true;
+        if (!event.info.sessionId.isEmpty() && event.info.sessionId != m_sessionId) {
+            m_sessionId = event.info.sessionId;
+            logLine(Tag, QStringLiteral("Session ID: ") + m_sessionId);
+        }
+        m_delegate->didInitialize(event.info);
+        break;
+    case ClaudeEvent::Kind::statusChanged: m_delegate->didChangeStatus(event.status); break;
+    case ClaudeEvent::Kind::thinkingStarted: m_delegate->didStartThinking(); break;
+    case ClaudeEvent::Kind::text: m_delegate->didReceiveText(event.text); break;
+    case ClaudeEvent::Kind::toolStarted: m_delegate->didStartTool(event.name, event.id, event.input); break;
+    case ClaudeEvent::Kind::toolResult: m_delegate->didReceiveToolResult(event.id, event.text); break;
+    case ClaudeEvent::Kind::toolProgress: m_delegate->didReportToolProgress(event.name, event.seconds); break;
+    case ClaudeEvent::Kind::permissionRequest: m_delegate->didRequestPermission(event.permission); break;
+    case ClaudeEvent::Kind::question: m_delegate->didAskUserQuestion(event.questions, event.id, event.input); break;
+    case ClaudeEvent::Kind::cancelRequest: m_delegate->didCancelPermissionRequest(event.id); break;
+    case ClaudeEvent::Kind::result: break;
+    }
+}
+
+void ClaudeSDKService::onResult(const ClaudeEvent &event)
+{
+    m_didReceiveResult = true;
+    m_turnInProgress = false;
+    m_activityTimer.stop();
+    m_interruptFallback.stop();
+    AgentResult result = event.result;
+    const QString errors = event.errors.join(QLatin1Char('\n'));
+    if (result.isError && m_resumedThisProcess && !m_initSeenThisProcess && meansSessionLost(errors + result.text)) {
+        // Claude refuses the stored session before reading anything; the exit that follows
+        // starts a new session instead (see onExit).
+        m_sessionLost = true;
+        return;
+    }
+    if (!m_delegate)
+        return;
+    if (result.isError && m_userStopped && result.subtype == QLatin1String("error_during_execution")) {
+        logLine(Tag, QStringLiteral("Turn stopped by the user"));
+        result.isError = false;
+        result.text.clear();
+        m_delegate->didComplete(result);
+        return;
+    }
+    if (result.isError) {
+        QString description = result.text.isEmpty() ? errors : result.text;
+        if (description.isEmpty())
+            description = QStringLiteral("Unknown error");
+        fail(2, description);
+        return;
+    }
+    logLine(Tag, QStringLiteral("Complete. Cost: $%1").arg(result.cost, 0, 'f', 4));
+    m_delegate->didComplete(result);
+}
+
+bool ClaudeSDKService::fallBackFromLostSession()
+{
+    const QString stderrText = m_process ? m_process->errorTailText() : QString();
+    if (!m_sessionLost && !(m_resumedThisProcess && !m_initSeenThisProcess && meansSessionLost(stderrText)))
+        return false;
+    logLine(Tag, QStringLiteral("Session %1 could not be resumed; starting a new session with the recent conversation replayed")
+                     .arg(m_sessionId));
+    m_sessionId.clear();
+    const QJsonArray turn = m_pendingTurn;
+    const bool hadTurn = !turn.isEmpty() && !m_didReceiveResult;
+    const std::optional<QString> replay = m_replay ? m_replay() : std::nullopt;
+    launch(m_workingDirectory, m_model, QString(), m_profile ? &*m_profile : nullptr);
+    if (!m_process)
+        return true;
+    QJsonArray blocks;
+    if (replay)
+        blocks.append(QJsonObject{{"type", "text"}, {"text", *replay}});
+    for (const QJsonValue &block : turn)
+        blocks.append(block);
+    if (hadTurn || replay) {
+        beginTurn();
+        writeLine(claudeprotocol::userTurn(blocks, QString()));
+    }
+    return true;
+}
+
+void ClaudeSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int signal)
+{
+    m_activityTimer.stop();
+    m_interruptFallback.stop();
+    const QString stderrText = m_process ? m_process->errorTailText().trimmed() : QString();
+    const bool turnCut = m_turnInProgress && !m_didReceiveResult;
+    const bool stoppedByUser = m_userStopped;
+    if (fallBackFromLostSession()) {
+        // the old wrapper was replaced by launch(); it deletes itself
+        return;
+    }
+    if (m_process)
+        m_process.release()->deleteLater();
+    m_isLaunched = false;
+    m_turnInProgress = false;
+
+    const int status = kind == ChildProcess::ExitKind::Crashed ? 128 + signal : exitCode;
+    bool reported = false;
+    if (status != 0) {
+        logLine(Tag, QStringLiteral("Process exited with status %1").arg(status));
+        if (!stderrText.isEmpty() && !stoppedByUser) {
+            fail(status, stderrText);
+            reported = true;
+        }
+    }
+    if (!reported && turnCut && !stoppedByUser) {
+        // The process died inside a turn without a word: say so, so the chat does not look busy
+        // forever. The next message relaunches and resumes the same session.
+        logLine(Tag, QStringLiteral("Process exited without result message"));
+        fail(-1, QStringLiteral("Claude process exited unexpectedly without completing the response."));
+    }
+    if (m_delegate)
+        m_delegate->agentDidBecomeReady();
+}
+
+void ClaudeSDKService::checkStall()
+{
+    if (m_stallNotified || !m_turnInProgress || !m_delegate)
+        return;
+    const qint64 silent = m_sinceActivity.isValid() ? m_sinceActivity.elapsed() : 0;
+    if (silent >= m_timing.silenceStallMs) {
+        m_stallNotified = true;
+        logLine(Tag, QStringLiteral("Stall detected: no data for %1s").arg(silent / 1000));
+        m_delegate->didStall(silent / 1000.0);
+        return;
+    }
+    const qint64 contentless = m_sinceContent.isValid() ? m_sinceContent.elapsed() : 0;
+    if (contentless > silent && contentless >= m_timing.keepAliveOnlyStallMs) {
+        m_stallNotified = true;
+        logLine(Tag, QStringLiteral("Stall detected: only keep-alives for %1s").arg(contentless / 1000));
+        m_delegate->didStall(contentless / 1000.0);
+    }
+}
+
+void ClaudeSDKService::fail(int code, const QString &description)
+{
+    m_turnInProgress = false;
+    m_activityTimer.stop();
+    if (m_delegate)
+        m_delegate->didFail(AgentError{QStringLiteral("ClaudeSDK"), code, description});
+}
+
+} // namespace corvane

@@ -1,0 +1,190 @@
+#include "agent/session/ChatController.h"
+
+#include "agent/AgentAdapter.h"
+#include "agent/session/ChatSession.h"
+#include "agent/session/SessionText.h"
+#include "core/Log.h"
+#include "core/records/Chat.h"
+#include "core/records/Message.h"
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/StoreContext.h"
+
+namespace corvane {
+
+namespace {
+
+const char *const Tag = "ChatVC";
+
+QList<sessiontext::TranscriptMessage> transcriptOf(const QList<std::shared_ptr<Message>> &messages)
+{
+    QList<sessiontext::TranscriptMessage> out;
+    for (const auto &m : messages)
+        out.append({m->role, m->contentType, m->content});
+    return out;
+}
+
+QString displayText(const QString &text, const QList<Attachment> &attachments)
+{
+    QStringList lines;
+    if (!text.isEmpty())
+        lines << text;
+    for (const Attachment &a : attachments) {
+        switch (a.type) {
+        case AttachmentType::image: lines << QStringLiteral("[Image: %1]").arg(a.fileName); break;
+        case AttachmentType::pdf: lines << QStringLiteral("[PDF: %1]").arg(a.fileName); break;
+        case AttachmentType::tempFile: lines << QStringLiteral("[File: %1]").arg(a.fileName); break;
+        }
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+void ChatController::bind(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
+{
+    auto chat = session.chat();
+    if (!chat)
+        return;
+    StoreContext &ctx = session.context();
+    if (session.messages().isEmpty()) {
+        QList<std::shared_ptr<Message>> kept;
+        for (const auto &m : ctx.fetchOrEmpty<Message>(Query(where::eq("chatId", chat->id)).orderBy("timestamp"))) {
+            if (m->role == MessageRole::thinking) {
+                ctx.remove(m);
+                continue;
+            }
+            m->isComplete = true;
+            kept.append(m);
+        }
+        (void)ctx.save();
+        session.setMessages(kept);
+    }
+    if (session.isAgentStarted()) {
+        session.updateInputStatus();
+        return;
+    }
+    const bool fresh = chat->claudeSessionId.value_or(QString()).isEmpty() && session.messages().isEmpty();
+    if (fresh) {
+        session.setAgentReady(true); // the agent starts with the first message
+        return;
+    }
+    (void)startAgent(session, model, mode);
+}
+
+Status ChatController::startAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
+{
+    logLine(Tag, QStringLiteral("startClaude called, path=") + session.workingDirectory());
+    session.setAgentReady(false);
+    session.setAgentStarted(true);
+    session.clearCurrentRows();
+    session.showInitializingIndicator();
+    session.updateInputStatus();
+
+    StoreContext &ctx = session.context();
+    auto chat = session.chat();
+    if (chat) {
+        bool changed = false;
+        if (chat->agentType() != model.agentType) {
+            chat->setAgentType(model.agentType);
+            changed = true;
+        }
+        if (chat->modelId != model.id) {
+            chat->modelId = model.id;
+            changed = true;
+        }
+        if (changed)
+            (void)ctx.save();
+    }
+
+    std::unique_ptr<AgentAdapter> adapter = m_factory(model.agentType);
+    if (!adapter)
+        return Error(QStringLiteral("No agent available for this model"));
+    adapter->setPermissionMode(mode);
+    ChatSession *target = &session;
+    adapter->setResumeFallback([target] {
+        target->addSystemMessage(QStringLiteral("The earlier agent session could not be resumed; continuing in a new "
+                                                "session with the recent conversation replayed."));
+        if (auto record = target->chat())
+            record->claudeSessionId.reset();
+        return sessiontext::resumeReplayPrompt(transcriptOf(target->messages()));
+    });
+    session.setAdapter(std::move(adapter));
+
+    std::shared_ptr<Profile> profile;
+    if (chat && chat->workspaceId)
+        if (auto workspace = ctx.get<Workspace>(*chat->workspaceId); workspace && workspace->projectId)
+            if (auto project = ctx.get<Project>(*workspace->projectId); project && project->profileId)
+                profile = ctx.get<Profile>(*project->profileId);
+
+    QString sessionId;
+    if (chat && chat->pendingProfileMigration) {
+        std::optional<QString> previousName;
+        if (chat->migratedFromProfileId)
+            if (auto previous = ctx.get<Profile>(*chat->migratedFromProfileId))
+                previousName = previous->name;
+        const auto prompt = sessiontext::migrationSeedPrompt(transcriptOf(session.messages()), previousName,
+                                                             profile ? profile->name : QStringLiteral("(current profile)"));
+        session.setPendingMigrationPrompt(prompt);
+        if (!prompt) {
+            chat->pendingProfileMigration = false;
+            (void)ctx.save();
+        }
+        logLine(Tag, QStringLiteral("SDK service launched (profile-migration replay)"));
+    } else if (chat) {
+        sessionId = chat->claudeSessionId.value_or(QString());
+    }
+    session.adapter()->launch(session.workingDirectory(), model.cliFlag, sessionId, profile.get());
+    if (!sessionId.isEmpty())
+        logLine(Tag, QStringLiteral("SDK service launched, resuming session: ") + sessionId);
+    else if (!chat || !chat->pendingProfileMigration)
+        logLine(Tag, QStringLiteral("SDK service launched (new session)"));
+    return {};
+}
+
+Status ChatController::sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
+                                   const AgentModelDescriptor &model, PermissionMode mode)
+{
+    logLine(Tag, QStringLiteral("User submitted: %1 with %2 attachment(s)").arg(text).arg(attachments.size()));
+    auto message = std::make_shared<Message>();
+    message->role = MessageRole::user;
+    message->contentType = MessageContentType::text;
+    message->content = displayText(text, attachments);
+    if (!attachments.isEmpty()) {
+        MessageMetadata metadata;
+        QList<AttachmentReference> references;
+        for (const Attachment &a : attachments)
+            references.append({a.id, a.type, a.fileName, a.mediaType, a.fileSize,
+                               a.type == AttachmentType::tempFile ? a.filePath : std::nullopt});
+        metadata.attachments = references;
+        message->setMetadataValue(metadata);
+    }
+    session.appendMessage(message);
+
+    if (!session.adapter()) {
+        if (Status started = startAgent(session, model, mode); !started)
+            return started;
+    }
+    if (!session.adapter()) {
+        logLine(Tag, QStringLiteral("ERROR: adapter is nil!"));
+        return Error(QStringLiteral("The agent could not be started"));
+    }
+    if (session.adapter()->agentType() != model.agentType) {
+        logLine(Tag, QStringLiteral("Agent mismatch — running=%1, picked=%2. Restarting adapter.")
+                         .arg(toRaw(session.adapter()->agentType()), toRaw(model.agentType)));
+        session.adapter()->forceTerminate();
+        session.takeAdapter();
+        if (auto chat = session.chat()) {
+            chat->claudeSessionId.reset(); // one tool cannot resume the other's session
+            (void)session.context().save();
+        }
+        if (Status started = startAgent(session, model, mode); !started)
+            return started;
+    }
+    logLine(Tag, QStringLiteral("Sending via adapter: ") + text);
+    session.adapter()->send(text, attachments);
+    return {};
+}
+
+} // namespace corvane

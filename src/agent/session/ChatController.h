@@ -1,0 +1,45 @@
+#pragma once
+
+#include "agent/AgentModels.h"
+#include "agent/Attachment.h"
+#include "core/Result.h"
+
+#include <QList>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace corvane {
+
+class AgentAdapter;
+class ChatSession;
+
+// The decisions behind a chat's input, without any widget: loading a chat into its session,
+// starting or resuming its agent, and sending what the user typed. The window and corvane-cli
+// both go through here, so a chat behaves the same from either.
+class ChatController
+{
+public:
+    using AdapterFactory = std::function<std::unique_ptr<AgentAdapter>(AgentType)>;
+
+    explicit ChatController(AdapterFactory factory) : m_factory(std::move(factory)) {}
+
+    // Fills the session from the stored chat when it holds nothing yet: rows of an earlier
+    // process's thinking are dropped, unfinished rows are finished. A fresh chat waits for its
+    // first message; a chat with history starts its agent at once, resuming its session.
+    void bind(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
+
+    // Starts the agent for the chat: a new session, a resume, or a replay after a profile move.
+    Status startAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
+
+    // Stores the user's message and sends it, starting the agent first when needed and
+    // restarting it when the chosen model belongs to the other agent.
+    Status sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
+                       const AgentModelDescriptor &model, PermissionMode mode);
+
+private:
+    AdapterFactory m_factory;
+};
+
+} // namespace corvane

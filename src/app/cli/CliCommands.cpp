@@ -1,0 +1,178 @@
+#include "app/cli/CliCommands.h"
+
+#include "app/StartupSequence.h"
+#include "app/cli/ChatLookup.h"
+#include "app/cli/SendCommand.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "core/records/Chat.h"
+#include "core/records/Message.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace corvane::cli {
+
+namespace {
+
+const char *const kUsage = R"(Usage: corvane-cli COMMAND [OPTIONS]
+
+Works on the same data as the Corvane window ($XDG_DATA_HOME/Corvane).
+
+Commands:
+  send --project DIR [--chat UUID] [--agent claude|codex] [--model ID]
+       [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH] TEXT
+      Sends TEXT to the chat's agent and prints the reply as it streams. Adds the
+      project (by folder), a workspace and a new chat when needed; with --chat the
+      chat's agent session resumes. Prints "chat <UUID>" on standard error first.
+      Exits 0 when the turn completed, non-zero with the error on standard error.
+  messages --chat UUID
+      The chat's stored messages in order, one JSON object per line.
+  chats [--project DIR]
+      One line per chat: id, project, workspace, name, agent.
+  help
+      This text.
+
+Any command takes --verbose to write the log to standard error.
+)";
+
+void printErr(const QString &text)
+{
+    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
+}
+
+void printOut(const QString &text)
+{
+    std::fprintf(stdout, "%s\n", text.toUtf8().constData());
+}
+
+std::shared_ptr<Store> openStoreOrSay()
+{
+    auto store = startup::openStore(paths::storeFile());
+    if (!store) {
+        printErr(QStringLiteral("corvane-cli: ") + store.error().message);
+        return nullptr;
+    }
+    return store.value();
+}
+
+QJsonValue metadataJson(const std::optional<QByteArray> &metadata)
+{
+    if (!metadata)
+        return QJsonValue::Null;
+    const QJsonDocument doc = QJsonDocument::fromJson(*metadata);
+    if (doc.isObject())
+        return doc.object();
+    return QString::fromUtf8(*metadata); // stored, but not JSON: shown as it is
+}
+
+int listMessages(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.addOption({"chat", "The chat.", "UUID"});
+    if (!parser.parse(args) || !parser.isSet("chat")) {
+        printErr(QStringLiteral("corvane-cli messages: --chat UUID is required"));
+        return 2;
+    }
+    const QUuid chatId = QUuid::fromString(parser.value("chat"));
+    if (chatId.isNull()) {
+        printErr(QStringLiteral("corvane-cli messages: \"%1\" is not a chat id").arg(parser.value("chat")));
+        return 2;
+    }
+    auto store = openStoreOrSay();
+    if (!store)
+        return 1;
+    StoreContext &ctx = store->mainContext();
+    if (!ctx.get<Chat>(chatId)) {
+        printErr(QStringLiteral("corvane-cli messages: no chat with the id %1").arg(chatId.toString(QUuid::WithoutBraces)));
+        return 1;
+    }
+    auto messages = ctx.fetch<Message>(Query(where::eq("chatId", chatId)).orderBy("timestamp"));
+    if (!messages) {
+        printErr(QStringLiteral("corvane-cli messages: ") + messages.error().message);
+        return 1;
+    }
+    for (const auto &m : *messages) {
+        const QJsonValue metadata = metadataJson(m->metadata);
+        QJsonObject row{{"id", m->id.toString(QUuid::WithoutBraces)},
+                        {"role", toRaw(m->role)},
+                        {"contentType", toRaw(m->contentType)},
+                        {"content", m->content},
+                        {"toolName", m->toolName ? QJsonValue(*m->toolName) : QJsonValue::Null},
+                        {"toolUseId", metadata.toObject().value("tool_use_id").isString()
+                                          ? metadata.toObject().value("tool_use_id") : QJsonValue::Null},
+                        {"metadata", metadata},
+                        {"isComplete", m->isComplete},
+                        {"timestamp", m->timestamp.toUTC().toString(Qt::ISODateWithMs)}};
+        printOut(QString::fromUtf8(QJsonDocument(row).toJson(QJsonDocument::Compact)));
+    }
+    return 0;
+}
+
+int listChats(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.addOption({"project", "Only this project's chats.", "DIR"});
+    if (!parser.parse(args)) {
+        printErr(QStringLiteral("corvane-cli chats: ") + parser.errorText());
+        return 2;
+    }
+    auto store = openStoreOrSay();
+    if (!store)
+        return 1;
+    StoreContext &ctx = store->mainContext();
+    Query query;
+    if (parser.isSet("project")) {
+        const QString path = QFileInfo(parser.value("project")).canonicalFilePath();
+        auto project = ctx.fetchFirst<Project>(Query(where::eq("path", path)));
+        if (!project || !*project)
+            return 0; // a folder that is no project has no chats
+        query.filter = where::eq("projectId", (*project)->id);
+    }
+    for (const auto &chat : ctx.fetchOrEmpty<Chat>(query.orderBy("createdAt"))) {
+        const auto project = chat->projectId ? ctx.get<Project>(*chat->projectId) : nullptr;
+        const auto workspace = chat->workspaceId ? ctx.get<Workspace>(*chat->workspaceId) : nullptr;
+        printOut(QStringList{chat->id.toString(QUuid::WithoutBraces), project ? project->path : QStringLiteral("-"),
+                             workspace ? workspace->name : QStringLiteral("-"), chat->name,
+                             toRaw(chat->agentType())}
+                     .join(QLatin1Char('\t')));
+    }
+    return 0;
+}
+
+} // namespace
+
+int run(const QStringList &arguments)
+{
+    // Standard output carries results; the log goes to standard error with --verbose, else nowhere.
+    QStringList rest = arguments;
+    const bool verbose = rest.removeAll(QStringLiteral("--verbose")) > 0;
+    setLogStream(verbose ? stderr : nullptr);
+    const QString command = rest.value(1);
+    if (rest.size() > 1)
+        rest.removeAt(1);
+    if (command == QLatin1String("send"))
+        return sendCommand(rest);
+    if (command == QLatin1String("messages"))
+        return listMessages(rest);
+    if (command == QLatin1String("chats"))
+        return listChats(rest);
+    if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
+        std::fputs(kUsage, stdout);
+        return command.isEmpty() ? 2 : 0;
+    }
+    printErr(QStringLiteral("corvane-cli: unknown command \"%1\" (try corvane-cli help)").arg(command));
+    return 2;
+}
+
+} // namespace corvane::cli

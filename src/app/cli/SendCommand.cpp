@@ -1,0 +1,222 @@
+#include "app/cli/SendCommand.h"
+
+#include "agent/AgentModels.h"
+#include "agent/claude/ClaudeAdapter.h"
+#include "agent/runtime/ToolLocator.h"
+#include "agent/session/ChatController.h"
+#include "agent/session/ChatSession.h"
+#include "agent/session/ChatSessionUIHandler.h"
+#include "app/StartupSequence.h"
+#include "app/cli/ChatLookup.h"
+#include "core/Paths.h"
+#include "core/records/Chat.h"
+#include "core/records/Message.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QHash>
+
+#include <cstdio>
+
+namespace corvane::cli {
+
+namespace {
+
+void printErr(const QString &text)
+{
+    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
+    std::fflush(stderr);
+}
+
+// Prints each assistant row's text as it grows: only what was not printed yet.
+class ReplyPrinter : public QObject, public ChatSessionUIHandler
+{
+public:
+    explicit ReplyPrinter(ChatSession &session) : m_session(session) {}
+
+    void sessionMessagesChanged() override { flush(); }
+    void sessionMessageChanged(const QUuid &) override { flush(); }
+
+    void flush()
+    {
+        for (const auto &m : m_session.messages()) {
+            if (m->role != MessageRole::assistant || m->contentType != MessageContentType::text)
+                continue;
+            if (!m_printed.contains(m->id) && !m_lastPrinted.isNull() && m_lastPrinted != m->id)
+                std::fputs("\n", stdout); // a new block of the reply starts on its own line
+            const qsizetype done = m_printed.value(m->id, 0);
+            if (m->content.size() > done) {
+                std::fputs(m->content.mid(done).toUtf8().constData(), stdout);
+                m_printed[m->id] = m->content.size();
+                m_lastPrinted = m->id;
+            }
+        }
+        std::fflush(stdout);
+    }
+
+    bool printedAnything() const { return !m_lastPrinted.isNull(); }
+
+private:
+    ChatSession &m_session;
+    QHash<QUuid, qsizetype> m_printed;
+    QUuid m_lastPrinted;
+};
+
+std::optional<AgentModelDescriptor> pickModel(const QString &requested, AgentType agent, const std::optional<QString> &chatModel)
+{
+    if (!requested.isEmpty()) {
+        if (auto byId = models::byId(requested))
+            return byId;
+        for (const auto &m : models::catalogue())
+            if (m.cliFlag == requested)
+                return m;
+        // A model the catalogue does not list yet: passed to the tool as it is.
+        const bool claude = agent == AgentType::claudeCode;
+        return AgentModelDescriptor{(claude ? "claude:" : "codex:") + requested, requested, requested, agent,
+                                    claude ? "claude" : "chatgpt", false, claude ? "Claude" : "Codex"};
+    }
+    if (chatModel)
+        if (auto stored = models::byId(*chatModel); stored && stored->agentType == agent)
+            return stored;
+    return models::forAgent(agent).value(0);
+}
+
+} // namespace
+
+int sendCommand(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.addOption({"project", "The project folder.", "DIR"});
+    parser.addOption({"chat", "An existing chat to continue.", "UUID"});
+    parser.addOption({"agent", "claude or codex.", "AGENT", "claude"});
+    parser.addOption({"model", "Model id or name.", "ID"});
+    parser.addOption({"mode", "default, acceptEdits, acceptAll or plan.", "MODE", "default"});
+    parser.addOption({"claude", "Path of the claude command.", "PATH"});
+    parser.addOption({"codex", "Path of the codex command.", "PATH"});
+    parser.addPositionalArgument("text", "What to send.");
+    if (!parser.parse(arguments)) {
+        printErr(QStringLiteral("corvane-cli send: ") + parser.errorText());
+        return 2;
+    }
+    const QString text = parser.positionalArguments().join(QLatin1Char(' '));
+    if (text.trimmed().isEmpty()) {
+        printErr(QStringLiteral("corvane-cli send: nothing to send (give the text after the options)"));
+        return 2;
+    }
+    if (!parser.isSet("project") && !parser.isSet("chat")) {
+        printErr(QStringLiteral("corvane-cli send: --project DIR or --chat UUID is required"));
+        return 2;
+    }
+    const QString agentName = parser.value("agent");
+    if (agentName != QLatin1String("claude") && agentName != QLatin1String("codex")) {
+        printErr(QStringLiteral("corvane-cli send: --agent is claude or codex, not \"%1\"").arg(agentName));
+        return 2;
+    }
+    const AgentType agent = agentName == QLatin1String("codex") ? AgentType::codex : AgentType::claudeCode;
+    if (agent == AgentType::codex) {
+        printErr(QStringLiteral("corvane-cli send: the codex agent is not available yet"));
+        return 2;
+    }
+    const QString modeName = parser.value("mode");
+    PermissionMode mode = PermissionMode::ask;
+    QString prompt = text;
+    if (modeName == QLatin1String("acceptEdits"))
+        mode = PermissionMode::acceptEdits;
+    else if (modeName == QLatin1String("acceptAll"))
+        mode = PermissionMode::acceptAll;
+    else if (modeName == QLatin1String("plan"))
+        prompt = QStringLiteral("Enter plan mode. Analyze the task, explore the codebase, and present a detailed "
+                                "implementation plan before making changes.\n\n") + text;
+    else if (modeName != QLatin1String("default")) {
+        printErr(QStringLiteral("corvane-cli send: unknown --mode \"%1\"").arg(modeName));
+        return 2;
+    }
+
+    auto opened = startup::openStore(paths::storeFile());
+    if (!opened) {
+        printErr(QStringLiteral("corvane-cli: ") + opened.error().message);
+        return 1;
+    }
+    std::shared_ptr<Store> store = opened.value();
+    StoreContext &ctx = store->mainContext();
+
+    ChatPlace place;
+    if (parser.isSet("chat")) {
+        const QUuid chatId = QUuid::fromString(parser.value("chat"));
+        auto found = chatId.isNull() ? Result<ChatPlace>(Error(QStringLiteral("\"%1\" is not a chat id").arg(parser.value("chat"))))
+                                     : existingChat(ctx, chatId);
+        if (!found) {
+            printErr(QStringLiteral("corvane-cli send: ") + found.error().message);
+            return 1;
+        }
+        place = found.value();
+    } else {
+        auto project = projectForFolder(ctx, parser.value("project"));
+        if (!project) {
+            printErr(QStringLiteral("corvane-cli send: ") + project.error().message);
+            return 1;
+        }
+        place.project = project.value();
+        place.workspace = workspaceFor(ctx, *place.project);
+        place.chat = newChat(ctx, *place.project, *place.workspace);
+        if (Status saved = ctx.save(); !saved) {
+            printErr(QStringLiteral("corvane-cli send: ") + saved.error().message);
+            return 1;
+        }
+    }
+    std::fprintf(stderr, "chat %s\n", place.chat->id.toString(QUuid::WithoutBraces).toUtf8().constData());
+    std::fflush(stderr);
+
+    const auto model = pickModel(parser.value("model"), agent, place.chat->modelId);
+    const QString folder = place.chat->workingDirectory(place.workspace.get(), place.project.get()).value_or(place.project->path);
+    const ToolLocation claude = locateTool(AgentTool::claude, parser.value("claude"));
+
+    ChatSession session(place.chat->id, place.chat->name, folder, *store);
+    ReplyPrinter printer(session);
+    session.setUiHandler(&printer, &printer);
+    ChatController controller([&](AgentType) -> std::unique_ptr<AgentAdapter> {
+        return std::make_unique<ClaudeAdapter>(claude);
+    });
+
+    QEventLoop loop;
+    int status = 0;
+    QObject::connect(&session, &ChatSession::turnCompleted, &loop, [&] { loop.exit(0); });
+    QObject::connect(&session, &ChatSession::turnFailed, &loop, [&](const QUuid &, const QString &description) {
+        printer.flush();
+        if (printer.printedAnything())
+            std::fputs("\n", stdout);
+        printErr(QStringLiteral("corvane-cli: ") + description);
+        status = 1;
+        loop.exit(1);
+    });
+    QObject::connect(&session, &ChatSession::permissionRequested, &loop,
+                     [&](const QUuid &, const AgentPermissionRequest &request) {
+        // Answering from the terminal is not offered yet: say why the tool did not run.
+        printErr(QStringLiteral("corvane-cli: %1 asked for permission and was denied (run with --mode acceptEdits or acceptAll)")
+                     .arg(request.toolName));
+        session.adapter()->respondToPermission(request.requestId, false, std::nullopt,
+                                               QStringLiteral("Not allowed from corvane-cli in this permission mode"));
+        session.didCancelPermissionRequest(request.requestId);
+    });
+
+    controller.bind(session, *model, mode);
+    if (Status sent = controller.sendMessage(session, prompt, {}, *model, mode); !sent) {
+        printErr(QStringLiteral("corvane-cli: ") + sent.error().message);
+        return 1;
+    }
+    loop.exec();
+    printer.flush();
+    if (status == 0 && printer.printedAnything())
+        std::fputs("\n", stdout);
+    std::fflush(stdout);
+    if (session.adapter())
+        session.adapter()->forceTerminate();
+    return status;
+}
+
+} // namespace corvane::cli
