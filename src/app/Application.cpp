@@ -4,8 +4,11 @@
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
+#include "core/settings/AppSettings.h"
+#include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "shell/Appearance.h"
 #include "shell/MainWindow.h"
 #include "shell/OnboardingWindow.h"
 
@@ -29,6 +32,12 @@ Application::~Application()
 
 bool Application::start()
 {
+    m_preferences = std::make_unique<PreferencesStore>(paths::settingsFile());
+    m_settings = std::make_unique<AppSettings>(*m_preferences, m_center);
+    applyAppearance(m_settings->appearanceMode());
+    m_center.addObserver(settingsNotification::appearanceModeChanged,
+                         [this](const Notification &) { applyAppearance(m_settings->appearanceMode()); }, nullptr, this);
+
     auto store = startup::openStore(paths::storeFile());
     if (!store) {
         // The one fatal path: even a fresh store could not be made (a full disk, a folder we may
@@ -48,7 +57,7 @@ bool Application::start()
     startup::startActivityBackfill(m_store, this, m_center);
     startup::runMigrations(*m_store);
 
-    if (m_showOnboarding && m_showOnboarding())
+    if (m_settings->shouldShowOnboarding())
         openOnboarding();
     else
         openMainWindow();
@@ -79,8 +88,7 @@ void Application::openOnboarding()
 {
     m_onboarding = new OnboardingWindow;
     connect(m_onboarding, &OnboardingWindow::completed, this, [this] {
-        if (m_onboardingCompleted)
-            m_onboardingCompleted();
+        m_settings->setHasCompletedOnboarding(true);
         openMainWindow();
         m_onboarding->close();
     });

@@ -9,7 +9,9 @@
 
 namespace corvane {
 
+class AppSettings;
 class MainWindow;
+class PreferencesStore;
 class NotificationCenter;
 class OnboardingWindow;
 class Store;
@@ -42,8 +44,8 @@ private:
     std::shared_ptr<Store> m_store;
     QList<QPointer<MainWindow>> m_windows;
     QPointer<OnboardingWindow> m_onboarding;
-    std::function<bool()> m_showOnboarding;
-    std::function<void()> m_onboardingCompleted;
+    std::unique_ptr<PreferencesStore> m_preferences;
+    std::unique_ptr<AppSettings> m_settings;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };
