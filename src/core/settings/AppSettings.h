@@ -44,11 +44,12 @@ using SystemUserNamesSource = std::function<SystemUserNames()>;
 SystemUserNames currentSystemUserNames();
 
 // Every user preference of the application. Each getter reads the store, each setter writes it
-// at once and posts its notification. The application creates one and passes it on; it lives as
-// long as the application, on the main thread.
+// at once and posts its notification, with this object as the sender. The application creates
+// one and passes it on; it lives as long as the application, on the main thread.
 class AppSettings
 {
 public:
+    // At the first start (no "userFirstName" yet) this writes the names taken from `systemNames`.
     AppSettings(PreferencesStore &store, NotificationCenter &center,
                 SystemUserNamesSource systemNames = currentSystemUserNames);
 
@@ -117,6 +118,8 @@ public:
     ArchiveRetention archivedWorkspaceRetention() const;
     void setArchivedWorkspaceRetention(ArchiveRetention retention);
 
+    // The one application-wide mode new agent sessions start in; an unknown value is `ask`.
+    // Nothing is posted: sessions read it when they start.
     PermissionMode permissionMode() const;
     void setPermissionMode(PermissionMode mode);
 

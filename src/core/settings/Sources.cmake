@@ -3,4 +3,5 @@ target_sources(corvane_core PRIVATE
     settings/KeyCombo.h settings/KeyCombo.cpp
     settings/KeyboardShortcutAction.h settings/KeyboardShortcutAction.cpp
     settings/SettingsEnums.h
+    settings/OnboardingPreference.h settings/OnboardingPreference.cpp
     settings/AppSettings.h settings/AppSettings.cpp)

@@ -488,8 +488,6 @@ private slots:
         QTest::newRow("archivedWorkspaceRetention") << "archivedWorkspaceRetention" << "archiveRetentionChanged";
         QTest::newRow("permissionMode") << "permissionMode" << "";
         QTest::newRow("hasCompletedOnboarding") << "hasCompletedOnboarding" << "";
-        QTest::newRow("claudePath") << "claudePath" << "";
-        QTest::newRow("codexPath") << "codexPath" << "";
     }
 
     void eachSetterPostsItsNotificationOnce()
@@ -523,8 +521,6 @@ private slots:
             {"archivedWorkspaceRetention", [](AppSettings &s) { s.setArchivedWorkspaceRetention(ArchiveRetention::never); }},
             {"permissionMode", [](AppSettings &s) { s.setPermissionMode(PermissionMode::acceptAll); }},
             {"hasCompletedOnboarding", [](AppSettings &s) { s.setHasCompletedOnboarding(true); }},
-            {"claudePath", [](AppSettings &s) { s.setClaudePath("/opt/claude"); }},
-            {"codexPath", [](AppSettings &s) { s.setCodexPath("/opt/codex"); }},
         };
         QVERIFY(setters.contains(setter));
         test::TestEnvironment env;
