@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QVariantMap>
 
 #include <functional>
 #include <optional>
@@ -14,14 +15,19 @@ namespace corvane {
 class AgentStreamDelegate;
 struct Profile;
 
-// What a chat session holds of its agent: one contract over the claude and codex clients.
+// What a chat session holds of its agent: one contract over the claude and codex clients, which
+// translate their own traffic into the events of AgentStreamDelegate.
 class AgentAdapter
 {
 public:
     virtual ~AgentAdapter() = default;
 
-    virtual void setDelegate(AgentStreamDelegate *delegate) = 0;
+    // The receiver of events; not owned, and cleared by the session before it goes away.
+    virtual AgentStreamDelegate *delegate() const { return m_delegate; }
+    virtual void setDelegate(AgentStreamDelegate *delegate) { m_delegate = delegate; }
+
     virtual AgentType agentType() const = 0;
+    // The client's own flag: true from a successful spawn until exit or forceTerminate().
     virtual bool isLaunched() const = 0;
     virtual PermissionMode permissionMode() const = 0;
     virtual void setPermissionMode(PermissionMode mode) = 0;
@@ -30,17 +36,26 @@ public:
     // `sessionId` the session to resume or empty. The profile is copied.
     virtual void launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
                         const Profile *profile) = 0;
+    // One user turn.
     virtual void send(const QString &text, const QList<Attachment> &attachments) = 0;
+    // Answers a permission request. Without `updatedInput` the tool runs with the input it asked
+    // for; without `message` a denial says "User denied".
     virtual void respondToPermission(const QString &requestId, bool allow,
                                      const std::optional<QVariantMap> &updatedInput,
                                      const std::optional<QString> &message) = 0;
+    // Stops the current turn.
     virtual void interrupt() = 0;
+    // Orderly end: input closed, then the process is asked to end.
     virtual void terminate() = 0;
+    // Immediate end; every handle is released.
     virtual void forceTerminate() = 0;
 
     // When a stored session can no longer be resumed, the client starts a new one and replays
     // the recent conversation into it. The session supplies that text (absent: nothing to replay).
     virtual void setResumeFallback(std::function<std::optional<QString>()> replay) { Q_UNUSED(replay); }
+
+private:
+    AgentStreamDelegate *m_delegate = nullptr;
 };
 
 } // namespace corvane

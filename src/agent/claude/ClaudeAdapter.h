@@ -13,7 +13,11 @@ public:
 
     ClaudeSDKService &service() { return m_service; }
 
-    void setDelegate(AgentStreamDelegate *delegate) override { m_service.setDelegate(delegate); }
+    void setDelegate(AgentStreamDelegate *delegate) override
+    {
+        AgentAdapter::setDelegate(delegate);
+        m_service.setDelegate(delegate);
+    }
     AgentType agentType() const override { return AgentType::claudeCode; }
     bool isLaunched() const override { return m_service.isLaunched(); }
     PermissionMode permissionMode() const override { return m_service.permissionMode(); }

@@ -2,55 +2,73 @@
 
 #include <QFile>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QStringDecoder>
 
 namespace corvane::claudeprotocol {
 
 namespace {
 
-QByteArray line(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
-
 QJsonObject base64Source(const QString &mediaType, const QByteArray &data)
 {
     return {{"type", "base64"}, {"media_type", mediaType}, {"data", QString::fromLatin1(data.toBase64())}};
 }
 
+QJsonObject textBlock(const QString &text)
+{
+    return {{"type", "text"}, {"text", text}};
+}
+
+QByteArray controlResponse(const QString &requestId, const QJsonObject &response)
+{
+    return line({{"type", "control_response"},
+                 {"response", QJsonObject{{"subtype", "success"}, {"request_id", requestId}, {"response", response}}}});
+}
+
 } // namespace
 
-QJsonArray contentBlocks(const QString &text, const QList<Attachment> &attachments)
+QByteArray line(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+std::optional<QString> readTextFile(const QUrl &fileURL)
+{
+    if (!fileURL.isLocalFile())
+        return std::nullopt;
+    QFile file(fileURL.toLocalFile());
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString contents = utf8.decode(file.readAll());
+    if (utf8.hasError())
+        return std::nullopt;
+    return contents;
+}
+
+QJsonArray contentBlocks(const QString &text, const QList<Attachment> &attachments, const TextFileReader &readText)
 {
     QJsonArray blocks;
     if (!text.isEmpty())
-        blocks.append(QJsonObject{{"type", "text"}, {"text", text}});
-    for (const Attachment &a : attachments) {
-        switch (a.type) {
+        blocks.append(textBlock(text));
+    for (const Attachment &attachment : attachments) {
+        switch (attachment.type) {
         case AttachmentType::image:
-            blocks.append(QJsonObject{{"type", "image"}, {"source", base64Source(a.mediaType, a.data)}});
+            blocks.append(QJsonObject{{"type", "image"}, {"source", base64Source(attachment.mediaType, attachment.data)}});
             break;
         case AttachmentType::pdf:
-            blocks.append(QJsonObject{{"type", "document"}, {"source", base64Source("application/pdf", a.data)}});
+            blocks.append(QJsonObject{{"type", "document"},
+                                      {"source", base64Source(QStringLiteral("application/pdf"), attachment.data)}});
             break;
-        case AttachmentType::tempFile: {
-            if (!a.filePath)
+        case AttachmentType::tempFile:
+            if (!attachment.fileURL || !readText)
                 break;
-            QFile file(*a.filePath);
-            if (!file.open(QIODevice::ReadOnly))
-                break;
-            QStringDecoder utf8(QStringDecoder::Utf8);
-            const QString contents = utf8.decode(file.readAll());
-            if (utf8.hasError())
-                break;
-            blocks.append(QJsonObject{{"type", "text"}, {"text", "Content from file " + a.fileName + ":\n" + contents}});
+            if (const auto contents = readText(*attachment.fileURL))
+                blocks.append(textBlock(QStringLiteral("Content from file ") + attachment.fileName + QStringLiteral(":\n") + *contents));
             break;
-        }
         }
     }
     if (blocks.isEmpty())
-        blocks.append(QJsonObject{{"type", "text"}, {"text", ""}});
+        blocks.append(textBlock(QString()));
     return blocks;
 }
 
@@ -64,20 +82,17 @@ QByteArray userTurn(const QJsonArray &blocks, const QString &sessionId)
 
 QByteArray allow(const QString &requestId, const QVariantMap &updatedInput)
 {
-    return line({{"type", "control_response"},
-                 {"response", QJsonObject{{"subtype", "success"},
-                                          {"request_id", requestId},
-                                          {"response", QJsonObject{{"behavior", "allow"},
-                                                                   {"updatedInput", QJsonObject::fromVariantMap(updatedInput)}}}}}});
+    return controlResponse(requestId, {{"behavior", "allow"}, {"updatedInput", QJsonObject::fromVariantMap(updatedInput)}});
 }
 
 QByteArray deny(const QString &requestId, const std::optional<QString> &message)
 {
-    return line({{"type", "control_response"},
-                 {"response", QJsonObject{{"subtype", "success"},
-                                          {"request_id", requestId},
-                                          {"response", QJsonObject{{"behavior", "deny"},
-                                                                   {"message", message.value_or("User denied")}}}}}});
+    return controlResponse(requestId, {{"behavior", "deny"}, {"message", message.value_or(QStringLiteral("User denied"))}});
+}
+
+QByteArray answerQuestion(const QString &requestId, const std::optional<QString> &answer)
+{
+    return deny(requestId, answer.value_or(QStringLiteral("User dismissed the question")));
 }
 
 QByteArray interruptRequest(const QString &requestId)

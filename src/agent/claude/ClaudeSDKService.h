@@ -51,6 +51,7 @@ public:
     bool isLaunched() const { return m_isLaunched; }
     QString sessionId() const { return m_sessionId; }
     QStringList lastArguments() const { return m_lastArguments; }
+    qint64 processId() const { return m_process ? m_process->processId() : 0; }
 
     void launch(const QString &workingDirectory, const QString &model, const QString &sessionId, const Profile *profile);
     void send(const QString &text, const QList<Attachment> &attachments);

@@ -1,363 +1,389 @@
 #include "agent/claude/ClaudeStreamDecoder.h"
 
+#include "agent/claude/ClaudeMessageReaders.h"
+#include "agent/claude/CodePoints.h"
+#include "agent/claude/JsonFields.h"
 #include "core/Log.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QStringDecoder>
 
 namespace corvane {
 
+using namespace jsonfields;
+using Outcome = ClaudeStreamDecoder::Outcome;
+
 namespace {
 
-// Typed reads that treat a field of the wrong JSON type as missing.
-QString textOf(const QVariantMap &map, const char *key, const QString &fallback = {})
+const char *const Tag = "ClaudeSDK";
+
+bool is(const QString &value, const char *expected)
 {
-    const QVariant v = map.value(QLatin1String(key));
-    return v.typeId() == QMetaType::QString ? v.toString() : fallback;
+    return value == QLatin1String(expected);
 }
 
-std::optional<QString> optionalText(const QVariantMap &map, const char *key)
+// Lines of a subagent carry the id of the tool call that runs it.
+bool fromSubagent(const QJsonObject &message)
 {
-    const QVariant v = map.value(QLatin1String(key));
-    return v.typeId() == QMetaType::QString ? std::optional<QString>(v.toString()) : std::nullopt;
+    return !stringOr(message, "parent_tool_use_id").isEmpty();
 }
 
-QVariantMap mapOf(const QVariantMap &map, const char *key)
+// Claude's way of saying a turn was stopped: a user line with this text right before the result.
+bool isInterruptMarker(const QJsonValue &block)
 {
-    const QVariant v = map.value(QLatin1String(key));
-    return v.typeId() == QMetaType::QVariantMap ? v.toMap() : QVariantMap();
-}
-
-QVariantList listOf(const QVariantMap &map, const char *key)
-{
-    const QVariant v = map.value(QLatin1String(key));
-    return v.typeId() == QMetaType::QVariantList ? v.toList() : QVariantList();
-}
-
-double numberOf(const QVariantMap &map, const char *key)
-{
-    const QVariant v = map.value(QLatin1String(key));
-    switch (v.typeId()) {
-    case QMetaType::Double:
-    case QMetaType::LongLong:
-    case QMetaType::Int:
-    case QMetaType::ULongLong:
-        return v.toDouble();
-    default:
-        return 0;
-    }
-}
-
-bool boolOf(const QVariantMap &map, const char *key)
-{
-    const QVariant v = map.value(QLatin1String(key));
-    return v.typeId() == QMetaType::Bool && v.toBool();
-}
-
-QString toolResultText(const QVariant &content)
-{
-    if (content.typeId() == QMetaType::QString)
-        return content.toString();
-    QStringList parts;
-    if (content.typeId() == QMetaType::QVariantList)
-        for (const QVariant &item : content.toList())
-            if (item.typeId() == QMetaType::QVariantMap)
-                if (auto text = optionalText(item.toMap(), "text"))
-                    parts << *text;
-    return parts.join(QLatin1Char('\n'));
+    return block.isObject() && is(stringOr(block.toObject(), "type"), "text")
+        && stringOr(block.toObject(), "text").startsWith(QLatin1String("[Request interrupted by user"));
 }
 
 } // namespace
 
-QList<AgentQuestion> parseQuestions(const QVariant &questions)
+std::optional<QVariantMap> ClaudeStreamDecoder::requestInput(const QString &requestId) const
 {
-    QList<AgentQuestion> out;
-    if (questions.typeId() != QMetaType::QVariantList)
-        return out;
-    for (const QVariant &entry : questions.toList()) {
-        if (entry.typeId() != QMetaType::QVariantMap)
-            continue;
-        const QVariantMap map = entry.toMap();
-        const auto question = optionalText(map, "question");
-        if (!question)
-            continue;
-        AgentQuestion q;
-        q.question = *question;
-        q.header = optionalText(map, "header");
-        q.multiSelect = boolOf(map, "multiSelect");
-        for (const QVariant &option : listOf(map, "options")) {
-            if (option.typeId() != QMetaType::QVariantMap)
-                continue;
-            const auto label = optionalText(option.toMap(), "label");
-            if (!label)
-                continue;
-            q.options.append({*label, optionalText(option.toMap(), "description")});
-        }
-        out.append(q);
-    }
-    return out;
+    const auto it = m_state.pendingRequestInputs.constFind(requestId);
+    return it == m_state.pendingRequestInputs.cend() ? std::nullopt : std::optional<QVariantMap>(*it);
 }
 
 void ClaudeStreamDecoder::resetTurn()
 {
-    m_accumulated.clear();
-    m_streamedText.clear();
-    m_currentBlock = -1;
-    m_startedToolIds.clear();
-    m_thinkingStarted = false;
+    // The blocks of the model message being streamed stay: a message written during a turn joins
+    // it, and forgetting what was shown would show it again. They end with their message.
+    m_state.accumulatedResponse.clear();
+    m_state.startedToolUseIds.clear();
+    m_state.thinkingStarted = false;
 }
 
 ClaudeStreamDecoder::Output ClaudeStreamDecoder::decode(const QByteArray &line)
 {
     Output out;
-    // Lines arrive whole (split on newline bytes), so a line that is not UTF-8 is damaged, not cut.
+    if (line.trimmed().isEmpty())
+        return out;
+    // Lines arrive whole, so one that is not UTF-8 is damaged, not cut off: nothing in it is
+    // trustworthy.
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = utf8.decode(line);
     if (utf8.hasError()) {
-        logLine("ClaudeSDK", QStringLiteral("Dropped a line that is not valid UTF-8 (%1 bytes)").arg(line.size()));
+        logLine(Tag, QStringLiteral("Dropped a line that is not valid UTF-8 (%1 bytes)").arg(line.size()));
+        out.outcome = Outcome::dropped;
         return out;
     }
     QJsonParseError error;
-    const QJsonDocument doc = QJsonDocument::fromJson(line, &error);
-    if (error.error != QJsonParseError::NoError || !doc.isObject()) {
-        logLine("ClaudeSDK", QStringLiteral("Failed to parse JSON: ") + text.left(100));
-        return out;
-    }
-    const QVariantMap message = doc.object().toVariantMap();
-    const auto type = optionalText(message, "type");
-    if (!type) {
-        logLine("ClaudeSDK", QStringLiteral("Failed to parse JSON: ") + text.left(100));
+    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
+    const QJsonObject message = document.object();
+    const auto type = optionalString(message, "type");
+    if (error.error != QJsonParseError::NoError || !document.isObject() || !type) {
+        logLine(Tag, QStringLiteral("Failed to parse JSON: ") + codepoints::left(text, 100));
+        out.outcome = Outcome::skipped;
         return out;
     }
     out.parsed = true;
-    out.isContent = *type != QLatin1String("keep_alive");
+    out.isContent = !is(*type, "keep_alive");
 
-    if (*type == QLatin1String("system"))
-        decodeSystem(message, out);
-    else if (*type == QLatin1String("stream_event"))
-        decodeStreamEvent(message, out);
-    else if (*type == QLatin1String("assistant"))
-        decodeAssistant(message, out);
-    else if (*type == QLatin1String("user"))
-        decodeUser(message, out);
-    else if (*type == QLatin1String("result"))
-        decodeResult(message, out);
-    else if (*type == QLatin1String("control_request"))
-        decodeControlRequest(message, line, out);
-    else if (*type == QLatin1String("control_cancel_request")) {
-        if (auto id = optionalText(message, "request_id")) {
-            logLine("ClaudeSDK", QStringLiteral("Cancel permission request: ") + *id);
-            ClaudeEvent e;
-            e.kind = ClaudeEvent::Kind::cancelRequest;
-            e.id = *id;
-            out.events.append(e);
-        }
-    } else if (*type == QLatin1String("tool_progress")) {
-        ClaudeEvent e;
-        e.kind = ClaudeEvent::Kind::toolProgress;
-        e.id = textOf(message, "tool_use_id");
-        e.name = textOf(message, "tool_name");
-        e.seconds = numberOf(message, "elapsed_seconds");
-        out.events.append(e);
-    } else if (*type == QLatin1String("control_response") || *type == QLatin1String("keep_alive")
-               || *type == QLatin1String("tool_use_summary") || *type == QLatin1String("rate_limit_event")) {
-        // Answers to our own control requests, and bookkeeping: nothing to show.
-    } else {
-        logLine("ClaudeSDK", QStringLiteral("Unknown message type: ") + *type);
+    if (is(*type, "stream_event"))
+        out.outcome = decodeStreamEvent(message, out);
+    else if (is(*type, "assistant"))
+        out.outcome = decodeAssistant(message, out);
+    else if (is(*type, "user"))
+        out.outcome = decodeUser(message, out);
+    else if (is(*type, "system"))
+        out.outcome = decodeSystem(message, out);
+    else if (is(*type, "result"))
+        out.outcome = decodeResult(message, out);
+    else if (is(*type, "control_request"))
+        out.outcome = decodeControlRequest(message, text, out);
+    else if (is(*type, "control_cancel_request"))
+        out.outcome = decodeCancelRequest(message, out);
+    else if (is(*type, "tool_progress"))
+        out.outcome = decodeToolProgress(message, out);
+    else if (is(*type, "control_response") || is(*type, "keep_alive") || is(*type, "tool_use_summary")
+             || is(*type, "rate_limit_event"))
+        out.outcome = Outcome::ignored; // answers to our own requests, and bookkeeping
+    else {
+        logLine(Tag, QStringLiteral("Unknown message type: ") + *type);
+        out.outcome = Outcome::ignored;
     }
     return out;
 }
 
-void ClaudeStreamDecoder::decodeSystem(const QVariantMap &message, Output &out)
+Outcome ClaudeStreamDecoder::decodeSystem(const QJsonObject &message, Output &out)
 {
-    const QString subtype = textOf(message, "subtype");
-    if (subtype == QLatin1String("init")) {
+    const QString subtype = stringOr(message, "subtype");
+    if (is(subtype, "init")) {
         ClaudeEvent e;
         e.kind = ClaudeEvent::Kind::initialized;
-        e.info.sessionId = textOf(message, "session_id");
-        e.info.model = textOf(message, "model", QStringLiteral("unknown"));
-        for (const QVariant &tool : listOf(message, "tools"))
-            if (tool.typeId() == QMetaType::QString)
-                e.info.tools << tool.toString();
-        e.info.version = textOf(message, "claude_code_version");
-        e.info.agentType = AgentType::claudeCode;
+        e.info = claudemessages::readSessionInfo(message);
         out.events.append(e);
-    } else if (subtype == QLatin1String("status")) {
+        return Outcome::decoded;
+    }
+    if (is(subtype, "status")) {
         ClaudeEvent e;
         e.kind = ClaudeEvent::Kind::statusChanged;
-        e.status = optionalText(message, "status");
+        e.status = optionalString(message, "status");
         out.events.append(e);
-    } else if (subtype != QLatin1String("thinking_tokens")) {
-        logLine("ClaudeSDK", QStringLiteral("System message subtype: ") + subtype);
+        return Outcome::decoded;
     }
+    // thinking_tokens comes with every thinking delta: too many to log.
+    if (!is(subtype, "thinking_tokens"))
+        logLine(Tag, QStringLiteral("System message subtype: ") + subtype);
+    return Outcome::ignored;
 }
 
-void ClaudeStreamDecoder::decodeStreamEvent(const QVariantMap &message, Output &out)
+Outcome ClaudeStreamDecoder::decodeStreamEvent(const QJsonObject &message, Output &out)
 {
-    const QVariantMap event = mapOf(message, "event");
-    const QString type = textOf(event, "type");
-    if (type == QLatin1String("message_start")) {
-        // A new model message: its block indexes start again from 0.
-        m_streamedText.clear();
-        m_currentBlock = -1;
-    } else if (type == QLatin1String("content_block_start")) {
-        m_currentBlock = int(numberOf(event, "index"));
-        if (textOf(mapOf(event, "content_block"), "type") == QLatin1String("thinking"))
+    // Subagents stream nothing live; their finished blocks come as ordinary lines.
+    if (fromSubagent(message))
+        return Outcome::ignored;
+    const QJsonObject event = objectOr(message, "event");
+    const QString type = stringOr(event, "type");
+    if (is(type, "message_start")) {
+        // A new model message: its blocks are numbered from 0 again.
+        m_state.streamedBlocks.clear();
+        return Outcome::decoded;
+    }
+    const auto index = optionalInteger(event, "index");
+    if (!index)
+        return Outcome::ignored;
+    if (is(type, "content_block_start")) {
+        const QString blockType = stringOr(objectOr(event, "content_block"), "type");
+        const ClaudeDecoderState::StreamBlock *existing = streamBlock(*index);
+        if (!existing || existing->finished)
+            m_state.streamedBlocks.append({*index, blockType, {}, {}, false});
+        if (is(blockType, "thinking") || is(blockType, "redacted_thinking"))
             startThinking(out);
-    } else if (type == QLatin1String("content_block_delta")) {
-        const int index = int(numberOf(event, "index"));
-        const QVariantMap delta = mapOf(event, "delta");
-        if (textOf(delta, "type") == QLatin1String("text_delta")) {
-            const QString piece = textOf(delta, "text");
-            if (piece.isEmpty())
-                return;
-            m_streamedText[index] += piece;
-            emitText(piece, out);
+        return Outcome::decoded;
+    }
+    if (is(type, "content_block_delta")) {
+        const QJsonObject delta = objectOr(event, "delta");
+        const QString deltaType = stringOr(delta, "type");
+        if (is(deltaType, "text_delta")) {
+            streamDelta(*index, stringOr(delta, "text"), out);
+            return Outcome::decoded;
+        }
+        if (is(deltaType, "thinking_delta")) {
+            startThinking(out);
+            return Outcome::decoded;
         }
     }
+    return Outcome::ignored;
 }
 
-void ClaudeStreamDecoder::decodeAssistant(const QVariantMap &message, Output &out)
+void ClaudeStreamDecoder::streamDelta(qint64 index, const QString &piece, Output &out)
 {
-    // The tool's own error notice ("API Error: ...") comes as a made-up assistant message right
-    // before the error result: show it once, as the error, not also as reply text.
-    if (message.contains(QStringLiteral("error")) && textOf(mapOf(message, "message"), "model") == QLatin1String("<synthetic>"))
+    ClaudeDecoderState::StreamBlock *block = streamBlock(index);
+    if (!block) {
+        m_state.streamedBlocks.append({index, QStringLiteral("text"), {}, {}, false});
+        block = &m_state.streamedBlocks.last();
+    }
+    if (block->finished || block->type != QLatin1String("text"))
         return;
-    const bool fromSubagent = message.value(QStringLiteral("parent_tool_use_id")).typeId() == QMetaType::QString;
-    const QVariantList content = listOf(mapOf(message, "message"), "content");
-    for (const QVariant &item : content) {
-        if (item.typeId() != QMetaType::QVariantMap)
+    QString delta = piece;
+    if (!block->heldHigh.isNull()) {
+        delta.prepend(block->heldHigh);
+        block->heldHigh = QChar();
+    }
+    // A delta may end between the two halves of a character (an escaped surrogate pair cut in
+    // two): keep the first half until the second arrives, so no delta carries half a character.
+    if (!delta.isEmpty() && delta.back().isHighSurrogate()) {
+        block->heldHigh = delta.back();
+        delta.chop(1);
+    }
+    block->shown += delta;
+    emitText(delta, out);
+}
+
+Outcome ClaudeStreamDecoder::decodeAssistant(const QJsonObject &message, Output &out)
+{
+    const QJsonObject body = objectOr(message, "message");
+    const auto content = optionalArray(body, "content");
+    if (!content)
+        return Outcome::skipped;
+    const bool subagent = fromSubagent(message);
+
+    // An API failure comes as a made-up assistant message ("<synthetic>", with a top-level
+    // "error") right before the error result that repeats it: hold it for that result, so the
+    // user reads it once, as the failure, not also as the reply.
+    if (message.contains(QLatin1String("error")) && is(stringOr(body, "model"), "<synthetic>")) {
+        for (const QJsonValue &item : *content)
+            if (item.isObject() && is(stringOr(item.toObject(), "type"), "text"))
+                m_state.apiErrorText += stringOr(item.toObject(), "text");
+        logLine(Tag, QStringLiteral("API error: ") + codepoints::left(m_state.apiErrorText, 200));
+        return Outcome::decoded;
+    }
+
+    for (const QJsonValue &item : *content) {
+        if (!item.isObject())
             continue;
-        const QVariantMap block = item.toMap();
-        const QString type = textOf(block, "type");
-        if (type == QLatin1String("text")) {
-            const auto full = optionalText(block, "text");
-            if (!full || fromSubagent)
+        const QJsonObject block = item.toObject();
+        const QString type = stringOr(block, "type");
+        if (is(type, "text")) {
+            if (const auto text = optionalString(block, "text"))
+                assistantText(*text, subagent, out);
+        } else if (is(type, "tool_use")) {
+            const auto name = optionalString(block, "name");
+            const auto id = optionalString(block, "id");
+            if (!name || !id || m_state.startedToolUseIds.contains(*id))
                 continue;
-            const QString shown = m_currentBlock >= 0 ? m_streamedText.value(m_currentBlock) : QString();
-            if (!shown.isEmpty() && full->startsWith(shown)) {
-                if (full->size() > shown.size())
-                    emitText(full->mid(shown.size()), out);
-            } else {
-                emitText(*full, out); // no deltas for this block: the whole block is new
-            }
-            if (m_currentBlock >= 0)
-                m_streamedText[m_currentBlock] = *full;
-        } else if (type == QLatin1String("tool_use")) {
-            const auto name = optionalText(block, "name");
-            const auto id = optionalText(block, "id");
-            if (!name || !id || m_startedToolIds.contains(*id))
-                continue;
-            m_startedToolIds.insert(*id);
+            m_state.startedToolUseIds.insert(*id);
             ClaudeEvent e;
             e.kind = ClaudeEvent::Kind::toolStarted;
             e.name = *name;
             e.id = *id;
-            e.input = mapOf(block, "input");
+            e.input = objectOr(block, "input").toVariantMap();
             out.events.append(e);
-        } else if (type == QLatin1String("thinking")) {
+        } else if (is(type, "thinking") || is(type, "redacted_thinking")) {
             startThinking(out);
         }
     }
+    return Outcome::decoded;
 }
 
-void ClaudeStreamDecoder::decodeUser(const QVariantMap &message, Output &out)
+void ClaudeStreamDecoder::assistantText(const QString &full, bool subagent, Output &out)
 {
-    m_streamedText.clear();
-    m_currentBlock = -1;
-    m_thinkingStarted = false;
-    for (const QVariant &item : listOf(mapOf(message, "message"), "content")) {
-        if (item.typeId() != QMetaType::QVariantMap)
-            continue;
-        const QVariantMap block = item.toMap();
-        if (textOf(block, "type") != QLatin1String("tool_result"))
-            continue;
-        ClaudeEvent e;
-        e.kind = ClaudeEvent::Kind::toolResult;
-        e.id = textOf(block, "tool_use_id", QStringLiteral("Tool"));
-        e.text = toolResultText(block.value(QStringLiteral("content")));
-        out.events.append(e);
-    }
-}
-
-void ClaudeStreamDecoder::decodeResult(const QVariantMap &message, Output &out)
-{
-    ClaudeEvent e;
-    e.kind = ClaudeEvent::Kind::result;
-    AgentResult &r = e.result;
-    r.text = textOf(message, "result");
-    r.cost = numberOf(message, "total_cost_usd");
-    r.isError = boolOf(message, "is_error");
-    r.subtype = textOf(message, "subtype");
-    r.durationMs = numberOf(message, "duration_ms");
-    r.numTurns = qint64(numberOf(message, "num_turns"));
-    if (message.value(QStringLiteral("usage")).typeId() == QMetaType::QVariantMap)
-        r.usage = mapOf(message, "usage");
-    for (const QVariant &error : listOf(message, "errors"))
-        if (error.typeId() == QMetaType::QString)
-            e.errors << error.toString();
-    r.extra.insert(QStringLiteral("modelUsage"), mapOf(message, "modelUsage"));
-    r.extra.insert(QStringLiteral("errors"), e.errors);
-    r.extra.insert(QStringLiteral("permissionDenials"), listOf(message, "permission_denials"));
-    if (r.text.isEmpty() && !r.isError)
-        r.text = m_accumulated;
-    out.events.append(e);
-    resetTurn();
-}
-
-void ClaudeStreamDecoder::decodeControlRequest(const QVariantMap &message, const QByteArray &line, Output &out)
-{
-    const auto requestId = optionalText(message, "request_id");
-    const QVariant requestValue = message.value(QStringLiteral("request"));
-    const QVariantMap request = requestValue.toMap();
-    const auto subtype = optionalText(request, "subtype");
-    if (!requestId || requestValue.typeId() != QMetaType::QVariantMap || !subtype) {
-        logLine("ClaudeSDK", QStringLiteral("Malformed control_request: ") + QString::fromUtf8(line.left(200)));
-        return;
-    }
-    if (*subtype != QLatin1String("can_use_tool")) {
-        logLine("ClaudeSDK", QStringLiteral("Unknown control_request subtype: ") + *subtype);
-        return;
-    }
-    const QString toolName = textOf(request, "tool_name");
-    const QVariantMap input = mapOf(request, "input");
-    if (toolName == QLatin1String("AskUserQuestion")) {
-        const QList<AgentQuestion> questions = parseQuestions(input.value(QStringLiteral("questions")));
-        if (!questions.isEmpty()) {
-            logLine("ClaudeSDK", QStringLiteral("AskUserQuestion via control_request (requestId=%1)").arg(*requestId));
-            ClaudeEvent e;
-            e.kind = ClaudeEvent::Kind::question;
-            e.id = *requestId;
-            e.questions = questions;
-            e.input = input;
-            out.events.append(e);
+    // A finished text block belongs to the first text block of the current model message whose
+    // own line has not come yet. Subagents stream nothing, so their blocks are all new.
+    if (!subagent) {
+        for (ClaudeDecoderState::StreamBlock &block : m_state.streamedBlocks) {
+            if (block.finished || block.type != QLatin1String("text"))
+                continue;
+            block.finished = true;
+            // Normally the deltas are a prefix of the block; if they are not, trust the block from
+            // where the deltas stopped, counted in whole characters.
+            const QString rest = full.startsWith(block.shown) ? full.mid(block.shown.size())
+                                                              : codepoints::mid(full, codepoints::count(block.shown));
+            block.shown = full;
+            block.heldHigh = QChar();
+            emitText(rest, out);
             return;
         }
     }
-    logLine("ClaudeSDK", QStringLiteral("Permission request: tool=%1, requestId=%2").arg(toolName, *requestId));
+    emitText(full, out);
+}
+
+ClaudeDecoderState::StreamBlock *ClaudeStreamDecoder::streamBlock(qint64 index)
+{
+    for (qsizetype i = m_state.streamedBlocks.size() - 1; i >= 0; --i)
+        if (m_state.streamedBlocks[i].index == index)
+            return &m_state.streamedBlocks[i];
+    return nullptr;
+}
+
+Outcome ClaudeStreamDecoder::decodeUser(const QJsonObject &message, Output &out)
+{
+    // A tool round is over: the next reply may think again.
+    m_state.thinkingStarted = false;
+    const bool subagent = fromSubagent(message);
+    for (const QJsonValue &item : arrayOr(objectOr(message, "message"), "content")) {
+        if (!subagent && isInterruptMarker(item))
+            m_state.stopSeen = true;
+        if (!item.isObject() || !is(stringOr(item.toObject(), "type"), "tool_result"))
+            continue;
+        const QJsonObject block = item.toObject();
+        ClaudeEvent e;
+        e.kind = ClaudeEvent::Kind::toolResult;
+        e.id = stringOr(block, "tool_use_id", QStringLiteral("Tool"));
+        e.text = claudemessages::readToolOutput(block.value(QLatin1String("content")));
+        e.isError = boolOr(block, "is_error");
+        out.events.append(e);
+    }
+    return Outcome::decoded;
+}
+
+Outcome ClaudeStreamDecoder::decodeResult(const QJsonObject &message, Output &out)
+{
     ClaudeEvent e;
-    e.kind = ClaudeEvent::Kind::permissionRequest;
-    AgentPermissionRequest &p = e.permission;
-    p.requestId = *requestId;
-    p.toolName = toolName;
-    p.toolInput = input;
-    p.toolUseId = textOf(request, "tool_use_id");
-    p.reason = optionalText(request, "decision_reason");
-    p.description = optionalText(request, "description");
-    if (request.value(QStringLiteral("permission_suggestions")).typeId() == QMetaType::QVariantList) {
-        QList<QVariantMap> suggestions;
-        for (const QVariant &s : listOf(request, "permission_suggestions"))
-            if (s.typeId() == QMetaType::QVariantMap)
-                suggestions.append(s.toMap());
-        p.suggestions = suggestions;
+    e.kind = ClaudeEvent::Kind::result;
+    e.result = claudemessages::readResult(message);
+    e.errors = e.result.extra.value(QStringLiteral("errors")).toStringList();
+    AgentResult &r = e.result;
+
+    if (!r.isError) {
+        // A held API error notice that did not end in an error was a reply after all.
+        if (!m_state.apiErrorText.isEmpty())
+            emitText(std::exchange(m_state.apiErrorText, QString()), out);
+        e.ending = ClaudeEvent::Ending::completed;
+        if (r.text.isEmpty())
+            r.text = m_state.accumulatedResponse;
+    } else if (is(r.subtype, "error_during_execution") && r.text.isEmpty()
+               && (m_state.stopSeen || m_state.interruptRequested)) {
+        // The text so far was already shown; repeating it as the result would show it twice.
+        e.ending = ClaudeEvent::Ending::stopped;
+    } else {
+        e.ending = ClaudeEvent::Ending::failed;
+        QString description = r.text;
+        if (description.isEmpty())
+            description = m_state.apiErrorText;
+        if (description.isEmpty())
+            description = claudemessages::readableErrors(e.errors);
+        if (description.isEmpty())
+            description = QStringLiteral("Unknown error");
+        e.error = AgentError{QStringLiteral("ClaudeSDK"), 2, description};
     }
     out.events.append(e);
+
+    // The turn is over, and with it a stop asked for, a held notice and every request still open.
+    resetTurn();
+    m_state.stopSeen = false;
+    m_state.interruptRequested = false;
+    m_state.apiErrorText.clear();
+    m_state.pendingRequestInputs.clear();
+    return Outcome::decoded;
+}
+
+Outcome ClaudeStreamDecoder::decodeControlRequest(const QJsonObject &message, const QString &line, Output &out)
+{
+    const auto requestId = optionalString(message, "request_id");
+    const auto request = optionalObject(message, "request");
+    const auto subtype = request ? optionalString(*request, "subtype") : std::nullopt;
+    if (!requestId || !subtype) {
+        logLine(Tag, QStringLiteral("Malformed control_request: ") + codepoints::left(line, 200));
+        return Outcome::skipped;
+    }
+    if (!is(*subtype, "can_use_tool")) {
+        logLine(Tag, QStringLiteral("Unknown control_request subtype: ") + *subtype);
+        return Outcome::ignored;
+    }
+    ClaudeEvent e = claudemessages::readToolRequest(*requestId, *request);
+    // Kept until answered: allowing without changes sends the tool's own input back.
+    m_state.pendingRequestInputs.insert(*requestId,
+                                        e.kind == ClaudeEvent::Kind::question ? e.input : e.permission.toolInput);
+    if (e.kind == ClaudeEvent::Kind::question)
+        logLine(Tag, QStringLiteral("AskUserQuestion via control_request (requestId=%1)").arg(*requestId));
+    else
+        logLine(Tag, QStringLiteral("Permission request: tool=%1, requestId=%2").arg(e.permission.toolName, *requestId));
+    out.events.append(e);
+    return Outcome::decoded;
+}
+
+Outcome ClaudeStreamDecoder::decodeCancelRequest(const QJsonObject &message, Output &out)
+{
+    const auto requestId = optionalString(message, "request_id");
+    if (!requestId)
+        return Outcome::skipped;
+    logLine(Tag, QStringLiteral("Cancel permission request: ") + *requestId);
+    m_state.pendingRequestInputs.remove(*requestId);
+    ClaudeEvent e;
+    e.kind = ClaudeEvent::Kind::cancelRequest;
+    e.id = *requestId;
+    out.events.append(e);
+    return Outcome::decoded;
+}
+
+Outcome ClaudeStreamDecoder::decodeToolProgress(const QJsonObject &message, Output &out)
+{
+    ClaudeEvent e;
+    e.kind = ClaudeEvent::Kind::toolProgress;
+    e.id = stringOr(message, "tool_use_id");
+    e.name = stringOr(message, "tool_name");
+    e.seconds = numberOr(message, "elapsed_seconds");
+    out.events.append(e);
+    return Outcome::decoded;
 }
 
 void ClaudeStreamDecoder::emitText(const QString &delta, Output &out)
 {
-    m_accumulated += delta;
+    if (delta.isEmpty())
+        return;
+    m_state.accumulatedResponse += delta;
     ClaudeEvent e;
     e.kind = ClaudeEvent::Kind::text;
     e.text = delta;
@@ -366,9 +392,9 @@ void ClaudeStreamDecoder::emitText(const QString &delta, Output &out)
 
 void ClaudeStreamDecoder::startThinking(Output &out)
 {
-    if (m_thinkingStarted)
+    if (m_state.thinkingStarted)
         return;
-    m_thinkingStarted = true;
+    m_state.thinkingStarted = true;
     ClaudeEvent e;
     e.kind = ClaudeEvent::Kind::thinkingStarted;
     out.events.append(e);

@@ -1,6 +1,7 @@
 #include "agent/session/ChatController.h"
 
 #include "agent/AgentAdapter.h"
+#include "agent/Attachment.h"
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionText.h"
 #include "core/Log.h"
@@ -156,7 +157,8 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
         QList<AttachmentReference> references;
         for (const Attachment &a : attachments)
             references.append({a.id, a.type, a.fileName, a.mediaType, a.fileSize,
-                               a.type == AttachmentType::tempFile ? a.filePath : std::nullopt});
+                               a.type == AttachmentType::tempFile && a.fileURL ? std::optional<QString>(a.fileURL->toLocalFile())
+                                                                              : std::nullopt});
         metadata.attachments = references;
         message->setMetadataValue(metadata);
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/AgentModels.h"
+#include "agent/AgentModelCatalogue.h"
 #include "agent/Attachment.h"
 #include "core/Result.h"
 

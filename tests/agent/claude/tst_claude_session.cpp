@@ -1,0 +1,360 @@
+// The real claude, driven through the chat session engine exactly as the window drives it,
+// against the scripted model stand-in. Each case checks what ends up in the store.
+#include "agent/AgentModelCatalogue.h"
+#include "agent/claude/ClaudeAdapter.h"
+#include "agent/session/ChatController.h"
+#include "agent/session/ChatSession.h"
+#include "core/records/Chat.h"
+#include "core/records/Message.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "support/FakeModel.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <csignal>
+
+using namespace corvane;
+
+namespace {
+
+struct Turn
+{
+    bool completed = false;
+    QString failure;
+};
+
+} // namespace
+
+class ClaudeSessionTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<test::TestEnvironment> m_env;
+    std::shared_ptr<Store> m_store;
+    QUuid m_chatId;
+    QString m_folder;
+    ClaudeSDKService::Timing m_timing;
+    QProcessEnvironment m_claudeEnv;
+    ClaudeSDKService *m_lastService = nullptr;
+
+    std::unique_ptr<ChatSession> newSession()
+    {
+        auto session = std::make_unique<ChatSession>(m_chatId, "Test chat", m_folder, *m_store);
+        session->setSaveInterval(200);
+        return session;
+    }
+
+    ChatController controller()
+    {
+        return ChatController([this](AgentType) -> std::unique_ptr<AgentAdapter> {
+            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, test::FakeModel::claudePath()));
+            adapter->service().setExtraEnvironment(m_claudeEnv);
+            adapter->service().setTiming(m_timing);
+            m_lastService = &adapter->service();
+            return adapter;
+        });
+    }
+
+    // Sends one message and waits for the turn to end either way.
+    Turn send(ChatSession &session, ChatController &chat, const QString &text,
+              PermissionMode mode = PermissionMode::acceptAll, int timeoutMs = 60000)
+    {
+        Turn turn;
+        QSignalSpy done(&session, &ChatSession::turnCompleted);
+        QSignalSpy failed(&session, &ChatSession::turnFailed);
+        const auto model = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
+        if (Status sent = chat.sendMessage(session, text, {}, model, mode); !sent) {
+            turn.failure = sent.error().message;
+            return turn;
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(done.count() + failed.count() > 0, timeoutMs);
+        turn.completed = done.count() > 0;
+        if (failed.count())
+            turn.failure = failed.at(0).at(1).toString();
+        return turn;
+    }
+
+    QList<std::shared_ptr<Message>> stored()
+    {
+        auto ctx = m_store->newContext();
+        return ctx->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId)).orderBy("timestamp"));
+    }
+
+    QStringList assistantTexts()
+    {
+        QStringList out;
+        for (const auto &m : stored())
+            if (m->role == MessageRole::assistant)
+                out << m->content;
+        return out;
+    }
+
+    std::shared_ptr<Chat> storedChat() { return m_store->newContext()->get<Chat>(m_chatId); }
+
+    bool startModel(test::FakeModel &model)
+    {
+        if (!model.isRunning()) {
+            qWarning("%s", qPrintable(model.error()));
+            return false;
+        }
+        m_claudeEnv = model.claudeEnvironment();
+        return true;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+    }
+
+    void init()
+    {
+        m_env = std::make_unique<test::TestEnvironment>();
+        m_store = Store::open(m_env->path("Corvane.store")).value();
+        m_folder = m_env->path("repo");
+        QDir().mkpath(m_folder);
+        StoreContext &ctx = m_store->mainContext();
+        Project project;
+        project.name = "repo";
+        project.path = m_folder;
+        Workspace workspace;
+        workspace.name = "repo";
+        workspace.projectId = project.id;
+        Chat chat;
+        chat.name = "Test chat";
+        chat.projectId = project.id;
+        chat.workspaceId = workspace.id;
+        m_chatId = chat.id;
+        ctx.insert(project);
+        ctx.insert(workspace);
+        ctx.insert(chat);
+        QVERIFY(ctx.save().ok());
+        m_timing = ClaudeSDKService::Timing();
+    }
+
+    void cleanup()
+    {
+        m_store.reset();
+        m_env.reset();
+    }
+
+    void repliesAreStored_data()
+    {
+        QTest::addColumn<QString>("scenario");
+        QTest::addColumn<QStringList>("expectedAssistant");
+        QTest::newRow("plain text") << "plain_text.json" << QStringList{"Hello from the fake model."};
+        QTest::newRow("thinking, then text")
+            << "thinking_text.json" << QStringList{"Hello! I thought about it first."};
+    }
+
+    void repliesAreStored()
+    {
+        QFETCH(QString, scenario);
+        QFETCH(QStringList, expectedAssistant);
+        test::FakeModel model(scenario);
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Hello");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        QCOMPARE(assistantTexts(), expectedAssistant);
+        for (const auto &m : stored()) {
+            QVERIFY2(m->isComplete, qPrintable(m->content));
+            QVERIFY(m->role != MessageRole::thinking); // no "Thinking..." row outlives its turn
+        }
+        QVERIFY(!storedChat()->claudeSessionId.value_or(QString()).isEmpty());
+        QCOMPARE(storedChat()->agentTypeRaw, std::optional<QString>("claude_code"));
+    }
+
+    void bothTextBlocksOfOneReplyAreKept()
+    {
+        test::FakeModel model("two_text_blocks.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "Two blocks please").completed);
+        const QString all = assistantTexts().join("\n");
+        QVERIFY2(all.contains("First block of the reply."), qPrintable(all));
+        QVERIFY2(all.contains("Second block of the same reply."), qPrintable(all));
+        QCOMPARE(all.count("Second block of the same reply."), 1);
+    }
+
+    void toolUsesBecomeToolRows()
+    {
+        test::FakeModel model("tool_uses.json", {"WORKDIR=" + m_folder});
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Use some tools");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        QStringList tools;
+        for (const auto &m : stored()) {
+            if (m->role != MessageRole::tool)
+                continue;
+            tools << m->toolName.value_or("?");
+            QCOMPARE(m->contentType, MessageContentType::toolComplete);
+            QVERIFY(m->isComplete);
+            if (m->toolName == "Bash") {
+                QVERIFY2(m->content.startsWith("Bash: echo hi"), qPrintable(m->content));
+                QVERIFY2(m->content.contains("\nhi"), qPrintable(m->content));
+            }
+            if (m->toolName == "Write")
+                QVERIFY(m->metadata.has_value()); // the input, for the diff view
+        }
+        QCOMPARE(tools, QStringList({"Bash", "Write", "Edit"}));
+        QVERIFY(QFile::exists(m_folder + "/notes.txt"));
+        QVERIFY(assistantTexts().size() >= 2); // text after a tool opens a new row
+    }
+
+    void twoTurnsShareOneProcessAndSession()
+    {
+        test::FakeModel model("two_turns.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "First").completed);
+        const QString sessionId = storedChat()->claudeSessionId.value_or(QString());
+        ClaudeSDKService *service = m_lastService;
+        QVERIFY(send(*session, chat, "Second").completed);
+        QCOMPARE(m_lastService, service); // no new adapter, no relaunch
+        QCOMPARE(storedChat()->claudeSessionId.value_or(QString()), sessionId);
+        QCOMPARE(assistantTexts().size(), 2);
+    }
+
+    void aKilledProcessResumesOnTheNextMessage()
+    {
+        test::FakeModel model("two_turns.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "First").completed);
+        const QString sessionId = storedChat()->claudeSessionId.value_or(QString());
+        QTest::qWait(1000); // let claude write its session file before it dies
+        QVERIFY(m_lastService->isLaunched());
+        QVERIFY(m_lastService->processId() > 0);
+        ::kill(pid_t(m_lastService->processId()), SIGKILL); // as a crash would
+        QTRY_VERIFY_WITH_TIMEOUT(!m_lastService->isLaunched(), 10000);
+        const Turn turn = send(*session, chat, "Second");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        QVERIFY(m_lastService->lastArguments().contains("--resume"));
+        QCOMPARE(storedChat()->claudeSessionId.value_or(QString()), sessionId);
+    }
+
+    void aSessionThatCannotBeResumedStartsAfreshWithTheReplay()
+    {
+        test::FakeModel model("two_turns.json");
+        QVERIFY(startModel(model));
+        {
+            auto ctx = m_store->newContext();
+            auto chat = ctx->get<Chat>(m_chatId);
+            chat->claudeSessionId = QUuid::createUuid().toString(QUuid::WithoutBraces); // never written
+            QVERIFY(ctx->save().ok());
+            Message earlier;
+            earlier.chatId = m_chatId;
+            earlier.role = MessageRole::user;
+            earlier.content = "What we talked about before";
+            earlier.timestamp = QDateTime::currentDateTime().addSecs(-60);
+            ctx->insert(earlier);
+            QVERIFY(ctx->save().ok());
+        }
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Carry on");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        bool noted = false;
+        for (const auto &m : stored())
+            noted |= m->role == MessageRole::system && m->content.contains("could not be resumed");
+        QVERIFY(noted);
+        QVERIFY(!storedChat()->claudeSessionId.value_or(QString()).isEmpty());
+        // The new session heard the earlier conversation before the message itself.
+        bool replayed = false;
+        for (const QVariantMap &request : model.requests())
+            replayed |= QJsonDocument::fromVariant(request.value("body")).toJson().contains("What we talked about before");
+        QVERIFY(replayed);
+    }
+
+    void anErrorResultBecomesAnErrorRow()
+    {
+        test::FakeModel model("api_error.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Break please");
+        QVERIFY(!turn.completed);
+        QVERIFY2(turn.failure.contains("API Error"), qPrintable(turn.failure));
+        int errors = 0;
+        for (const auto &m : stored()) {
+            if (m->contentType == MessageContentType::error)
+                ++errors;
+            QVERIFY2(!(m->role == MessageRole::assistant && m->content.contains("API Error")), "shown once, as the error");
+        }
+        QCOMPARE(errors, 1);
+        QVERIFY(send(*session, chat, "Try again").completed); // the chat stays usable
+    }
+
+    void aFailedLaunchSaysWhy()
+    {
+        m_claudeEnv = QProcessEnvironment();
+        auto session = newSession();
+        ChatController chat([this](AgentType) -> std::unique_ptr<AgentAdapter> {
+            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, m_env->path("no/claude")));
+            m_lastService = &adapter->service();
+            return adapter;
+        });
+        const Turn turn = send(*session, chat, "Anyone there?");
+        QVERIFY(!turn.completed);
+        QVERIFY2(turn.failure.contains("claude command was not found"), qPrintable(turn.failure));
+    }
+
+    void aStallIsReportedOnce()
+    {
+        test::FakeModel model("slow_reply.json", {"DELAY=4", "DELTA_DELAY=0.05"});
+        QVERIFY(startModel(model));
+        m_timing.stallCheckMs = 200;
+        m_timing.silenceStallMs = 1500;
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "Take your time").completed);
+        int notes = 0;
+        for (const auto &m : stored())
+            notes += m->content.startsWith("Claude appears unresponsive") ? 1 : 0;
+        QCOMPARE(notes, 1);
+    }
+
+    void aReplyOverOneMegabyteArrivesWhole()
+    {
+        test::FakeModel model("huge_reply.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "Lots").completed);
+        const QStringList texts = assistantTexts();
+        QCOMPARE(texts.size(), 1);
+        QVERIFY2(texts[0].size() > 1'000'000, qPrintable(QString::number(texts[0].size())));
+        QVERIFY(session->saveCount() < 40); // streamed without a save per delta
+    }
+
+    void multiByteTextSurvivesAwkwardCuts()
+    {
+        test::FakeModel model("multibyte_text.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "Unicode please").completed);
+        const QStringList texts = assistantTexts();
+        QCOMPARE(texts.size(), 1);
+        QVERIFY(!texts[0].contains(QChar(0xFFFD))); // nothing broken
+        QVERIFY(texts[0].contains(QString::fromUtf8("👍🏽")));
+        QVERIFY(texts[0].contains(QString::fromUtf8("日本語のテキスト")));
+    }
+};
+
+QTEST_GUILESS_MAIN(ClaudeSessionTest)
+#include "tst_claude_session.moc"
