@@ -1,0 +1,177 @@
+#include "source_control/FileSystemMonitor.h"
+
+#include "core/Log.h"
+#include "core/MainThread.h"
+#include "source_control/SourceControlNotifications.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <sys/inotify.h>
+
+namespace corvane {
+
+namespace {
+constexpr const char *Tag = "FileSystemMonitor";
+}
+
+FileSystemMonitor::FileSystemMonitor(const QString &workingDirectory, NotificationCenter &center, InotifyHub *hub,
+                                     QObject *parent)
+    : QObject(parent)
+    , m_workingDirectory(QDir::cleanPath(workingDirectory))
+    , m_center(&center)
+    , m_hub(hub ? hub : InotifyHub::shared())
+{
+    m_debounce.setSingleShot(true);
+    m_debounce.setInterval(debounceInterval);
+    connect(&m_debounce, &QTimer::timeout, this, &FileSystemMonitor::post);
+}
+
+FileSystemMonitor::~FileSystemMonitor()
+{
+    stop();
+}
+
+bool FileSystemMonitor::countsAsChange(QStringView path)
+{
+    return !path.contains(u"/.git/");
+}
+
+int FileSystemMonitor::watchCount() const
+{
+    return m_hub && m_subscription ? m_hub->watchCount(m_subscription) : 0;
+}
+
+void FileSystemMonitor::start()
+{
+    stop();
+    m_watchRoot = QFileInfo(m_workingDirectory).canonicalFilePath();
+    if (!m_hub || !m_hub->isValid() || m_watchRoot.isEmpty() || !QFileInfo(m_watchRoot).isDir()) {
+        logLine(Tag, QStringLiteral("Failed to create event stream"));
+        return;
+    }
+    // The handlers use `this` unguarded: stop() closes the subscription before this object goes,
+    // and a closed subscription is never called again.
+    m_subscription = std::make_shared<InotifySubscription>(
+        [this](const QList<InotifyEvent> &events) { handleEvents(events); }, [this] { handleOverflow(); });
+    m_walking = true;
+    walk(QString(), true);
+    logLine(Tag, QStringLiteral("Started monitoring ") + m_workingDirectory);
+}
+
+void FileSystemMonitor::stop()
+{
+    m_debounce.stop();
+    if (m_subscription && m_hub)
+        m_hub->close(m_subscription);
+    m_subscription.reset();
+    m_folders.clear();
+    m_heldEvents.clear();
+    m_walking = false;
+    m_ready = false;
+}
+
+// Walks on a worker thread; the result is merged only while the same subscription still runs.
+void FileSystemMonitor::walk(const QString &relativeStart, bool initial)
+{
+    std::shared_ptr<InotifySubscription> subscription = m_subscription;
+    QPointer<InotifyHub> hub = m_hub;
+    const QString root = m_watchRoot;
+    runInBackground(this, [hub, subscription, root, relativeStart] {
+        return hub ? watchFolderTree(*hub, subscription, root, relativeStart) : FolderWatchWalkResult();
+    }, [this, subscription, initial](const FolderWatchWalkResult &result) {
+        if (subscription != m_subscription)
+            return;
+        mergeWalk(result);
+        if (!initial)
+            return;
+        m_walking = false;
+        m_ready = true;
+        const QList<InotifyEvent> held = std::exchange(m_heldEvents, {});
+        if (!held.isEmpty())
+            handleEvents(held);
+        emit ready();
+    });
+}
+
+void FileSystemMonitor::mergeWalk(const FolderWatchWalkResult &result)
+{
+    for (const WatchedFolder &folder : result.folders)
+        m_folders.insert(folder.watch, folder.relativePath);
+    if (result.lastError == ENOSPC && !m_reportedWatchLimit) {
+        m_reportedWatchLimit = true;
+        logLine(Tag, QStringLiteral("%1 folders of %2 are not watched: the inotify watch limit "
+                                    "(fs.inotify.max_user_watches) is reached")
+                         .arg(result.failedFolders).arg(m_workingDirectory));
+    }
+}
+
+void FileSystemMonitor::handleEvents(const QList<InotifyEvent> &events)
+{
+    if (m_walking) {
+        m_heldEvents += events;
+        return;
+    }
+    bool counted = false;
+    for (const InotifyEvent &event : events) {
+        if (event.mask & IN_IGNORED) {
+            m_folders.remove(event.watch);
+            continue;
+        }
+        const auto folder = m_folders.constFind(event.watch);
+        if (folder == m_folders.constEnd())
+            continue; // a folder we have let go of
+        const QString name = QFile::decodeName(event.name);
+        QString relative = *folder;
+        if (!name.isEmpty())
+            relative = relative.isEmpty() ? name : relative + u'/' + name;
+        if ((event.mask & IN_ISDIR) && name != u".git") {
+            if (event.mask & (IN_CREATE | IN_MOVED_TO)) {
+                // Small and fresh as a rule, so walked here and now: what is made inside it from
+                // now on is reported by its own watch.
+                if (m_hub)
+                    mergeWalk(watchFolderTree(*m_hub, m_subscription, m_watchRoot, relative));
+            } else if (event.mask & IN_MOVED_FROM) {
+                forgetSubtree(relative);
+            }
+        }
+        const QString path = relative.isEmpty() ? m_workingDirectory : m_workingDirectory + u'/' + relative;
+        if (countsAsChange(path))
+            counted = true;
+    }
+    if (counted)
+        m_debounce.start();
+}
+
+void FileSystemMonitor::handleOverflow()
+{
+    // The kernel dropped events: folders may have come unseen. Walk again; watches held stay.
+    if (!m_walking)
+        walk(QString(), false);
+    m_debounce.start();
+}
+
+void FileSystemMonitor::forgetSubtree(const QString &relativePath)
+{
+    const QString prefix = relativePath + u'/';
+    for (auto it = m_folders.begin(); it != m_folders.end();) {
+        if (it.value() == relativePath || it.value().startsWith(prefix)) {
+            if (m_hub)
+                m_hub->removeWatch(it.key(), m_subscription);
+            it = m_folders.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
+void FileSystemMonitor::post()
+{
+    logLine(Tag, QStringLiteral("File system changed, posting notification"));
+    m_center->post(sourceControlNotification::fileSystemDidChange, this,
+                   {{sourceControlNotification::workingDirectoryKey, m_workingDirectory}});
+    emit changed();
+}
+
+} // namespace corvane

@@ -1,0 +1,86 @@
+#include "source_control/GitStateMonitor.h"
+
+#include "core/Log.h"
+#include "source_control/SourceControlNotifications.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/inotify.h>
+
+namespace corvane {
+
+namespace {
+constexpr const char *Tag = "GitStateMonitor";
+// Written in place, replaced by a rename, deleted, or its attributes changed.
+constexpr quint32 headMask = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF;
+}
+
+GitStateMonitor::GitStateMonitor(const QString &workingDirectory, NotificationCenter &center, InotifyHub *hub,
+                                 QObject *parent)
+    : QObject(parent)
+    , m_workingDirectory(QDir::cleanPath(workingDirectory))
+    , m_center(&center)
+    , m_hub(hub ? hub : InotifyHub::shared())
+{
+    m_rearm.setSingleShot(true);
+    m_rearm.setInterval(rearmDelay);
+    connect(&m_rearm, &QTimer::timeout, this, &GitStateMonitor::start);
+}
+
+GitStateMonitor::~GitStateMonitor()
+{
+    stop();
+}
+
+QString GitStateMonitor::headPath() const
+{
+    return m_workingDirectory + QStringLiteral("/.git/HEAD");
+}
+
+void GitStateMonitor::start()
+{
+    stop();
+    const QString path = headPath();
+    if (!QFileInfo(path).isFile()) {
+        logLine(Tag, QStringLiteral("No .git/HEAD found at ") + path);
+        return;
+    }
+    auto subscription = std::make_shared<InotifySubscription>([this](const QList<InotifyEvent> &) { handleEvents(); },
+                                                              [this] { handleEvents(); });
+    if (!m_hub || m_hub->addWatch(QFile::encodeName(path), headMask, subscription) < 0) {
+        logLine(Tag, QStringLiteral("Failed to open ") + path);
+        return;
+    }
+    m_subscription = std::move(subscription);
+    m_running = true;
+    logLine(Tag, QStringLiteral("Started monitoring ") + path);
+}
+
+void GitStateMonitor::stop()
+{
+    m_rearm.stop();
+    m_running = false;
+    if (m_subscription && m_hub)
+        m_hub->close(m_subscription);
+    m_subscription.reset();
+}
+
+void GitStateMonitor::handleEvents()
+{
+    // One read may hold several events of one replacement (attributes, then deletion): one post.
+    // The watch is dropped until the re-arm, as the file it followed is gone or about to be.
+    if (m_subscription && m_hub)
+        m_hub->close(m_subscription);
+    m_subscription.reset();
+    logLine(Tag, QStringLiteral("Git state changed, posting notification"));
+    QMetaObject::invokeMethod(this, [this] {
+        m_center->post(sourceControlNotification::gitStateDidChange, this,
+                       {{sourceControlNotification::workingDirectoryKey, m_workingDirectory}});
+        emit changed();
+    }, Qt::QueuedConnection);
+    m_rearm.start();
+}
+
+} // namespace corvane
