@@ -141,6 +141,7 @@ void ClaudeSDKService::beginTurn()
     m_didReceiveResult = false;
     m_stallNotified = false;
     m_userStopped = false;
+    m_failureReported = false;
     m_turnInProgress = true;
     m_activityTimer.start(m_timing.stallCheckMs);
 }
@@ -166,8 +167,10 @@ void ClaudeSDKService::respondToPermission(const QString &requestId, bool allow,
                                            const std::optional<QVariantMap> &updatedInput,
                                            const std::optional<QString> &message)
 {
-    writeLine(allow ? claudeprotocol::allow(requestId, updatedInput.value_or(QVariantMap()))
-                    : claudeprotocol::deny(requestId, message));
+    // Allowing always carries the input the tool runs with: the request's own when unchanged.
+    const QVariantMap input = updatedInput ? *updatedInput : m_decoder.requestInput(requestId).value_or(QVariantMap());
+    writeLine(allow ? claudeprotocol::allow(requestId, input) : claudeprotocol::deny(requestId, message));
+    m_decoder.forgetRequest(requestId);
 }
 
 void ClaudeSDKService::interrupt()
@@ -177,6 +180,7 @@ void ClaudeSDKService::interrupt()
     // The interrupt request ends the turn and keeps the process (a signal would end claude
     // itself, and sometimes before it reports the turn); the signal is the fallback.
     m_userStopped = true;
+    m_decoder.noteInterruptRequested();
     writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_interruptCounter)));
     logLine(Tag, QStringLiteral("Sent interrupt request"));
     m_interruptFallback.start(m_timing.interruptFallbackMs);
@@ -293,22 +297,23 @@ void ClaudeSDKService::onResult(const ClaudeEvent &event)
         // Claude refuses the stored session before reading anything; the exit that follows
         // starts a new session instead (see onExit).
         m_sessionLost = true;
+        m_didReceiveResult = false; // the turn itself is still unanswered
+        m_turnInProgress = true;
         return;
     }
     if (!m_delegate)
         return;
-    if (result.isError && m_userStopped && result.subtype == QLatin1String("error_during_execution")) {
+    if (event.ending == ClaudeEvent::Ending::stopped) {
+        // A stop the user asked for ends the turn quietly: no error row.
         logLine(Tag, QStringLiteral("Turn stopped by the user"));
         result.isError = false;
         result.text.clear();
         m_delegate->didComplete(result);
         return;
     }
-    if (result.isError) {
-        QString description = result.text.isEmpty() ? errors : result.text;
-        if (description.isEmpty())
-            description = QStringLiteral("Unknown error");
-        fail(2, description);
+    if (event.ending == ClaudeEvent::Ending::failed) {
+        m_failureReported = true;
+        fail(event.error.code, event.error.message);
         return;
     }
     logLine(Tag, QStringLiteral("Complete. Cost: $%1").arg(result.cost, 0, 'f', 4));
@@ -361,7 +366,7 @@ void ClaudeSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sig
     bool reported = false;
     if (status != 0) {
         logLine(Tag, QStringLiteral("Process exited with status %1").arg(status));
-        if (!stderrText.isEmpty() && !stoppedByUser) {
+        if (!stderrText.isEmpty() && !stoppedByUser && !m_failureReported) {
             fail(status, stderrText);
             reported = true;
         }

@@ -102,6 +102,7 @@ private:
     bool m_didReceiveResult = false;
     bool m_stallNotified = false;
     bool m_userStopped = false;
+    bool m_failureReported = false;
     bool m_resumedThisProcess = false;
     bool m_sessionLost = false;
     bool m_initSeenThisProcess = false;

@@ -1,10 +1,10 @@
 #include "agent/runtime/ToolLocator.h"
 
-#include <QCollator>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
+#include <QVersionNumber>
 
 #include <algorithm>
 
@@ -47,9 +47,9 @@ QStringList nvmBins(const QString &home, const QString &name)
 {
     QDir versions(home + QStringLiteral("/.nvm/versions/node"));
     QStringList entries = versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    QCollator collator;
-    collator.setNumericMode(true);
-    std::sort(entries.begin(), entries.end(), [&](const QString &a, const QString &b) { return collator.compare(a, b) > 0; });
+    // "v20.1.0" before "v9.11.2": compared as versions, not as text.
+    auto version = [](const QString &name) { return QVersionNumber::fromString(name.startsWith('v') ? name.mid(1) : name); };
+    std::sort(entries.begin(), entries.end(), [&](const QString &a, const QString &b) { return version(a) > version(b); });
     QStringList out;
     for (const QString &version : entries)
         out << versions.filePath(version + QStringLiteral("/bin/") + name);

@@ -325,6 +325,7 @@ void ChatSession::didStartTool(const QString &name, const QString &toolUseId, co
     if (name == QLatin1String("Write") || name == QLatin1String("Edit"))
         row->metadata = QJsonDocument(QJsonObject::fromVariantMap(input)).toJson(QJsonDocument::Compact);
     m_currentTool = row;
+    m_toolRows.insert(toolUseId, row);
     appendMessage(row);
 }
 
@@ -340,9 +341,15 @@ void ChatSession::didReceiveToolResult(const QString &toolUseId, const QString &
         toUi([id](ChatSessionUIHandler &ui) { ui.sessionMessageChanged(id); });
         return;
     }
-    if (!m_currentTool)
+    // claude announces every tool of a reply before the first result arrives, so a result goes
+    // to the row of its own tool use; only results without a known id fall to the current row.
+    std::shared_ptr<Message> tool = m_toolRows.take(toolUseId);
+    if (!tool)
+        tool = m_currentTool;
+    if (!tool)
         return;
-    auto tool = std::exchange(m_currentTool, nullptr);
+    if (tool == m_currentTool)
+        m_currentTool.reset();
     finishRow(tool);
     tool->content += addition;
     save("handleToolFinished(toolUseId:output:)");
@@ -383,6 +390,7 @@ void ChatSession::didComplete(const AgentResult &result)
     for (const auto &row : std::as_const(m_activeSubagents))
         row->isComplete = true;
     m_activeSubagents.clear();
+    m_toolRows.clear();
     m_saveTimer.stop();
     save("flushSave()");
     m_pendingRequests.clear();

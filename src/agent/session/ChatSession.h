@@ -134,6 +134,7 @@ private:
     std::shared_ptr<Message> m_currentResponse;
     std::shared_ptr<Message> m_initializing;
     QHash<QString, std::shared_ptr<Message>> m_activeSubagents;
+    QHash<QString, std::shared_ptr<Message>> m_toolRows; // by tool-use id, until the turn ends
     QList<std::shared_ptr<Message>> m_pendingPermissionMessages;
     QHash<QString, AgentPermissionRequest> m_pendingRequests;
 

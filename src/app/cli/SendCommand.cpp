@@ -1,6 +1,6 @@
 #include "app/cli/SendCommand.h"
 
-#include "agent/AgentModels.h"
+#include "agent/AgentModelCatalogue.h"
 #include "agent/claude/ClaudeAdapter.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
@@ -61,6 +61,13 @@ public:
 
     bool printedAnything() const { return !m_lastPrinted.isNull(); }
 
+    // Rows the chat held before this turn are history, not reply.
+    void skipExisting()
+    {
+        for (const auto &m : m_session.messages())
+            m_printed[m->id] = m->content.size();
+    }
+
 private:
     ChatSession &m_session;
     QHash<QUuid, qsizetype> m_printed;
@@ -70,9 +77,9 @@ private:
 std::optional<AgentModelDescriptor> pickModel(const QString &requested, AgentType agent, const std::optional<QString> &chatModel)
 {
     if (!requested.isEmpty()) {
-        if (auto byId = models::byId(requested))
+        if (auto byId = AgentModelCatalogue::byId(requested))
             return byId;
-        for (const auto &m : models::catalogue())
+        for (const auto &m : AgentModelCatalogue::all())
             if (m.cliFlag == requested)
                 return m;
         // A model the catalogue does not list yet: passed to the tool as it is.
@@ -81,9 +88,9 @@ std::optional<AgentModelDescriptor> pickModel(const QString &requested, AgentTyp
                                     claude ? "claude" : "chatgpt", false, claude ? "Claude" : "Codex"};
     }
     if (chatModel)
-        if (auto stored = models::byId(*chatModel); stored && stored->agentType == agent)
+        if (auto stored = AgentModelCatalogue::byId(*chatModel); stored && stored->agentType == agent)
             return stored;
-    return models::forAgent(agent).value(0);
+    return AgentModelCatalogue::forAgentType(agent).value(0);
 }
 
 } // namespace
@@ -205,6 +212,7 @@ int sendCommand(const QStringList &arguments)
     });
 
     controller.bind(session, *model, mode);
+    printer.skipExisting();
     if (Status sent = controller.sendMessage(session, prompt, {}, *model, mode); !sent) {
         printErr(QStringLiteral("corvane-cli: ") + sent.error().message);
         return 1;

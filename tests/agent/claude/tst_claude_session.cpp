@@ -13,7 +13,9 @@
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
+#include <QJsonDocument>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -73,7 +75,11 @@ class ClaudeSessionTest : public QObject
             turn.failure = sent.error().message;
             return turn;
         }
-        QTRY_VERIFY_WITH_TIMEOUT(done.count() + failed.count() > 0, timeoutMs);
+        QDeadlineTimer deadline(timeoutMs);
+        while (done.count() + failed.count() == 0 && !deadline.hasExpired())
+            QTest::qWait(20);
+        if (done.count() + failed.count() == 0)
+            turn.failure = QStringLiteral("the turn did not end in time");
         turn.completed = done.count() > 0;
         if (failed.count())
             turn.failure = failed.at(0).at(1).toString();
@@ -266,6 +272,7 @@ private slots:
         }
         auto session = newSession();
         ChatController chat = controller();
+        chat.bind(*session, *AgentModelCatalogue::byId("claude:claude-sonnet-4-6"), PermissionMode::acceptAll);
         const Turn turn = send(*session, chat, "Carry on");
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         bool noted = false;

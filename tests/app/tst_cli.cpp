@@ -1,0 +1,121 @@
+// corvane-cli as a script would use it: separate processes on one store, the real claude
+// behind it talking to the scripted model stand-in.
+#include "support/FakeModel.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+using namespace corvane;
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+} // namespace
+
+class CliTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<test::TestEnvironment> m_env;
+
+    Run cli(const QStringList &args, const QProcessEnvironment &extra = {})
+    {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const QString &key : extra.keys())
+            env.insert(key, extra.value(key));
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(CORVANE_CLI_PATH), args);
+        Run run;
+        if (!process.waitForFinished(120000)) {
+            process.kill();
+            process.waitForFinished();
+        }
+        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        run.out = process.readAllStandardOutput();
+        run.err = process.readAllStandardError();
+        return run;
+    }
+
+private slots:
+    void init() { m_env = std::make_unique<test::TestEnvironment>(); }
+    void cleanup() { m_env.reset(); }
+
+    void badInputGetsAClearMessage_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no command") << QStringList() << "Usage: corvane-cli";
+        QTest::newRow("unknown command") << QStringList{"frobnicate"} << "unknown command \"frobnicate\"";
+        QTest::newRow("send without text") << QStringList{"send", "--project", "/tmp"} << "nothing to send";
+        QTest::newRow("send to a missing folder") << QStringList{"send", "--project", "/no/such/folder", "hi"} << "is not a folder";
+        QTest::newRow("unknown mode") << QStringList{"send", "--project", "/tmp", "--mode", "yolo", "hi"} << "unknown --mode";
+        QTest::newRow("messages of a bad id") << QStringList{"messages", "--chat", "nope"} << "is not a chat id";
+        QTest::newRow("messages of an unknown chat")
+            << QStringList{"messages", "--chat", QUuid::createUuid().toString(QUuid::WithoutBraces)} << "no chat with the id";
+    }
+
+    void badInputGetsAClearMessage()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, message);
+        const Run run = cli(args);
+        QVERIFY(run.exitCode != 0);
+        QVERIFY2((run.out + run.err).contains(message.toUtf8()), run.out + run.err);
+    }
+
+    void sendThenReadBack()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        test::FakeModel model("two_turns.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString repo = m_env->path("repo");
+        QDir().mkpath(repo);
+        const QStringList base{"--claude", test::FakeModel::claudePath(), "--mode", "acceptAll"};
+
+        Run first = cli(QStringList{"send", "--project", repo} + base + QStringList{"Please answer the first question"}, model.claudeEnvironment());
+        QVERIFY2(first.exitCode == 0, first.err);
+        QVERIFY2(first.err.startsWith("chat "), first.err);
+        QCOMPARE(first.out.trimmed(), QByteArray("Answer to the first question."));
+        const QString chatId = QString::fromUtf8(first.err.split('\n').first().mid(5)).trimmed();
+
+        // The same chat again: its agent session resumes in a new process.
+        Run second = cli(QStringList{"send", "--chat", chatId} + base + QStringList{"Now the second question"}, model.claudeEnvironment());
+        QVERIFY2(second.exitCode == 0, second.err);
+        QCOMPARE(second.out.trimmed(), QByteArray("Answer to the second question."));
+
+        const Run messages = cli({"messages", "--chat", chatId});
+        QCOMPARE(messages.exitCode, 0);
+        QStringList rows;
+        for (const QByteArray &line : messages.out.split('\n')) {
+            if (line.isEmpty())
+                continue;
+            const QJsonObject row = QJsonDocument::fromJson(line).object();
+            for (const char *key : {"role", "contentType", "content", "toolName", "toolUseId", "metadata"})
+                QVERIFY2(row.contains(key), key);
+            if (row.value("role").toString() != "system")
+                rows << row.value("role").toString() + ": " + row.value("content").toString();
+        }
+        QCOMPARE(rows, QStringList({"user: Please answer the first question", "assistant: Answer to the first question.",
+                                    "user: Now the second question", "assistant: Answer to the second question."}));
+
+        const Run chats = cli({"chats", "--project", repo});
+        QCOMPARE(chats.exitCode, 0);
+        QVERIFY2(chats.out.startsWith(chatId.toUtf8() + "\t"), chats.out);
+        QVERIFY(chats.out.contains("\tclaude_code\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(CliTest)
+#include "tst_cli.moc"
