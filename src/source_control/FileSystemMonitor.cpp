@@ -24,6 +24,7 @@ FileSystemMonitor::FileSystemMonitor(const QString &workingDirectory, Notificati
     , m_hub(hub ? hub : InotifyHub::shared())
 {
     m_debounce.setSingleShot(true);
+    m_debounce.setTimerType(Qt::PreciseTimer); // never early: a coarse timer may fire 5% sooner
     m_debounce.setInterval(debounceInterval);
     connect(&m_debounce, &QTimer::timeout, this, &FileSystemMonitor::post);
 }

@@ -25,8 +25,9 @@ GitStateMonitor::GitStateMonitor(const QString &workingDirectory, NotificationCe
     , m_hub(hub ? hub : InotifyHub::shared())
 {
     m_rearm.setSingleShot(true);
+    m_rearm.setTimerType(Qt::PreciseTimer);
     m_rearm.setInterval(rearmDelay);
-    connect(&m_rearm, &QTimer::timeout, this, &GitStateMonitor::start);
+    connect(&m_rearm, &QTimer::timeout, this, &GitStateMonitor::rearm);
 }
 
 GitStateMonitor::~GitStateMonitor()
@@ -74,6 +75,7 @@ void GitStateMonitor::handleEvents()
     if (m_subscription && m_hub)
         m_hub->close(m_subscription);
     m_subscription.reset();
+    m_headAtPost = readHead();
     logLine(Tag, QStringLiteral("Git state changed, posting notification"));
     QMetaObject::invokeMethod(this, [this] {
         m_center->post(sourceControlNotification::gitStateDidChange, this,
@@ -81,6 +83,20 @@ void GitStateMonitor::handleEvents()
         emit changed();
     }, Qt::QueuedConnection);
     m_rearm.start();
+}
+
+void GitStateMonitor::rearm()
+{
+    start();
+    // What changed while no watch was in place is told now rather than at the next change.
+    if (isArmed() && readHead() != m_headAtPost)
+        handleEvents();
+}
+
+QByteArray GitStateMonitor::readHead() const
+{
+    QFile head(headPath());
+    return head.open(QIODevice::ReadOnly) ? head.readAll() : QByteArray();
 }
 
 } // namespace corvane

@@ -19,7 +19,7 @@ namespace corvane {
 //
 // git replaces HEAD by renaming a new file over it, so after an event the watch refers to a dead
 // file: the monitor posts, then starts itself again 0.5 seconds later. A change inside that gap
-// may go unseen until the next one.
+// is caught when the watch comes back, by comparing HEAD with what it held at the post.
 //
 // In a linked worktree ".git" is a file and there is no ".git/HEAD": the monitor stays stopped
 // there (the workspace learns of changes from FileSystemMonitor and its own actions).
@@ -52,6 +52,8 @@ signals:
 
 private:
     void handleEvents();
+    void rearm();
+    QByteArray readHead() const;
 
     QString m_workingDirectory;
     NotificationCenter *m_center;
@@ -59,6 +61,7 @@ private:
     std::shared_ptr<InotifySubscription> m_subscription;
     QTimer m_rearm;
     bool m_running = false;
+    QByteArray m_headAtPost;
 };
 
 } // namespace corvane

@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 namespace corvane::test {
 
@@ -52,8 +53,10 @@ template <typename T>
 GitResult<T> await(const GitFuture<T> &future, int ms = 20000)
 {
     QDeadlineTimer deadline(ms);
+    QTimer tick; // wakes the loop now and then, so the deadline is seen
+    tick.start(50);
     while (!future.isFinished() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     if (!future.isFinished())
         return GitError::commandFailed(-999, QStringLiteral("the call did not end within %1 ms").arg(ms));
     return future.result();

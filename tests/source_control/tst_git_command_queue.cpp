@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 using namespace corvane;
 
@@ -32,8 +33,10 @@ GitCommandOutcome runScript(const QString &script, const QByteArray &input = {})
         }, input);
     });
     QDeadlineTimer deadline(10000);
+    QTimer tick;
+    tick.start(50);
     while (!ran->done && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return ran->outcome;
 }
 

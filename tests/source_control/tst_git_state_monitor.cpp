@@ -1,0 +1,157 @@
+// GitStateMonitor on real checkouts: a branch switch made outside the program is posted, the
+// watch comes back after each event, and checkouts without ".git/HEAD" are left alone.
+#include "GitSandbox.h"
+#include "MonitorSupport.h"
+
+#include "source_control/FileSystemMonitor.h"
+#include "source_control/GitStateMonitor.h"
+#include "source_control/SourceControlNotifications.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace corvane;
+using test::PostRecorder;
+
+class GitStateMonitorTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    test::GitSandbox m_sandbox;
+    NotificationCenter m_center;
+    InotifyHub m_hub;
+
+private slots:
+    void branchSwitchesArePosted()
+    {
+        const QString repository = m_sandbox.makeRepository("switches");
+        GitStateMonitor monitor(repository, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        QVERIFY(monitor.isRunning());
+        QVERIFY(monitor.isArmed());
+
+        m_sandbox.git(repository, {"switch", "-q", "-c", "topic"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
+        QCOMPARE(posts.last().value(sourceControlNotification::workingDirectoryKey).toString(), repository);
+
+        // Re-armed on the new HEAD file half a second later.
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.isArmed(), 3000);
+        QCOMPARE(posts.count(), 1);
+        m_sandbox.git(repository, {"switch", "-q", "main"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 2, 3000);
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.isArmed(), 3000);
+        m_sandbox.git(repository, {"checkout", "-q", "--detach"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 3, 3000);
+    }
+
+    void switchDuringTheRearmGapIsToldWhenTheWatchReturns()
+    {
+        const QString repository = m_sandbox.makeRepository("gap");
+        GitStateMonitor monitor(repository, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        m_sandbox.git(repository, {"switch", "-q", "-c", "first"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
+        QVERIFY(!monitor.isArmed());
+        m_sandbox.git(repository, {"switch", "-q", "-c", "second"});
+        const qint64 switched = posts.now();
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 2, 3000);
+        QVERIFY(posts.lastTime() - switched < 1000);
+        // Nothing changed during the second gap: no third post.
+        QTest::qWait(1200);
+        QCOMPARE(posts.count(), 2);
+        QVERIFY(monitor.isArmed());
+    }
+
+    void quickSwitchesGiveAtLeastOne()
+    {
+        const QString repository = m_sandbox.makeRepository("quick");
+        m_sandbox.git(repository, {"branch", "other"});
+        GitStateMonitor monitor(repository, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        m_sandbox.git(repository, {"switch", "-q", "other"});
+        m_sandbox.git(repository, {"switch", "-q", "main"});
+        QTRY_VERIFY_WITH_TIMEOUT(posts.count() >= 1, 3000);
+        QTest::qWait(1000);
+        QVERIFY(posts.count() <= 2);
+        QVERIFY(monitor.isArmed());
+    }
+
+    void commitsOnTheBranchLeaveHeadAlone()
+    {
+        const QString repository = m_sandbox.makeRepository("commits");
+        GitStateMonitor monitor(repository, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        m_sandbox.write(repository + "/more.txt", "more\n");
+        m_sandbox.commitAll(repository, "more");
+        QTest::qWait(1000);
+        QCOMPARE(posts.count(), 0);
+    }
+
+    void switchWithoutFileChangesOnlyMovesHead()
+    {
+        const QString repository = m_sandbox.makeRepository("both");
+        GitStateMonitor head(repository, m_center, &m_hub);
+        FileSystemMonitor tree(repository, m_center, &m_hub);
+        PostRecorder headPosts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder treePosts(m_center, sourceControlNotification::fileSystemDidChange);
+        head.start();
+        QSignalSpy ready(&tree, &FileSystemMonitor::ready);
+        tree.start();
+        QVERIFY(ready.wait(5000));
+        m_sandbox.git(repository, {"switch", "-q", "-c", "same-commit"});
+        QTRY_COMPARE_WITH_TIMEOUT(headPosts.count(), 1, 3000);
+        QTest::qWait(1200);
+        QCOMPARE(treePosts.count(), 0);
+    }
+
+    void noHeadFileNoWatch_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("plain folder") << "folder";
+        QTest::newRow("linked worktree, where .git is a file") << "worktree";
+    }
+
+    void noHeadFileNoWatch()
+    {
+        QFETCH(QString, kind);
+        QString directory = m_sandbox.path("no-head-" + kind);
+        if (kind == "folder") {
+            QDir().mkpath(directory);
+        } else {
+            const QString repository = m_sandbox.makeRepository("with-worktree");
+            m_sandbox.git(repository, {"worktree", "add", "-q", "-b", "wt", directory});
+            QVERIFY(QFileInfo(directory + "/.git").isFile());
+        }
+        test::LogCapture log;
+        GitStateMonitor monitor(directory, m_center, &m_hub);
+        monitor.start();
+        QVERIFY(!monitor.isRunning());
+        QCOMPARE(log.text(), "[GitStateMonitor] No .git/HEAD found at " + directory + "/.git/HEAD\n");
+    }
+
+    void stopCancelsTheRearm()
+    {
+        const QString repository = m_sandbox.makeRepository("stop");
+        GitStateMonitor monitor(repository, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        m_sandbox.git(repository, {"switch", "-q", "-c", "x"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
+        monitor.stop();
+        QTest::qWait(800);
+        QVERIFY(!monitor.isRunning());
+        m_sandbox.git(repository, {"switch", "-q", "main"});
+        QTest::qWait(500);
+        QCOMPARE(posts.count(), 1);
+        QCOMPARE(m_hub.watchCount(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(GitStateMonitorTest)
+#include "tst_git_state_monitor.moc"
