@@ -56,9 +56,17 @@ void FileSystemMonitor::start()
     // and a closed subscription is never called again.
     m_subscription = std::make_shared<InotifySubscription>(
         [this](const QList<InotifyEvent> &events) { handleEvents(events); }, [this] { handleOverflow(); });
-    m_walking = true;
-    walk(QString(), true);
+    auto walk = std::make_shared<FolderWatchWalk>(m_watchRoot, QString());
+    FolderWatchWalkResult result;
+    const bool done = walk->run(*m_hub, m_subscription, QDeadlineTimer(setupBudget), result);
+    mergeWalk(result);
     logLine(Tag, QStringLiteral("Started monitoring ") + m_workingDirectory);
+    if (done) {
+        finishSetup(false);
+    } else {
+        m_walking = true;
+        walkInBackground(std::move(walk), true);
+    }
 }
 
 void FileSystemMonitor::stop()
@@ -69,31 +77,45 @@ void FileSystemMonitor::stop()
     m_subscription.reset();
     m_folders.clear();
     m_heldEvents.clear();
+    m_heldEventsDropped = false;
     m_walking = false;
     m_ready = false;
 }
 
 // Walks on a worker thread; the result is merged only while the same subscription still runs.
-void FileSystemMonitor::walk(const QString &relativeStart, bool initial)
+void FileSystemMonitor::walkInBackground(std::shared_ptr<FolderWatchWalk> walk, bool initial)
 {
     std::shared_ptr<InotifySubscription> subscription = m_subscription;
     QPointer<InotifyHub> hub = m_hub;
-    const QString root = m_watchRoot;
-    runInBackground(this, [hub, subscription, root, relativeStart] {
-        return hub ? watchFolderTree(*hub, subscription, root, relativeStart) : FolderWatchWalkResult();
+    runInBackground(this, [hub, subscription, walk] {
+        FolderWatchWalkResult result;
+        if (hub)
+            walk->run(*hub, subscription, QDeadlineTimer(QDeadlineTimer::Forever), result);
+        return result;
     }, [this, subscription, initial](const FolderWatchWalkResult &result) {
         if (subscription != m_subscription)
             return;
         mergeWalk(result);
-        if (!initial)
-            return;
-        m_walking = false;
-        m_ready = true;
-        const QList<InotifyEvent> held = std::exchange(m_heldEvents, {});
-        if (!held.isEmpty())
-            handleEvents(held);
-        emit ready();
+        if (initial)
+            finishSetup(true);
     });
+}
+
+void FileSystemMonitor::finishSetup(bool finishedInBackground)
+{
+    m_walking = false;
+    m_ready = true;
+    const QList<InotifyEvent> held = std::exchange(m_heldEvents, {});
+    if (std::exchange(m_heldEventsDropped, false))
+        handleOverflow(); // too much happened to replay: walk again and post once
+    else if (!held.isEmpty())
+        handleEvents(held);
+    if (finishedInBackground)
+        m_debounce.start();
+    QMetaObject::invokeMethod(this, [this, subscription = m_subscription] {
+        if (subscription == m_subscription)
+            emit ready();
+    }, Qt::QueuedConnection);
 }
 
 void FileSystemMonitor::mergeWalk(const FolderWatchWalkResult &result)
@@ -111,7 +133,12 @@ void FileSystemMonitor::mergeWalk(const FolderWatchWalkResult &result)
 void FileSystemMonitor::handleEvents(const QList<InotifyEvent> &events)
 {
     if (m_walking) {
-        m_heldEvents += events;
+        if (m_heldEventsDropped || m_heldEvents.size() + events.size() > maxHeldEvents) {
+            m_heldEventsDropped = true;
+            m_heldEvents.clear();
+        } else {
+            m_heldEvents += events;
+        }
         return;
     }
     bool counted = false;
@@ -149,7 +176,7 @@ void FileSystemMonitor::handleOverflow()
 {
     // The kernel dropped events: folders may have come unseen. Walk again; watches held stay.
     if (!m_walking)
-        walk(QString(), false);
+        walkInBackground(std::make_shared<FolderWatchWalk>(m_watchRoot, QString()), false);
     m_debounce.start();
 }
 

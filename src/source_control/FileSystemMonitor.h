@@ -24,14 +24,19 @@ namespace corvane {
 // folders are not even watched, which keeps the number of inotify watches to the folders of
 // the work tree. Folders made after start() are watched as they appear.
 //
-// Lives on the main thread. start() returns at once: the folders are walked on a worker thread
-// and ready() follows; changes made meanwhile are held and counted once the walk is done.
+// Lives on the main thread. start() watches the tree for at most `setupBudget` on the calling
+// thread; a tree too large for that is finished on a worker thread, and since a change in a
+// folder not yet watched could go unseen meanwhile, one notification is posted once it is done.
+// ready() follows in both cases, from the event loop.
 class FileSystemMonitor : public QObject
 {
     Q_OBJECT
 
 public:
     static constexpr std::chrono::milliseconds debounceInterval{500};
+    static constexpr std::chrono::milliseconds setupBudget{10};
+    // Events held while the first walk runs; past this the walk is simply done again.
+    static constexpr int maxHeldEvents = 10000;
 
     // `hub` defaults to the process's shared one.
     explicit FileSystemMonitor(const QString &workingDirectory,
@@ -47,6 +52,8 @@ public:
     bool isRunning() const { return bool(m_subscription); }
     // True once the first walk has set every watch.
     bool isReady() const { return m_ready; }
+    // A notification is waiting for the debounce to run out.
+    bool isPostPending() const { return m_debounce.isActive(); }
     // The inotify watches this monitor holds: one per folder.
     int watchCount() const;
 
@@ -59,7 +66,8 @@ signals:
     void changed();
 
 private:
-    void walk(const QString &relativeStart, bool initial);
+    void walkInBackground(std::shared_ptr<FolderWatchWalk> walk, bool initial);
+    void finishSetup(bool finishedInBackground);
     void mergeWalk(const FolderWatchWalkResult &result);
     void handleEvents(const QList<InotifyEvent> &events);
     void handleOverflow();
@@ -74,6 +82,7 @@ private:
     QHash<int, QString> m_folders; // watch -> folder, relative to the root
     QList<InotifyEvent> m_heldEvents;
     bool m_walking = false;
+    bool m_heldEventsDropped = false;
     bool m_ready = false;
     bool m_reportedWatchLimit = false;
     QTimer m_debounce;

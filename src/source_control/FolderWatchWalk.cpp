@@ -15,17 +15,22 @@ quint32 folderWatchMask()
         | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
 }
 
-FolderWatchWalkResult watchFolderTree(InotifyHub &hub, const std::shared_ptr<InotifySubscription> &subscription,
-                                      const QString &root, const QString &relativeStart)
+FolderWatchWalk::FolderWatchWalk(const QString &root, const QString &relativeStart)
+    : m_root(QFile::encodeName(root)), m_pending{QFile::encodeName(relativeStart)}
 {
-    FolderWatchWalkResult result;
-    const QByteArray rootBytes = QFile::encodeName(root);
-    QList<QByteArray> pending{QFile::encodeName(relativeStart)};
+}
+
+bool FolderWatchWalk::run(InotifyHub &hub, const std::shared_ptr<InotifySubscription> &subscription,
+                          QDeadlineTimer deadline, FolderWatchWalkResult &result)
+{
     const quint32 mask = folderWatchMask();
-    while (!pending.isEmpty() && !subscription->isClosed()) {
-        const QByteArray relative = pending.takeLast();
-        const QByteArray path = relative.isEmpty() ? rootBytes : rootBytes + '/' + relative;
-        // Watch before reading, so an entry made while we read is either seen here or reported.
+    while (!m_pending.isEmpty()) {
+        if (subscription->isClosed())
+            return true;
+        if (deadline.hasExpired())
+            return false;
+        const QByteArray relative = m_pending.takeLast();
+        const QByteArray path = relative.isEmpty() ? m_root : m_root + '/' + relative;
         const int watch = hub.addWatch(path, mask, subscription);
         if (watch < 0) {
             ++result.failedFolders;
@@ -49,10 +54,18 @@ FolderWatchWalkResult watchFolderTree(InotifyHub &hub, const std::shared_ptr<Ino
                 isFolder = ::lstat(child.constData(), &info) == 0 && S_ISDIR(info.st_mode);
             }
             if (isFolder)
-                pending.append(relative.isEmpty() ? QByteArray(name) : relative + '/' + name);
+                m_pending.append(relative.isEmpty() ? QByteArray(name) : relative + '/' + name);
         }
         ::closedir(dir);
     }
+    return true;
+}
+
+FolderWatchWalkResult watchFolderTree(InotifyHub &hub, const std::shared_ptr<InotifySubscription> &subscription,
+                                      const QString &root, const QString &relativeStart)
+{
+    FolderWatchWalkResult result;
+    FolderWatchWalk(root, relativeStart).run(hub, subscription, QDeadlineTimer(QDeadlineTimer::Forever), result);
     return result;
 }
 

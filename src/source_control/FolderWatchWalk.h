@@ -2,6 +2,8 @@
 
 #include "source_control/InotifyHub.h"
 
+#include <QByteArray>
+#include <QDeadlineTimer>
 #include <QList>
 #include <QString>
 
@@ -25,10 +27,28 @@ struct FolderWatchWalkResult
 // The inotify mask of a watched folder: what counts as a change of a file or folder in it.
 quint32 folderWatchMask();
 
-// Watches `relativeStart` under `root` and every folder below it, depth first, never entering a
-// folder named ".git" (git's own bookkeeping never counts as a change) nor following symbolic
-// links. Plain POSIX directory reads, so it may run on a worker thread; it stops early once the
-// subscription is closed.
+// Watches a folder and every folder below it, depth first, never entering a folder named ".git"
+// (git's own bookkeeping never counts as a change) nor following symbolic links. Each folder is
+// watched before it is read, so an entry made meanwhile is either read or reported.
+//
+// Resumable: run() goes on until the deadline and may be called again, from another thread, to
+// finish. Plain POSIX directory reads, no Qt objects; it stops once the subscription is closed.
+class FolderWatchWalk
+{
+public:
+    FolderWatchWalk(const QString &root, const QString &relativeStart);
+
+    // True when the whole tree has been walked (or the subscription closed). Adds what it watched
+    // to `result`.
+    bool run(InotifyHub &hub, const std::shared_ptr<InotifySubscription> &subscription,
+             QDeadlineTimer deadline, FolderWatchWalkResult &result);
+
+private:
+    QByteArray m_root;
+    QList<QByteArray> m_pending; // relative paths still to watch and read
+};
+
+// The whole walk at once.
 FolderWatchWalkResult watchFolderTree(InotifyHub &hub, const std::shared_ptr<InotifySubscription> &subscription,
                                       const QString &root, const QString &relativeStart);
 

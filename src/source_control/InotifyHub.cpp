@@ -115,10 +115,11 @@ int InotifyHub::watchCount(const std::shared_ptr<InotifySubscription> &subscript
 
 void InotifyHub::readEvents()
 {
-    // Everything the kernel holds, so one burst is one dispatch.
+    // What the kernel holds, so one burst is one dispatch; at most 1 MB, so a flood cannot keep
+    // the loop here: the notifier fires again for the rest.
     QByteArray buffer;
     char chunk[64 * 1024] __attribute__((aligned(alignof(struct inotify_event))));
-    for (;;) {
+    for (int reads = 0; reads < 16; ++reads) {
         const ssize_t got = ::read(m_fd, chunk, sizeof chunk);
         if (got <= 0)
             break;
@@ -140,6 +141,9 @@ void InotifyHub::dispatch(const QByteArray &buffer)
             std::memcpy(&header, buffer.constData() + offset, sizeof header);
             const char *name = buffer.constData() + offset + sizeof header;
             offset += qsizetype(sizeof header) + header.len;
+            if (offset > buffer.size())
+                break; // the kernel never splits an event; a short read would be ours to drop
+            const QByteArray entry = header.len ? QByteArray(name, qstrnlen(name, header.len)) : QByteArray();
             if (header.mask & IN_Q_OVERFLOW) {
                 overflow = true;
                 continue;
@@ -151,8 +155,7 @@ void InotifyHub::dispatch(const QByteArray &buffer)
                     order.append(user);
                     found = events.insert(user.get(), {});
                 }
-                found->append(InotifyEvent{header.wd, header.mask, header.cookie,
-                                           header.len ? QByteArray(name) : QByteArray()});
+                found->append(InotifyEvent{header.wd, header.mask, header.cookie, entry});
             }
             // The kernel has dropped the watch (folder deleted, or removed by us).
             if (header.mask & IN_IGNORED) {

@@ -227,6 +227,59 @@ private slots:
         QVERIFY(before >= 1);
     }
 
+    void changesDuringSetupAreTold_data()
+    {
+        QTest::addColumn<int>("bulkFolders");
+        QTest::newRow("small tree, watched within start()") << 400;
+        QTest::newRow("large tree, finished on a worker thread") << 6000;
+    }
+
+    void changesDuringSetupAreTold()
+    {
+        QFETCH(int, bulkFolders);
+        const QString root = makeTree(QStringLiteral("setup-%1").arg(bulkFolders));
+        for (int i = 0; i < bulkFolders; ++i)
+            QDir().mkpath(root + QStringLiteral("/bulk/d%1/e%2").arg(i % 20).arg(i));
+        FileSystemMonitor monitor(root, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        QSignalSpy ready(&monitor, &FileSystemMonitor::ready);
+        monitor.start();
+        if (bulkFolders > 1000)
+            QVERIFY2(!monitor.isReady(), "a tree this large takes longer than the start budget");
+        // Right after start(), before the event loop turns.
+        QVERIFY(QDir().mkpath(root + "/early/inner"));
+        touch(root + "/early/inner/a.txt");
+        QVERIFY(ready.wait(10000));
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 5000);
+        QTest::qWait(settleMs);
+        QCOMPARE(posts.count(), 1);
+        QCOMPARE(monitor.watchCount(), 4 + 1 + 20 + bulkFolders + 2);
+        touch(root + "/early/inner/b.txt");
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 2, 5000);
+    }
+
+    void stopDuringTheWalkLeavesNoWatch()
+    {
+        const QString root = makeTree("stopped-walk");
+        for (int i = 0; i < 6000; ++i)
+            QDir().mkpath(root + QStringLiteral("/bulk/d%1/e%2").arg(i % 20).arg(i));
+        InotifyHub hub;
+        {
+            FileSystemMonitor doomed(root, m_center, &hub);
+            doomed.start();
+            QVERIFY(!doomed.isReady());
+        } // gone while its walk still runs
+        FileSystemMonitor monitor(root, m_center, &hub);
+        QSignalSpy ready(&monitor, &FileSystemMonitor::ready);
+        monitor.start();
+        monitor.stop();
+        QVERIFY(!ready.wait(1000));
+        QCOMPARE(hub.watchCount(), 0);
+        monitor.start();
+        QVERIFY(ready.wait(10000));
+        QCOMPARE(monitor.watchCount(), 4 + 1 + 20 + 6000);
+    }
+
     void missingFolderStaysStopped()
     {
         test::LogCapture log;
