@@ -173,6 +173,18 @@ void ClaudeSDKService::respondToPermission(const QString &requestId, bool allow,
     m_decoder.forgetRequest(requestId);
 }
 
+void ClaudeSDKService::setPermissionMode(PermissionMode mode)
+{
+    if (mode == m_permissionMode)
+        return;
+    m_permissionMode = mode;
+    if (m_process && m_process->isRunning()) {
+        writeLine(claudeprotocol::setPermissionModeRequest(QStringLiteral("corvane-mode-%1").arg(++m_controlCounter),
+                                                           modeArgument(mode)));
+        logLine(Tag, QStringLiteral("Permission mode set to ") + modeArgument(mode));
+    }
+}
+
 void ClaudeSDKService::interrupt()
 {
     if (!m_process || !m_process->isRunning())
@@ -181,7 +193,7 @@ void ClaudeSDKService::interrupt()
     // itself, and sometimes before it reports the turn); the signal is the fallback.
     m_userStopped = true;
     m_decoder.noteInterruptRequested();
-    writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_interruptCounter)));
+    writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_controlCounter)));
     logLine(Tag, QStringLiteral("Sent interrupt request"));
     m_interruptFallback.start(m_timing.interruptFallbackMs);
 }

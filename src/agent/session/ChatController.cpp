@@ -184,6 +184,10 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
         if (Status started = startAgent(session, model, mode); !started)
             return started;
     }
+    // The mode chosen at send time is the one this turn runs under; a process started again for
+    // it (after an exit) is launched with it too.
+    if (session.adapter()->permissionMode() != mode)
+        session.adapter()->setPermissionMode(mode);
     logLine(Tag, QStringLiteral("Sending via adapter: ") + text);
     session.adapter()->send(text, attachments);
     return {};

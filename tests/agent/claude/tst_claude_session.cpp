@@ -20,6 +20,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <unistd.h>
 
 using namespace corvane;
 
@@ -360,6 +361,73 @@ private slots:
         QVERIFY(!texts[0].contains(QChar(0xFFFD))); // nothing broken
         QVERIFY(texts[0].contains(QString::fromUtf8("👍🏽")));
         QVERIFY(texts[0].contains(QString::fromUtf8("日本語のテキスト")));
+    }
+    void aStopMidTurnEndsItQuietlyAndTheChatGoesOn()
+    {
+        test::FakeModel model("slow_reply.json", {"DELAY=0", "DELTA_DELAY=0.3"});
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QSignalSpy done(session.get(), &ChatSession::turnCompleted);
+        QSignalSpy failed(session.get(), &ChatSession::turnFailed);
+        const auto sonnet = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
+        QVERIFY(chat.sendMessage(*session, "Take your time", {}, sonnet, PermissionMode::acceptAll).ok());
+        // Stop once the reply has started to stream, so the stop lands inside the turn.
+        const auto streaming = [&] {
+            for (const auto &m : session->messages())
+                if (m->role == MessageRole::assistant && !m->content.isEmpty())
+                    return true;
+            return false;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(streaming(), 30000);
+        session->adapter()->interrupt();
+        QTRY_VERIFY_WITH_TIMEOUT(done.count() + failed.count() > 0, 15000);
+        QCOMPARE(failed.count(), 0);
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        QVERIFY(m_lastService->processId() > 0); // the interrupt request keeps the process
+        for (const auto &m : stored())
+            QVERIFY2(m->contentType != MessageContentType::error, qPrintable(m->content));
+        QVERIFY(send(*session, chat, "Go on").completed);
+        QVERIFY(assistantTexts().contains("Fresh reply after the stop."));
+    }
+
+    void aNonZeroExitShowsTheToolsOwnWords()
+    {
+        // claude refuses to skip permission checks for root unless told it runs in a sandbox:
+        // a real exit status 1 with the reason on standard error.
+        if (geteuid() != 0)
+            QSKIP("needs root: claude only refuses bypassPermissions for root");
+        test::FakeModel model("plain_text.json");
+        QVERIFY(startModel(model));
+        m_claudeEnv.remove("IS_SANDBOX");
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Hello", PermissionMode::acceptAll);
+        QVERIFY(!turn.completed);
+        QVERIFY2(turn.failure.contains("root"), qPrintable(turn.failure));
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        int errors = 0;
+        for (const auto &m : stored())
+            errors += m->contentType == MessageContentType::error ? 1 : 0;
+        QCOMPARE(errors, 1);
+        // Asking for permissions instead works on the same chat.
+        QVERIFY(send(*session, chat, "Hello again", PermissionMode::ask).completed);
+    }
+    void aModeSwitchReachesTheRunningProcess()
+    {
+        test::FakeModel model("mode_switch.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "first", PermissionMode::acceptAll).completed);
+        const qint64 pid = m_lastService->processId();
+        QSignalSpy asked(session.get(), &ChatSession::permissionRequested);
+        const auto sonnet = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
+        QVERIFY(chat.sendMessage(*session, "run it", {}, sonnet, PermissionMode::ask).ok());
+        QTRY_VERIFY_WITH_TIMEOUT(asked.count() == 1, 30000);
+        QCOMPARE(asked.at(0).at(1).value<AgentPermissionRequest>().toolName, QStringLiteral("Bash"));
+        QCOMPARE(m_lastService->processId(), pid); // same process, new mode
+        session->adapter()->interrupt();
     }
 };
 
