@@ -105,6 +105,31 @@ void ChatSession::save(const char *caller)
             m_sinceSaveError.restart();
             log(QStringLiteral(" Store save failed in %1: %2").arg(QLatin1String(caller), saved.error().message));
         }
+        return;
+    }
+    settleFinishedRows();
+}
+
+void ChatSession::setMessages(QList<std::shared_ptr<Message>> messages)
+{
+    m_messages = std::move(messages);
+    m_unsettled = m_messages;
+}
+
+void ChatSession::settleFinishedRows()
+{
+    // A finished row is never edited again by the session, so the context need not compare it
+    // at every later save; rows still streaming or waiting stay tracked.
+    for (auto it = m_unsettled.begin(); it != m_unsettled.end();) {
+        const auto &row = *it;
+        const bool live = !row->isComplete || row == m_currentThinking || row == m_currentTool
+                          || row == m_currentResponse || row == m_initializing;
+        if (live) {
+            ++it;
+            continue;
+        }
+        m_context->settle(row);
+        it = m_unsettled.erase(it);
     }
 }
 
@@ -123,6 +148,7 @@ void ChatSession::throttledSave()
 void ChatSession::appendMessage(const std::shared_ptr<Message> &message)
 {
     m_messages.append(message);
+    m_unsettled.append(message);
     if (m_currentThinking && m_currentThinking != message) {
         // The thinking row stays last while other rows arrive.
         m_messages.removeOne(m_currentThinking);

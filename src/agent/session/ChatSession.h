@@ -53,7 +53,7 @@ public:
     bool hasUiHandler() const { return m_uiLifetime != nullptr; }
 
     const QList<std::shared_ptr<Message>> &messages() const { return m_messages; }
-    void setMessages(QList<std::shared_ptr<Message>> messages) { m_messages = std::move(messages); }
+    void setMessages(QList<std::shared_ptr<Message>> messages);
 
     bool isAgentStarted() const { return m_isAgentStarted; }
     bool isAgentReady() const { return m_isAgentReady; }
@@ -107,6 +107,7 @@ signals:
 
 private:
     void log(const QString &text) const;
+    void settleFinishedRows();
     std::shared_ptr<Message> makeRow(MessageRole role, MessageContentType type, const QString &content,
                                      bool complete) const;
     void save(const char *caller);
@@ -150,6 +151,8 @@ private:
     int m_saveIntervalMs = 2500;
     QElapsedTimer m_sinceSaveError;
     int m_saveCount = 0;
+    // Rows that may still change; finished rows leave it after a save (see settleFinishedRows).
+    QList<std::shared_ptr<Message>> m_unsettled;
 };
 
 } // namespace corvane
