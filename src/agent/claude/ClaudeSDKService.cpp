@@ -16,7 +16,9 @@ QString modeArgument(PermissionMode mode)
 {
     switch (mode) {
     case PermissionMode::acceptEdits: return QStringLiteral("acceptEdits");
-    case PermissionMode::acceptAll: return QStringLiteral("bypassPermissions");
+    // claude's own bypass mode never asks, so the folders we always guard (.git, .claude, ...)
+    // could not be guarded: it runs in its asking mode and the session approves everything else.
+    case PermissionMode::acceptAll: return QStringLiteral("default");
     case PermissionMode::ask: break;
     }
     return QStringLiteral("default");

@@ -41,6 +41,14 @@ QString displayText(const QString &text, const QList<Attachment> &attachments)
     return lines.join(QLatin1Char('\n'));
 }
 
+QString unansweredPromptNote(const QStringList &tools)
+{
+    const bool question = tools.size() == 1 && tools.first() == QLatin1String("AskUserQuestion");
+    return (question ? QStringLiteral("Corvane closed while Claude was waiting for your answer to its question")
+                     : QStringLiteral("Corvane closed while Claude was waiting for permission to use %1").arg(tools.join(QStringLiteral(", "))))
+        + QStringLiteral(", so the agent stopped there. Send a message to continue.");
+}
+
 } // namespace
 
 void ChatController::bind(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
@@ -51,16 +59,25 @@ void ChatController::bind(ChatSession &session, const AgentModelDescriptor &mode
     StoreContext &ctx = session.context();
     if (session.messages().isEmpty()) {
         QList<std::shared_ptr<Message>> kept;
+        QStringList unanswered;
         for (const auto &m : ctx.fetchOrEmpty<Message>(Query(where::eq("chatId", chat->id)).orderBy("timestamp"))) {
             if (m->role == MessageRole::thinking) {
                 ctx.remove(m);
                 continue;
+            }
+            if (m->contentType == MessageContentType::permissionRequest && !m->isComplete) {
+                // The application ended while the agent waited for this answer; the agent process
+                // ended with it. Say so, or the chat would look as if the agent gave up by itself.
+                m->contentType = MessageContentType::permissionDenied;
+                unanswered << m->toolName.value_or(QStringLiteral("a tool"));
             }
             m->isComplete = true;
             kept.append(m);
         }
         (void)ctx.save();
         session.setMessages(kept);
+        if (!unanswered.isEmpty())
+            session.addSystemMessage(unansweredPromptNote(unanswered));
     }
     if (session.isAgentStarted()) {
         session.updateInputStatus();

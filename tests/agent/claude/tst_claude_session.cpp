@@ -20,7 +20,6 @@
 #include <QTest>
 
 #include <csignal>
-#include <unistd.h>
 
 using namespace corvane;
 
@@ -393,26 +392,32 @@ private slots:
 
     void aNonZeroExitShowsTheToolsOwnWords()
     {
-        // claude refuses to skip permission checks for root unless told it runs in a sandbox:
-        // a real exit status 1 with the reason on standard error.
-        if (geteuid() != 0)
-            QSKIP("needs root: claude only refuses bypassPermissions for root");
+        // claude started with an option it does not know: a real exit status 1 with its reason
+        // on standard error, before any turn.
         test::FakeModel model("plain_text.json");
         QVERIFY(startModel(model));
-        m_claudeEnv.remove("IS_SANDBOX");
+        const QString wrapper = m_env->path("claude-with-a-bad-option");
+        QFile script(wrapper);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\nexec '%1' --no-such-option \"$@\"\n").arg(test::FakeModel::claudePath()).toUtf8());
+        script.close();
+        script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
         auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Hello", PermissionMode::acceptAll);
+        ChatController chat([this, wrapper](AgentType) -> std::unique_ptr<AgentAdapter> {
+            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, wrapper));
+            adapter->service().setExtraEnvironment(m_claudeEnv);
+            return adapter;
+        });
+        const Turn turn = send(*session, chat, "Hello");
         QVERIFY(!turn.completed);
-        QVERIFY2(turn.failure.contains("root"), qPrintable(turn.failure));
+        QVERIFY2(turn.failure.contains("no-such-option"), qPrintable(turn.failure));
         QCOMPARE(session->activityState(), ChatActivityState::idle);
         int errors = 0;
         for (const auto &m : stored())
             errors += m->contentType == MessageContentType::error ? 1 : 0;
         QCOMPARE(errors, 1);
-        // Asking for permissions instead works on the same chat.
-        QVERIFY(send(*session, chat, "Hello again", PermissionMode::ask).completed);
     }
+
     void aModeSwitchReachesTheRunningProcess()
     {
         test::FakeModel model("mode_switch.json");
