@@ -524,6 +524,45 @@ void ChatSession::cleanupOnInterrupt()
     toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
 }
 
+void ChatSession::resetConversation()
+{
+    if (auto record = chat())
+        record->claudeSessionId.reset();
+    save("clearConversation()");
+    for (const auto &row : m_context->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId))))
+        m_context->remove(row);
+    for (const auto &row : std::as_const(m_messages))
+        m_context->remove(row);
+    save("clearConversation()");
+    m_messages.clear();
+    m_unsettled.clear();
+    clearCurrentRows();
+    m_initializing.reset();
+    m_toolRows.clear();
+    m_activeSubagents.clear();
+    m_pendingPermissionMessages.clear();
+    for (const QString &key : m_pendingRequests.keys())
+        emit promptClosed(m_chatId, key);
+    if (m_pendingQuestion)
+        emit promptClosed(m_chatId, QStringLiteral("question"));
+    m_pendingRequests.clear();
+    m_pendingQuestion.reset();
+    m_pendingQuestionRequestId.clear();
+    m_questionRow.reset();
+    m_planApprovalRequestId.reset();
+    m_planApprovalInput.reset();
+    m_hiddenToolUseIds.clear();
+    if (m_plan.isActive) {
+        m_plan.reset();
+        notifyPlanChanged();
+    }
+    m_adapter.reset();
+    m_isAgentReady = false;
+    m_isAgentStarted = false;
+    setActivityState(ChatActivityState::idle);
+    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+}
+
 void ChatSession::cleanup()
 {
     log(QStringLiteral("cleanup: stopping adapter, clearing %1 messages").arg(m_messages.size()));

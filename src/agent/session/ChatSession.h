@@ -81,6 +81,9 @@ public:
     // After a stop, or when the process went away with a prompt open: every row finished,
     // nothing waiting, idle.
     void cleanupOnInterrupt();
+    // "/clear": every message of the chat and its agent session go; the adapter is dropped (the
+    // caller has ended its process) and the session waits to be started again.
+    void resetConversation();
     // End of the session's life: the process ends, unsaved changes are dropped.
     void cleanup();
 
