@@ -31,11 +31,15 @@ Works on the same data as the Corvane window ($XDG_DATA_HOME/Corvane).
 
 Commands:
   send --project DIR [--chat UUID] [--agent claude|codex] [--model ID]
-       [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH] TEXT
+       [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH]
+       [--on-permission ask|allow|deny|allow-session] [--attach FILE]... TEXT
       Sends TEXT to the chat's agent and prints the reply as it streams. Adds the
       project (by folder), a workspace and a new chat when needed; with --chat the
       chat's agent session resumes. Prints "chat <UUID>" on standard error first.
       Exits 0 when the turn completed, non-zero with the error on standard error.
+      Permission requests, questions and plans are answered by --on-permission:
+      ask (the default on a terminal) prompts there; questions take an option's
+      number. Slash commands such as /compact or /clear work as in the window.
   messages --chat UUID
       The chat's stored messages in order, one JSON object per line.
   chats [--project DIR]
