@@ -131,9 +131,9 @@ Result<std::shared_ptr<Profile>> ProfileService::createProfile(const QString &na
             QDir(*it).removeRecursively();
     };
 
-    const QString override = configDirOverride ? configDirOverride->trimmed() : QString();
-    if (!override.isEmpty()) {
-        profile.configDirPath = QDir::cleanPath(expandHome(override));
+    const QString chosenDir = configDirOverride ? configDirOverride->trimmed() : QString();
+    if (!chosenDir.isEmpty()) {
+        profile.configDirPath = QDir::cleanPath(expandHome(chosenDir));
         // claude makes its folder itself on first run, so a folder we can't make now is no reason
         // to refuse the profile; the user pointed at it on purpose.
         if (!QDir().mkpath(profile.configDirPath))
