@@ -126,41 +126,6 @@ private slots:
         QCOMPARE(status.authMode.value_or(QString()), authMode);
     }
 
-    void missingCodexHomeIsSignedOut()
-    {
-        const CodexAuthStatus status = ProfileService::fetchCodexAuthStatus(m_env->path("nowhere"));
-        QVERIFY(!status.loggedIn);
-        QVERIFY(!status.email && !status.authMode);
-    }
-
-    void claudeStatusOutput_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<bool>("parsed");
-        QTest::addColumn<bool>("loggedIn");
-        QTest::addColumn<QString>("email");
-        QTest::newRow("signed out") << QByteArray("{\n  \"loggedIn\": false,\n  \"authMethod\": \"none\"\n}\n") << true << false << QString();
-        QTest::newRow("account") << QByteArray(R"({"loggedIn":true,"email":"a@b.c","orgName":"O","subscriptionType":"max"})")
-                                 << true << true << QStringLiteral("a@b.c");
-        QTest::newRow("loggedIn missing") << QByteArray(R"({"email":"a@b.c"})") << true << false << QStringLiteral("a@b.c");
-        QTest::newRow("not JSON") << QByteArray("error: unknown command") << false << false << QString();
-        QTest::newRow("nothing") << QByteArray() << false << false << QString();
-    }
-
-    void claudeStatusOutput()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(bool, parsed);
-        QFETCH(bool, loggedIn);
-        QFETCH(QString, email);
-        const auto status = auth::parseClaudeAuthStatus(output);
-        QCOMPARE(status.has_value(), parsed);
-        if (status) {
-            QCOMPARE(status->loggedIn, loggedIn);
-            QCOMPARE(status->email.value_or(QString()), email);
-        }
-    }
-
     void blankOverrideAllocatesUnderTheRoot_data()
     {
         QTest::addColumn<std::optional<QString>>("chosenDir");
@@ -213,29 +178,6 @@ private slots:
         QVERIFY(!context().hasChanges());
         QCOMPARE(entriesOf(paths::dataRoot()), before);
         QCOMPARE(m_posts, 0);
-    }
-
-    void renameTrimsAndIgnoresBlank_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<int>("posts");
-        QTest::newRow("new name trimmed") << QStringLiteral(" Client A\n") << QStringLiteral("Client A") << 1;
-        QTest::newRow("blank") << QStringLiteral("   ") << QStringLiteral("Work") << 0;
-        QTest::newRow("same after trimming") << QStringLiteral(" Work ") << QStringLiteral("Work") << 0;
-    }
-
-    void renameTrimsAndIgnoresBlank()
-    {
-        QFETCH(QString, name);
-        QFETCH(QString, expected);
-        QFETCH(int, posts);
-        auto created = m_service->createProfile("Work", ProfileColor::blue);
-        QVERIFY(created.ok());
-        m_posts = 0;
-        QVERIFY(m_service->renameProfile(*created, name).ok());
-        QCOMPARE((*created)->name, expected);
-        QCOMPARE(m_posts, posts);
     }
 
     void deletingTheDefaultDoesNothing_data()
@@ -294,20 +236,6 @@ private slots:
         QCOMPARE(QFileInfo::exists(profile->configDirPath), !deleteFiles);
         QCOMPARE(QFileInfo::exists(ownRoot), !deleteFiles);
         QCOMPARE(m_posts, 1);
-    }
-
-    void reorderNumbersByPosition()
-    {
-        auto a = m_service->createProfile("A", ProfileColor::blue);
-        auto b = m_service->createProfile("B", ProfileColor::red);
-        QVERIFY(a.ok() && b.ok());
-        const auto fallback = m_service->defaultProfile();
-        QVERIFY(m_service->reorderProfiles({*b, fallback, *a}).ok());
-        auto reread = m_store->newContext();
-        QStringList names;
-        for (const auto &p : reread->fetchOrEmpty<Profile>(Query().orderBy("sortOrder").orderBy("createdAt")))
-            names << QStringLiteral("%1:%2").arg(p->name).arg(p->sortOrder);
-        QCOMPARE(names, QStringList({"B:0", "Default:1", "A:2"}));
     }
 
     void profileByName_data()
