@@ -2,6 +2,7 @@
 
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
+#include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
 #include "core/Log.h"
 #include "core/Paths.h"
@@ -44,6 +45,9 @@ Commands:
       The chat's stored messages in order, one JSON object per line.
   chats [--project DIR]
       One line per chat: id, project, workspace, name, agent.
+  profiles [--claude PATH] [--no-probe]
+      One line per profile: id, name, claude and codex sign-in state, config folder.
+      Asks claude about each profile unless --no-probe.
   help
       This text.
 
@@ -171,6 +175,8 @@ int run(const QStringList &arguments)
         return listMessages(rest);
     if (command == QLatin1String("chats"))
         return listChats(rest);
+    if (command == QLatin1String("profiles"))
+        return profilesCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;
