@@ -77,6 +77,47 @@ private slots:
         QCOMPARE(ran->exitCode, 2);
         QVERIFY(ran->errorOutput.contains("corvane-cli profiles: "));
     }
+    void sendRunsUnderTheNamedProfile()
+    {
+        // The Work profile reaches the model service only through its own settings file, so a
+        // reply proves claude ran with the profile's configuration folder.
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed under .deps/npm (run scripts/setup.sh)");
+        test::TestEnvironment env;
+        qunsetenv("ANTHROPIC_API_KEY");
+        test::FakeModel model("two_turns.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        {
+            auto store = Store::open(paths::storeFile());
+            QVERIFY(store.ok());
+            NotificationCenter center;
+            ProfileService service((*store)->mainContext(), center);
+            profiles::ensureDefaultProfile((*store)->mainContext());
+            auto work = service.createProfile("Work", ProfileColor::teal);
+            QVERIFY(work.ok());
+            QFile settings((*work)->configDirPath + "/settings.json");
+            QVERIFY(settings.open(QIODevice::WriteOnly));
+            settings.write(QStringLiteral("{\"apiKeyHelper\": \"echo sk-ant-work\", \"env\": {\"ANTHROPIC_BASE_URL\": "
+                                          "\"http://127.0.0.1:%1\"}}").arg(model.port()).toUtf8());
+        }
+        const QString repo = env.path("repo");
+        QDir().mkpath(repo);
+        ProcessCommand command;
+        command.program = QStringLiteral(CORVANE_CLI_PATH);
+        command.arguments = {"send", "--profile", "work", "--project", repo, "--claude", test::FakeModel::claudePath(),
+                             "Please answer the first question"};
+        command.environment.insert("CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC", "1");
+        command.environment.insert("IS_SANDBOX", "1");
+        auto ran = ChildProcess::runSync(command, {}, 120000);
+        QVERIFY(ran.ok());
+        QVERIFY2(ran->exitCode == 0, ran->errorOutput.constData());
+        QCOMPARE(ran->output.trimmed(), QByteArray("Answer to the first question."));
+
+        command.arguments = {"send", "--profile", "Nobody", "--project", repo, "Hello"};
+        ran = ChildProcess::runSync(command, {}, 30000);
+        QVERIFY(ran.ok());
+        QVERIFY2(ran->errorOutput.contains("no profile named \"Nobody\""), ran->errorOutput.constData());
+    }
 };
 
 QTEST_GUILESS_MAIN(ProfilesCliTest)

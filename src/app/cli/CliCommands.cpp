@@ -33,7 +33,7 @@ Works on the same data as the Corvane window ($XDG_DATA_HOME/Corvane).
 Commands:
   send --project DIR [--chat UUID] [--agent claude|codex] [--model ID]
        [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH]
-       [--on-permission ask|allow|deny|allow-session] [--attach FILE]... TEXT
+       [--profile NAME] [--on-permission ask|allow|deny|allow-session] [--attach FILE]... TEXT
       Sends TEXT to the chat's agent and prints the reply as it streams. Adds the
       project (by folder), a workspace and a new chat when needed; with --chat the
       chat's agent session resumes. Prints "chat <UUID>" on standard error first.

@@ -9,10 +9,12 @@
 #include "agent/session/ChatSessionUIHandler.h"
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
+#include "accounts/ProfileService.h"
 #include "app/cli/PromptAnswers.h"
 #include "core/Paths.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
+#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -96,6 +98,26 @@ std::optional<AgentModelDescriptor> pickModel(const QString &requested, AgentTyp
     return AgentModelCatalogue::forAgentType(agent).value(0);
 }
 
+// A project runs under one profile. A project with no chats yet takes the one asked for; one that
+// already has chats keeps its own, since moving it is a migration the window does with care.
+Status placeUnderProfile(StoreContext &ctx, const ChatPlace &place, const QString &name)
+{
+    ProfileService profiles(ctx);
+    const auto profile = profiles.profileNamed(name);
+    if (!profile)
+        return Error(QStringLiteral("no profile named \"%1\" (corvane-cli profiles lists them)").arg(name));
+    if (place.project->profileId == profile->id)
+        return {};
+    const qint64 chats = ctx.count<Chat>(where::eq("projectId", place.project->id) && where::ne("id", place.chat->id)).valueOr(1);
+    if (chats > 0) {
+        const auto current = place.project->profileId ? ctx.get<Profile>(*place.project->profileId) : nullptr;
+        return Error(QStringLiteral("the project \"%1\" belongs to the profile \"%2\"; move it to \"%3\" in the window first")
+                         .arg(place.project->name, current ? current->name : QStringLiteral("(none)"), profile->name));
+    }
+    place.project->profileId = profile->id;
+    return ctx.save();
+}
+
 } // namespace
 
 int sendCommand(const QStringList &arguments)
@@ -108,6 +130,7 @@ int sendCommand(const QStringList &arguments)
     parser.addOption({"mode", "default, acceptEdits, acceptAll or plan.", "MODE", "default"});
     parser.addOption({"claude", "Path of the claude command.", "PATH"});
     parser.addOption({"codex", "Path of the codex command.", "PATH"});
+    parser.addOption({"profile", "Run under this profile (name or id; see corvane-cli profiles).", "NAME"});
     parser.addOption({"on-permission", "ask, allow, deny or allow-session (default: ask on a terminal, else deny).", "HOW"});
     parser.addOption({"attach", "A PNG, JPEG, GIF, WebP or PDF file to send with the text (repeatable).", "FILE"});
     parser.addPositionalArgument("text", "What to send.");
@@ -193,6 +216,12 @@ int sendCommand(const QStringList &arguments)
         place.chat = newChat(ctx, *place.project, *place.workspace);
         if (Status saved = ctx.save(); !saved) {
             printErr(QStringLiteral("corvane-cli send: ") + saved.error().message);
+            return 1;
+        }
+    }
+    if (parser.isSet("profile")) {
+        if (Status placed = placeUnderProfile(ctx, place, parser.value("profile")); !placed) {
+            printErr(QStringLiteral("corvane-cli send: ") + placed.error().message);
             return 1;
         }
     }
