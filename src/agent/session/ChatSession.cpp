@@ -435,17 +435,9 @@ void ChatSession::didComplete(const AgentResult &result)
     m_toolRows.clear();
     m_saveTimer.stop();
     save("flushSave()");
-    if (m_plan.isActive) {
+    if (m_plan.isActive)
         log(QStringLiteral(" resetting stale planState on didComplete"));
-        m_plan.reset();
-        notifyPlanChanged();
-    }
-    m_pendingRequests.clear();
-    m_pendingQuestion.reset();
-    m_pendingQuestionRequestId.clear();
-    m_planApprovalRequestId.reset();
-    m_planApprovalInput.reset();
-    m_hiddenToolUseIds.clear();
+    forgetOpenPrompts();
     if (m_notifier)
         m_notifier->notifyCompletion(m_chatName, m_chatId);
     updateInputStatus();
@@ -463,16 +455,7 @@ void ChatSession::didFail(const AgentError &error)
                                                                         : MessageContentType::error;
     appendMessage(makeRow(MessageRole::system, type, QStringLiteral("Error: ") + description, true));
     setActivityState(ChatActivityState::idle);
-    if (m_plan.isActive) {
-        m_plan.reset();
-        notifyPlanChanged();
-    }
-    m_pendingRequests.clear();
-    m_pendingQuestion.reset();
-    m_pendingQuestionRequestId.clear();
-    m_planApprovalRequestId.reset();
-    m_planApprovalInput.reset();
-    m_hiddenToolUseIds.clear();
+    forgetOpenPrompts();
     updateInputStatus();
     emit turnFailed(m_chatId, description);
     toUi([description](ChatSessionUIHandler &ui) { ui.sessionFailed(description); });
@@ -510,18 +493,35 @@ void ChatSession::cleanupOnInterrupt()
     for (const auto &row : std::as_const(m_activeSubagents))
         row->isComplete = true;
     m_activeSubagents.clear();
-    for (const QString &key : m_pendingRequests.keys())
-        emit promptClosed(m_chatId, key);
-    if (m_pendingQuestion)
-        emit promptClosed(m_chatId, QStringLiteral("question"));
-    m_pendingRequests.clear();
-    m_pendingQuestion.reset();
-    m_pendingQuestionRequestId.clear();
+    forgetOpenPrompts();
     setActivityState(ChatActivityState::idle);
     m_saveTimer.stop();
     save("cleanupOnInterrupt()");
     updateInputStatus();
     toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+}
+
+void ChatSession::forgetOpenPrompts()
+{
+    // The turn is over one way or another: nothing waits for an answer any more, and a plan
+    // never outlives its turn. Rows stay as they are; their callers decide.
+    for (const QString &key : m_pendingRequests.keys())
+        emit promptClosed(m_chatId, key);
+    if (m_pendingQuestion)
+        emit promptClosed(m_chatId, QStringLiteral("question"));
+    if (m_planApprovalRequestId)
+        emit promptClosed(m_chatId, QStringLiteral("plan"));
+    m_pendingRequests.clear();
+    m_pendingQuestion.reset();
+    m_pendingQuestionRequestId.clear();
+    m_planApprovalRequestId.reset();
+    m_planApprovalInput.reset();
+    m_hiddenToolUseIds.clear();
+    m_currentHiddenToolName.reset();
+    if (m_plan.isActive) {
+        m_plan.reset();
+        notifyPlanChanged();
+    }
 }
 
 void ChatSession::resetConversation()
@@ -541,21 +541,8 @@ void ChatSession::resetConversation()
     m_toolRows.clear();
     m_activeSubagents.clear();
     m_pendingPermissionMessages.clear();
-    for (const QString &key : m_pendingRequests.keys())
-        emit promptClosed(m_chatId, key);
-    if (m_pendingQuestion)
-        emit promptClosed(m_chatId, QStringLiteral("question"));
-    m_pendingRequests.clear();
-    m_pendingQuestion.reset();
-    m_pendingQuestionRequestId.clear();
     m_questionRow.reset();
-    m_planApprovalRequestId.reset();
-    m_planApprovalInput.reset();
-    m_hiddenToolUseIds.clear();
-    if (m_plan.isActive) {
-        m_plan.reset();
-        notifyPlanChanged();
-    }
+    forgetOpenPrompts();
     m_adapter.reset();
     m_isAgentReady = false;
     m_isAgentStarted = false;

@@ -165,6 +165,7 @@ private:
     void showThinkingRow();
     void notifyPlanChanged();
     void askForAnswer(const QString &key);
+    void forgetOpenPrompts();
     template <typename Fn>
     void toUi(Fn fn);
 

@@ -10,6 +10,7 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "agent/session/ClaudeChatHarness.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -126,22 +127,7 @@ private slots:
         m_store = Store::open(m_env->path("Corvane.store")).value();
         m_folder = m_env->path("repo");
         QDir().mkpath(m_folder);
-        StoreContext &ctx = m_store->mainContext();
-        Project project;
-        project.name = "repo";
-        project.path = m_folder;
-        Workspace workspace;
-        workspace.name = "repo";
-        workspace.projectId = project.id;
-        Chat chat;
-        chat.name = "Test chat";
-        chat.projectId = project.id;
-        chat.workspaceId = workspace.id;
-        m_chatId = chat.id;
-        ctx.insert(project);
-        ctx.insert(workspace);
-        ctx.insert(chat);
-        QVERIFY(ctx.save().ok());
+        m_chatId = test::insertChat(*m_store, m_folder);
         m_timing = ClaudeSDKService::Timing();
     }
 

@@ -22,6 +22,27 @@
 
 namespace corvane::test {
 
+// A project for `folder` with one workspace and one chat named "Test chat"; the chat's id.
+inline QUuid insertChat(Store &store, const QString &folder)
+{
+    StoreContext &ctx = store.mainContext();
+    Project project;
+    project.name = "repo";
+    project.path = folder;
+    Workspace workspace;
+    workspace.name = "repo";
+    workspace.projectId = project.id;
+    Chat chat;
+    chat.name = "Test chat";
+    chat.projectId = project.id;
+    chat.workspaceId = workspace.id;
+    ctx.insert(project);
+    ctx.insert(workspace);
+    ctx.insert(chat);
+    (void)ctx.save();
+    return chat.id;
+}
+
 class ClaudeChatHarness
 {
 public:
@@ -31,22 +52,7 @@ public:
         , m_model(scenario, withWorkdir(vars, m_env.path("repo")))
     {
         QDir().mkpath(m_folder);
-        StoreContext &ctx = m_store->mainContext();
-        Project project;
-        project.name = "repo";
-        project.path = m_folder;
-        Workspace workspace;
-        workspace.name = "repo";
-        workspace.projectId = project.id;
-        Chat chat;
-        chat.name = "Test chat";
-        chat.projectId = project.id;
-        chat.workspaceId = workspace.id;
-        m_chatId = chat.id;
-        ctx.insert(project);
-        ctx.insert(workspace);
-        ctx.insert(chat);
-        (void)ctx.save();
+        m_chatId = insertChat(*m_store, m_folder);
         m_session = std::make_unique<ChatSession>(m_chatId, "Test chat", m_folder, *m_store);
         m_session->setSaveInterval(200);
         m_done = std::make_unique<QSignalSpy>(m_session.get(), &ChatSession::turnCompleted);
