@@ -371,6 +371,31 @@ private slots:
         QCOMPARE(m_sidebar->projects(first).size(), 0);
     }
 
+    void reorderingAndSwitchingTheCheckout()
+    {
+        auto project = addProject();
+        auto first = m_sidebar->workspaces(*project).first();
+        auto second = m_sidebar->createWorkspace(*project, "Second", std::nullopt);
+        QCOMPARE(second->sortOrder, 1);
+        QVERIFY(!m_sidebar->reorderWorkspaces(*project, {first->id, second->id})); // unchanged: nothing saved
+        QVERIFY(m_sidebar->reorderWorkspaces(*project, {second->id, first->id}));
+        QCOMPARE(m_sidebar->workspaces(*project).first()->id, second->id);
+
+        auto chat = m_sidebar->chats(*first).first();
+        m_sandbox.git(project->path, {"branch", "side"});
+        QCOMPARE(await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"origin/main", false, std::nullopt, true}))->kind,
+                 Kind::done);
+        QCOMPARE(await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"side", false, std::nullopt, false}))->kind,
+                 Kind::done);
+        QCOMPARE(project->currentBranch, std::optional<QString>("side"));
+        QCOMPARE(chat->gitBranch, std::optional<QString>("side"));
+        m_sandbox.write(project->path + "/README.md", "edited\n");
+        const GitResult<LifecycleOutcome> refused =
+            await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"main", false, std::nullopt, false}));
+        QCOMPARE(refused->message, "Uncommitted Changes\nPlease commit or stash your changes before switching branches.");
+        QCOMPARE(QString::fromUtf8(m_sandbox.git(project->path, {"branch", "--show-current"})).trimmed(), QString("side"));
+    }
+
     void broadcastsFeedTheStateMaps()
     {
         const QUuid chat = QUuid::createUuid();
