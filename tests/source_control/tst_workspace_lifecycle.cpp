@@ -309,6 +309,16 @@ private slots:
         // Already gone: nothing to do.
         QCOMPARE(await(m_sidebar->deleteWorkspace(workspace->id))->kind, Kind::done);
 
+        // All archived ones at once; live ones stay.
+        auto live = m_sidebar->workspaces(*project).first();
+        auto old1 = m_sidebar->createWorkspace(*project, "Old 1", std::nullopt);
+        auto old2 = m_sidebar->createWorkspace(*project, "Old 2", std::nullopt);
+        QCOMPARE(await(m_sidebar->archiveWorkspace(old1))->kind, Kind::done);
+        QCOMPARE(await(m_sidebar->archiveWorkspace(old2))->kind, Kind::done);
+        QCOMPARE(await(m_sidebar->deleteArchivedWorkspaces(*project))->kind, Kind::done);
+        QCOMPARE(m_sidebar->workspaces(*project, true).size(), 1);
+        QCOMPARE(m_sidebar->workspaces(*project, true).first()->id, live->id);
+
         // A plain chat of the first workspace.
         auto simple = m_sidebar->workspaces(*project).first();
         auto plain = m_sidebar->createChat(*simple, QStringLiteral("Scratch"));

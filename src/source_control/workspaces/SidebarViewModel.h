@@ -139,6 +139,9 @@ public:
     // Permanent deletion; a record that is already gone is done.
     GitFuture<LifecycleOutcome> deleteWorkspace(const QUuid &workspaceId, bool confirmed = false);
     GitFuture<LifecycleOutcome> deleteChat(const QUuid &chatId, bool confirmed = false);
+    // Every archived workspace of the project, one after another; stops at the first that asks
+    // or fails, leaving the rest.
+    GitFuture<LifecycleOutcome> deleteArchivedWorkspaces(const Project &project, bool confirmed = false);
     GitFuture<LifecycleOutcome> deleteProject(const std::shared_ptr<Project> &project, bool confirmed = false);
 
 signals:
@@ -172,7 +175,7 @@ private:
     GitFuture<LifecycleOutcome> guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed, bool forceFirst,
                                                std::function<QString(const WorktreeDirtyStatus &)> warning,
                                                std::function<LifecycleOutcome()> onRemoved);
-    LifecycleOutcome finishArchiveWorkspace(const QUuid &workspaceId);
+    void deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise);
     void addMigrationNotice(const QUuid &chatId, const QString &text);
 
     StoreContext &m_context;
