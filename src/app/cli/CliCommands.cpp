@@ -4,6 +4,7 @@
 #include "app/cli/ChatLookup.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
+#include "app/cli/WorkspaceCommands.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/records/Chat.h"
@@ -48,6 +49,17 @@ Commands:
   profiles [--claude PATH] [--no-probe]
       One line per profile: id, name, claude and codex sign-in state, config folder.
       Asks claude about each profile unless --no-probe.
+  workspaces --project DIR
+      One line per workspace, archived ones too: id, name, branch, mode
+      (worktree or checkout), folder, archived or active.
+  workspace new --project DIR [--mode simple|branch|worktree] [--branch NAME]
+       [--base BRANCH] [--existing BRANCH] [--name NAME]
+      Makes a workspace: on the checkout (simple), on a new branch switched to in
+      the checkout (branch), or in a new worktree on a new or --existing branch.
+  workspace archive|restore|delete --id UUID [--yes]
+      Archiving removes the workspace's worktree; deleting is permanent. When work
+      would be lost (uncommitted changes, unpushed commits), and for any delete,
+      prints what and exits 1 unless --yes is given.
   help
       This text.
 
@@ -177,6 +189,10 @@ int run(const QStringList &arguments)
         return listChats(rest);
     if (command == QLatin1String("profiles"))
         return profilesCommand(rest);
+    if (command == QLatin1String("workspaces"))
+        return listWorkspaces(rest);
+    if (command == QLatin1String("workspace"))
+        return workspaceCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;
