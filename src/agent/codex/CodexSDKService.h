@@ -1,0 +1,99 @@
+#pragma once
+
+#include "agent/AgentStreamDelegate.h"
+#include "agent/Attachment.h"
+#include "agent/codex/CodexEvent.h"
+#include "agent/runtime/ToolLocator.h"
+#include "core/process/ChildProcess.h"
+#include "core/records/Profile.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QProcessEnvironment>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <optional>
+
+namespace corvane {
+
+// The codex client: one `codex exec --json` process per turn, the prompt on its command line,
+// later turns resuming the thread the first one started. codex asks for no permissions, so
+// nothing is ever written to it; its standard input is closed at once.
+class CodexSDKService : public QObject
+{
+    Q_OBJECT
+
+public:
+    // What one turn's process is started with.
+    struct TurnInput
+    {
+        QString prompt;
+        QStringList imagePaths;
+    };
+
+    explicit CodexSDKService(ToolLocation tool, QObject *parent = nullptr);
+    ~CodexSDKService() override;
+
+    void setDelegate(AgentStreamDelegate *delegate) { m_delegate = delegate; }
+    // Extra variables for the child, on top of ours and the profile's (tests point codex at a
+    // local model service this way).
+    void setExtraEnvironment(const QProcessEnvironment &extra) { m_extraEnvironment = extra; }
+
+    PermissionMode permissionMode() const { return m_permissionMode; }
+    void setPermissionMode(PermissionMode mode) { m_permissionMode = mode; }
+    // True from launch() until forceTerminate(); the end of a turn does not clear it.
+    bool isLaunched() const { return m_isLaunched; }
+    bool isTurnRunning() const { return m_process && m_process->isRunning(); }
+    QString sessionId() const { return m_sessionId; }
+    QStringList lastArguments() const { return m_lastArguments; }
+    qint64 processId() const { return m_process ? m_process->processId() : 0; }
+
+    // Remembers where and how to run; no process starts until send().
+    void launch(const QString &workingDirectory, const QString &model, const QString &sessionId, const Profile *profile);
+    void send(const QString &text, const QList<Attachment> &attachments);
+    void interrupt();
+    void terminate();
+    void forceTerminate();
+
+    // The prompt and image files for a turn. Text files are read into the prompt; an image
+    // without a file of its own is written to `scratch` so codex can read it; PDFs go nowhere
+    // (codex takes none).
+    static TurnInput turnInput(const QString &text, const QList<Attachment> &attachments, const QString &scratch);
+    // The argument vector of one turn; a non-empty `sessionId` resumes that thread.
+    static QStringList arguments(PermissionMode mode, const QString &model, const QString &sessionId,
+                                 const QString &workingDirectory, const TurnInput &input);
+    // Standard error worth showing: without the line codex prints on every run.
+    static QString failureText(const QString &stderrTail);
+
+private:
+    void onLine(const QByteArray &line);
+    void dispatch(const CodexEvent &event);
+    void onExit(int exitCode, ChildProcess::ExitKind kind, int signal);
+    void onFailedToStart(const Error &error);
+    void completeTurn(const std::optional<QVariantMap> &usage);
+    void fail(int code, const QString &description);
+    void detachProcess();
+
+    ToolLocation m_tool;
+    AgentStreamDelegate *m_delegate = nullptr;
+    PermissionMode m_permissionMode = PermissionMode::ask;
+    QProcessEnvironment m_extraEnvironment;
+
+    std::unique_ptr<ChildProcess> m_process;
+    std::optional<QString> m_workingDirectory;
+    QString m_model;
+    QString m_sessionId;
+    std::optional<Profile> m_profile;
+    QStringList m_lastArguments;
+    std::unique_ptr<QTemporaryDir> m_scratch;
+    bool m_isLaunched = false;
+
+    QElapsedTimer m_turnStart;
+    bool m_didEmitInitForCurrentSession = false;
+    bool m_didReceiveTurnCompleted = false;
+    bool m_userStopped = false;
+    bool m_textOpen = false; // the last event of the turn was assistant text
+};
+
+} // namespace corvane
