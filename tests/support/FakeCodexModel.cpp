@@ -89,7 +89,7 @@ QString FakeCodexModel::codexPath()
     if (npm.isEmpty())
         npm = sourceDir() + QStringLiteral("/.deps/npm");
     const QString path = npm + QStringLiteral("/node_modules/.bin/codex");
-    return QFileInfo(path).isExecutable() ? path : QString();
+    return QFileInfo(path).isExecutable() ? QFileInfo(path).absoluteFilePath() : QString();
 }
 
 } // namespace corvane::test
