@@ -36,6 +36,10 @@ public:
     void interrupt() override { m_service.interrupt(); }
     void terminate() override { m_service.terminate(); }
     void forceTerminate() override { m_service.forceTerminate(); }
+    void setResumeFallback(std::function<std::optional<QString>()> replay) override
+    {
+        m_service.setResumeFallback(std::move(replay));
+    }
 
 private:
     CodexSDKService m_service;

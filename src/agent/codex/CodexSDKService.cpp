@@ -176,8 +176,18 @@ void CodexSDKService::send(const QString &text, const QList<Attachment> &attachm
         if (!m_scratch->isValid())
             logLine(Tag, QStringLiteral("No folder for pasted images: ") + m_scratch->errorString());
     }
-    const TurnInput input = turnInput(text, attachments, m_scratch && m_scratch->isValid() ? m_scratch->path() : QString());
-    m_lastArguments = arguments(m_permissionMode, m_model, m_sessionId, *m_workingDirectory, input);
+    m_turnInput = turnInput(text, attachments, m_scratch && m_scratch->isValid() ? m_scratch->path() : QString());
+    m_turnStart.start();
+    startTurn();
+    if (m_delegate)
+        m_delegate->didStartThinking();
+}
+
+void CodexSDKService::startTurn()
+{
+    m_resumingThisTurn = !m_sessionId.isEmpty();
+    m_threadSeenThisTurn = false;
+    m_lastArguments = arguments(m_permissionMode, m_model, m_sessionId, *m_workingDirectory, m_turnInput);
 
     ProcessCommand command;
     command.program = m_tool.program();
@@ -201,10 +211,7 @@ void CodexSDKService::send(const QString &text, const QList<Attachment> &attachm
     connect(process, &ChildProcess::failedToStart, this, &CodexSDKService::onFailedToStart);
     process->start(command);
     process->closeInput(); // codex must never wait for input
-    m_turnStart.start();
     logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, m_lastArguments.join(QLatin1Char(' '))));
-    if (m_delegate)
-        m_delegate->didStartThinking();
 }
 
 void CodexSDKService::interrupt()
@@ -274,6 +281,7 @@ void CodexSDKService::dispatch(const CodexEvent &event)
     using Kind = CodexEvent::Kind;
     switch (event.kind) {
     case Kind::threadStarted:
+        m_threadSeenThisTurn = true;
         if (m_sessionId.isEmpty()) {
             m_sessionId = event.id;
             logLine(Tag, QStringLiteral("Session ID: ") + m_sessionId);
@@ -340,6 +348,8 @@ void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sign
     const QString stderrText = m_process ? failureText(m_process->errorTailText()) : QString();
     if (m_process)
         m_process.release()->deleteLater();
+    if (kind == ChildProcess::ExitKind::Normal && fallBackFromLostThread(exitCode, stderrText))
+        return; // the turn goes on in a new thread
     if (!m_didReceiveTurnCompleted) {
         // codex answers SIGINT with status 1, not 130: our own stop is what marks it as one.
         if (m_userStopped || kind == ChildProcess::ExitKind::Crashed || exitCode == 130) {
@@ -355,6 +365,24 @@ void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sign
     }
     if (m_delegate)
         m_delegate->agentDidBecomeReady();
+}
+
+bool CodexSDKService::fallBackFromLostThread(int exitCode, const QString &stderrText)
+{
+    // codex refuses a thread it has no record of before it prints anything on standard output.
+    if (exitCode == 0 || m_userStopped || m_didReceiveTurnCompleted || !m_resumingThisTurn || m_threadSeenThisTurn
+        || !stderrText.contains(QLatin1String("no rollout found")))
+        return false;
+    logLine(Tag, QStringLiteral("Thread %1 could not be resumed; starting a new thread with the recent conversation replayed")
+                     .arg(m_sessionId));
+    m_sessionId.clear();
+    m_didEmitInitForCurrentSession = false;
+    if (const std::optional<QString> replay = m_replay ? m_replay() : std::nullopt) {
+        const bool blank = m_turnInput.prompt.trimmed().isEmpty();
+        m_turnInput.prompt = blank ? *replay : *replay + QStringLiteral("\n\n") + m_turnInput.prompt;
+    }
+    startTurn();
+    return true;
 }
 
 void CodexSDKService::fail(int code, const QString &description)

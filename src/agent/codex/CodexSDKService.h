@@ -12,6 +12,7 @@
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -39,6 +40,9 @@ public:
     // Extra variables for the child, on top of ours and the profile's (tests point codex at a
     // local model service this way).
     void setExtraEnvironment(const QProcessEnvironment &extra) { m_extraEnvironment = extra; }
+    // When the stored thread is gone (another CODEX_HOME, deleted sessions), the turn runs in a
+    // new thread with the recent conversation, as the session supplies it, ahead of the prompt.
+    void setResumeFallback(std::function<std::optional<QString>()> replay) { m_replay = std::move(replay); }
 
     PermissionMode permissionMode() const { return m_permissionMode; }
     void setPermissionMode(PermissionMode mode) { m_permissionMode = mode; }
@@ -67,6 +71,8 @@ public:
     static QString failureText(const QString &stderrTail);
 
 private:
+    void startTurn();
+    bool fallBackFromLostThread(int exitCode, const QString &stderrText);
     void onLine(const QByteArray &line);
     void dispatch(const CodexEvent &event);
     void onExit(int exitCode, ChildProcess::ExitKind kind, int signal);
@@ -79,6 +85,7 @@ private:
     AgentStreamDelegate *m_delegate = nullptr;
     PermissionMode m_permissionMode = PermissionMode::ask;
     QProcessEnvironment m_extraEnvironment;
+    std::function<std::optional<QString>()> m_replay;
 
     std::unique_ptr<ChildProcess> m_process;
     std::optional<QString> m_workingDirectory;
@@ -86,6 +93,7 @@ private:
     QString m_sessionId;
     std::optional<Profile> m_profile;
     QStringList m_lastArguments;
+    TurnInput m_turnInput;
     std::unique_ptr<QTemporaryDir> m_scratch;
     bool m_isLaunched = false;
 
@@ -93,6 +101,8 @@ private:
     bool m_didEmitInitForCurrentSession = false;
     bool m_didReceiveTurnCompleted = false;
     bool m_userStopped = false;
+    bool m_resumingThisTurn = false;
+    bool m_threadSeenThisTurn = false;
     bool m_textOpen = false; // the last event of the turn was assistant text
 };
 

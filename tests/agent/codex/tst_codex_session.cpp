@@ -299,6 +299,10 @@ private slots:
             while (fake.requests().isEmpty() && !deadline.hasExpired())
                 QTest::qWait(20);
             QVERIFY(m_lastService->isTurnRunning());
+            // A second message while the turn runs is dropped: one process per turn.
+            const qint64 pid = m_lastService->processId();
+            session->adapter()->send("Another message", {});
+            QCOMPARE(m_lastService->processId(), pid);
             session->adapter()->interrupt();
         });
         QVERIFY2(turn.completed, qPrintable(turn.failure));
@@ -308,6 +312,7 @@ private slots:
         verifyAllComplete();
         QCOMPARE(session->activityState(), ChatActivityState::idle);
         QVERIFY(!m_lastService->isTurnRunning());
+        QCOMPARE(fake.requests().size(), 1);
     }
 
     void laterTurnsResumeTheThread()
@@ -340,6 +345,47 @@ private slots:
         QVERIFY(send(*session, chat, "anything else").completed);
         QCOMPARE(m_lastService->lastArguments().mid(0, 3), (QStringList{"exec", "resume", thread}));
         QCOMPARE(storedChat()->claudeSessionId, std::optional<QString>(thread));
+    }
+
+    void lostThreadContinuesInANewOne()
+    {
+        // The chat remembers a thread this CODEX_HOME never saw (another profile, deleted files).
+        const QString lost = QUuid::createUuid().toString(QUuid::WithoutBraces);
+        {
+            StoreContext &ctx = m_store->mainContext();
+            auto record = ctx.get<Chat>(m_chatId);
+            record->claudeSessionId = lost;
+            Message question;
+            question.chatId = m_chatId;
+            question.content = "What colour is the sky?";
+            question.timestamp = QDateTime::currentDateTime().addSecs(-60);
+            Message answer;
+            answer.chatId = m_chatId;
+            answer.role = MessageRole::assistant;
+            answer.content = "Blue, mostly.";
+            answer.timestamp = QDateTime::currentDateTime().addSecs(-50);
+            ctx.insert(question);
+            ctx.insert(answer);
+            QVERIFY(ctx.save().ok());
+        }
+        test::FakeCodexModel fake("plain_text.json");
+        QVERIFY(startModel(fake));
+        auto session = newSession();
+        ChatController chat = controller();
+        chat.bind(*session, model(), PermissionMode::acceptEdits);
+        const Turn turn = send(*session, chat, "And at night?");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        QCOMPARE(turn.failures, 0);
+        QCOMPARE(assistantTexts(), (QStringList{"Blue, mostly.", "Hello from the fake model."}));
+        const QString thread = storedChat()->claudeSessionId.value_or(QString());
+        QVERIFY(!thread.isEmpty());
+        QVERIFY(thread != lost);
+        QCOMPARE(m_lastService->lastArguments().mid(0, 2), (QStringList{"exec", "--json"}));
+        const QString input = lastUserInput(fake);
+        QVERIFY2(input.contains("Blue, mostly.") && input.contains("And at night?"), qPrintable(input));
+        const auto notes = storedWith(MessageRole::system);
+        QCOMPARE(notes.size(), 1); // the note about the replay, no error
+        QVERIFY2(notes[0]->content.contains("could not be resumed"), qPrintable(notes[0]->content));
     }
 
     void imageReachesTheModel_data()
