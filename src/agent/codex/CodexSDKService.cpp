@@ -151,8 +151,13 @@ void CodexSDKService::launch(const QString &workingDirectory, const QString &mod
     logLine(Tag, QStringLiteral("Ready in %1%2").arg(workingDirectory,
                                                      sessionId.isEmpty() ? QString() : QStringLiteral(", resuming ") + sessionId));
     QMetaObject::invokeMethod(this, [this] {
-        if (m_delegate)
-            m_delegate->agentDidBecomeReady();
+        if (!m_delegate)
+            return;
+        m_delegate->agentDidBecomeReady();
+        // The first message is usually sent right after launch, before this arrives: readiness
+        // must not make that running turn look finished.
+        if (m_delegate && isTurnRunning())
+            m_delegate->didStartThinking();
     }, Qt::QueuedConnection);
 }
 

@@ -299,6 +299,7 @@ private slots:
             while (fake.requests().isEmpty() && !deadline.hasExpired())
                 QTest::qWait(20);
             QVERIFY(m_lastService->isTurnRunning());
+            QCOMPARE(session->activityState(), ChatActivityState::processing);
             // A second message while the turn runs is dropped: one process per turn.
             const qint64 pid = m_lastService->processId();
             session->adapter()->send("Another message", {});
