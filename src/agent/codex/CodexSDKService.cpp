@@ -15,8 +15,14 @@ namespace {
 
 const char *const Tag = "CodexSDK";
 
-// Printed by codex on every run, also when nothing is wrong.
-const QLatin1String StdinNotice("Reading additional input from stdin...");
+// Printed by codex on every run (the second whenever its home is under /tmp), also when nothing
+// is wrong: never the reason for a failure.
+bool isRoutineNotice(const QString &line)
+{
+    const QString trimmed = line.trimmed();
+    return trimmed == QLatin1String("Reading additional input from stdin...")
+        || trimmed.startsWith(QLatin1String("WARNING: proceeding, even though we could not create PATH aliases"));
+}
 
 std::optional<QString> readUtf8(const QString &path)
 {
@@ -131,7 +137,7 @@ QStringList CodexSDKService::arguments(PermissionMode mode, const QString &model
 QString CodexSDKService::failureText(const QString &stderrTail)
 {
     QStringList lines = stderrTail.split(QLatin1Char('\n'));
-    lines.removeIf([](const QString &line) { return line.trimmed() == StdinNotice; });
+    lines.removeIf(isRoutineNotice);
     return lines.join(QLatin1Char('\n')).trimmed();
 }
 
@@ -216,7 +222,10 @@ void CodexSDKService::startTurn()
     connect(process, &ChildProcess::failedToStart, this, &CodexSDKService::onFailedToStart);
     process->start(command);
     process->closeInput(); // codex must never wait for input
-    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, m_lastArguments.join(QLatin1Char(' '))));
+    QStringList shown = m_lastArguments;
+    if (shown.last().size() > 200) // the prompt, which can carry whole files
+        shown.last() = shown.last().left(200) + QStringLiteral("…");
+    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, shown.join(QLatin1Char(' '))));
 }
 
 void CodexSDKService::interrupt()

@@ -67,7 +67,7 @@ public:
     // The argument vector of one turn; a non-empty `sessionId` resumes that thread.
     static QStringList arguments(PermissionMode mode, const QString &model, const QString &sessionId,
                                  const QString &workingDirectory, const TurnInput &input);
-    // Standard error worth showing: without the line codex prints on every run.
+    // Standard error worth showing: without the lines codex prints on every run.
     static QString failureText(const QString &stderrTail);
 
 private:

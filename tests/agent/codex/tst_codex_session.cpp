@@ -287,6 +287,25 @@ private slots:
         QCOMPARE(session->activityState(), ChatActivityState::idle);
     }
 
+    void codexRefusingToStartShowsItsOwnWords()
+    {
+        test::FakeCodexModel fake("plain_text.json");
+        QVERIFY(startModel(fake));
+        QFile config(fake.codexHome() + "/config.toml");
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write("model_provider = [broken\n");
+        config.close();
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Hello");
+        QVERIFY(!turn.completed);
+        QCOMPARE(turn.failures, 1);
+        QVERIFY2(turn.failure.startsWith("Error loading config.toml:"), qPrintable(turn.failure));
+        QVERIFY2(!turn.failure.contains("Reading additional input"), qPrintable(turn.failure));
+        QCOMPARE(storedWith(MessageRole::system).size(), 1);
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+    }
+
     void interruptedTurnEndsQuietly()
     {
         test::FakeCodexModel fake("slow_reply.json");

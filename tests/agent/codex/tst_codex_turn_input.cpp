@@ -155,6 +155,10 @@ private slots:
         QTest::newRow("notice and a real error")
             << "Reading additional input from stdin...\nError: thread not found\n" << "Error: thread not found";
         QTest::newRow("real error alone") << "  boom \n" << "boom";
+        QTest::newRow("home under /tmp warning")
+            << "WARNING: proceeding, even though we could not create PATH aliases: Refusing to create helper binaries "
+               "under temporary dir \"/tmp\"\nReading additional input from stdin...\nError loading config.toml:\n  x\n"
+            << "Error loading config.toml:\n  x";
     }
 
     void failureText()
