@@ -1,60 +1,15 @@
 #include "agent/codex/CodexSDKService.h"
 
 #include "agent/codex/CodexOutputParser.h"
+#include "agent/codex/CodexTurn.h"
 #include "agent/runtime/AgentEnvironment.h"
 #include "core/Log.h"
-
-#include <QFile>
-#include <QFileInfo>
-#include <QStringDecoder>
-#include <QUuid>
 
 namespace corvane {
 
 namespace {
 
 const char *const Tag = "CodexSDK";
-
-// Printed by codex on every run (the second whenever its home is under /tmp), also when nothing
-// is wrong: never the reason for a failure.
-bool isRoutineNotice(const QString &line)
-{
-    const QString trimmed = line.trimmed();
-    return trimmed == QLatin1String("Reading additional input from stdin...")
-        || trimmed.startsWith(QLatin1String("WARNING: proceeding, even though we could not create PATH aliases"));
-}
-
-std::optional<QString> readUtf8(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8.decode(file.readAll());
-    if (utf8.hasError())
-        return std::nullopt;
-    return text;
-}
-
-QString imageSuffix(const Attachment &attachment)
-{
-    const QString type = attachment.mediaType.toLower();
-    if (type.endsWith(QLatin1String("jpeg")) || type.endsWith(QLatin1String("jpg")))
-        return QStringLiteral(".jpg");
-    if (type.endsWith(QLatin1String("gif")))
-        return QStringLiteral(".gif");
-    if (type.endsWith(QLatin1String("webp")))
-        return QStringLiteral(".webp");
-    return QStringLiteral(".png");
-}
-
-bool needsScratch(const QList<Attachment> &attachments)
-{
-    for (const Attachment &a : attachments)
-        if (a.type == AttachmentType::image && !(a.fileURL && a.fileURL->isLocalFile()) && !a.data.isEmpty())
-            return true;
-    return false;
-}
 
 } // namespace
 
@@ -64,81 +19,6 @@ CodexSDKService::~CodexSDKService()
 {
     m_delegate = nullptr;
     detachProcess(); // the process group goes with the wrapper
-}
-
-CodexSDKService::TurnInput CodexSDKService::turnInput(const QString &text, const QList<Attachment> &attachments,
-                                                      const QString &scratch)
-{
-    TurnInput input;
-    QStringList parts;
-    if (!text.isEmpty())
-        parts << text;
-    for (const Attachment &a : attachments) {
-        switch (a.type) {
-        case AttachmentType::tempFile:
-            if (a.fileURL) {
-                if (const auto contents = readUtf8(a.fileURL->toLocalFile()))
-                    parts << QStringLiteral("\n--- attachment: ") + a.fileName + QStringLiteral(" ---\n") + *contents;
-                else
-                    logLine(Tag, QStringLiteral("Skipped unreadable attachment: ") + a.fileName);
-            }
-            break;
-        case AttachmentType::image:
-            if (a.fileURL && a.fileURL->isLocalFile() && QFileInfo::exists(a.fileURL->toLocalFile())) {
-                input.imagePaths << a.fileURL->toLocalFile();
-            } else if (!a.data.isEmpty() && !scratch.isEmpty()) {
-                // A pasted image lives only in memory; codex reads images from files.
-                const QString path = scratch + QLatin1Char('/') + a.id.toString(QUuid::WithoutBraces) + imageSuffix(a);
-                QFile file(path);
-                if (file.open(QIODevice::WriteOnly) && file.write(a.data) == a.data.size())
-                    input.imagePaths << path;
-                else
-                    logLine(Tag, QStringLiteral("Could not keep image %1 for codex: %2").arg(a.fileName, file.errorString()));
-            } else {
-                logLine(Tag, QStringLiteral("Dropped image without a file: ") + a.fileName);
-            }
-            break;
-        case AttachmentType::pdf:
-            logLine(Tag, QStringLiteral("codex takes no PDF; not sent: ") + a.fileName);
-            break;
-        }
-    }
-    input.prompt = parts.join(QLatin1Char('\n'));
-    if (input.prompt.isEmpty())
-        input.prompt = QStringLiteral(" ");
-    return input;
-}
-
-QStringList CodexSDKService::arguments(PermissionMode mode, const QString &model, const QString &sessionId,
-                                       const QString &workingDirectory, const TurnInput &input)
-{
-    const bool resuming = !sessionId.isEmpty();
-    QStringList args{QStringLiteral("exec")};
-    if (resuming)
-        args << QStringLiteral("resume") << sessionId;
-    args << QStringLiteral("--json") << QStringLiteral("--skip-git-repo-check");
-    if (!model.isEmpty())
-        args << QStringLiteral("-m") << model;
-    if (mode == PermissionMode::acceptAll)
-        args << QStringLiteral("--dangerously-bypass-approvals-and-sandbox");
-    else if (resuming) // resume takes no -s
-        args << QStringLiteral("-c") << QStringLiteral("sandbox_mode=\"workspace-write\"");
-    else
-        args << QStringLiteral("-s") << QStringLiteral("workspace-write");
-    if (!resuming) // a resumed thread keeps its own folder
-        args << QStringLiteral("-C") << workingDirectory;
-    for (const QString &path : input.imagePaths)
-        args << QStringLiteral("-i") << path;
-    // -i takes any number of values: without the separator the prompt would be read as one more image.
-    args << QStringLiteral("--") << input.prompt;
-    return args;
-}
-
-QString CodexSDKService::failureText(const QString &stderrTail)
-{
-    QStringList lines = stderrTail.split(QLatin1Char('\n'));
-    lines.removeIf(isRoutineNotice);
-    return lines.join(QLatin1Char('\n')).trimmed();
 }
 
 void CodexSDKService::launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
@@ -182,12 +62,12 @@ void CodexSDKService::send(const QString &text, const QList<Attachment> &attachm
         fail(1, m_tool.notFoundMessage());
         return;
     }
-    if (needsScratch(attachments) && !m_scratch) {
+    if (codexturn::needsScratch(attachments) && !m_scratch) {
         m_scratch = std::make_unique<QTemporaryDir>();
         if (!m_scratch->isValid())
             logLine(Tag, QStringLiteral("No folder for pasted images: ") + m_scratch->errorString());
     }
-    m_turnInput = turnInput(text, attachments, m_scratch && m_scratch->isValid() ? m_scratch->path() : QString());
+    m_turnInput = codexturn::build(text, attachments, m_scratch && m_scratch->isValid() ? m_scratch->path() : QString());
     m_turnStart.start();
     startTurn();
     if (m_delegate)
@@ -198,7 +78,7 @@ void CodexSDKService::startTurn()
 {
     m_resumingThisTurn = !m_sessionId.isEmpty();
     m_threadSeenThisTurn = false;
-    m_lastArguments = arguments(m_permissionMode, m_model, m_sessionId, *m_workingDirectory, m_turnInput);
+    m_lastArguments = codexturn::arguments(m_permissionMode, m_model, m_sessionId, *m_workingDirectory, m_turnInput);
 
     ProcessCommand command;
     command.program = m_tool.program();
@@ -359,7 +239,7 @@ void CodexSDKService::completeTurn(const std::optional<QVariantMap> &usage)
 
 void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int signal)
 {
-    const QString stderrText = m_process ? failureText(m_process->errorTailText()) : QString();
+    const QString stderrText = m_process ? codexturn::failureText(m_process->errorTailText()) : QString();
     if (m_process)
         m_process.release()->deleteLater();
     if (kind == ChildProcess::ExitKind::Normal && fallBackFromLostThread(exitCode, stderrText))

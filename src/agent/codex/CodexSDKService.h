@@ -3,6 +3,7 @@
 #include "agent/AgentStreamDelegate.h"
 #include "agent/Attachment.h"
 #include "agent/codex/CodexEvent.h"
+#include "agent/codex/CodexTurn.h"
 #include "agent/runtime/ToolLocator.h"
 #include "core/process/ChildProcess.h"
 #include "core/records/Profile.h"
@@ -26,13 +27,6 @@ class CodexSDKService : public QObject
     Q_OBJECT
 
 public:
-    // What one turn's process is started with.
-    struct TurnInput
-    {
-        QString prompt;
-        QStringList imagePaths;
-    };
-
     explicit CodexSDKService(ToolLocation tool, QObject *parent = nullptr);
     ~CodexSDKService() override;
 
@@ -60,16 +54,6 @@ public:
     void terminate();
     void forceTerminate();
 
-    // The prompt and image files for a turn. Text files are read into the prompt; an image
-    // without a file of its own is written to `scratch` so codex can read it; PDFs go nowhere
-    // (codex takes none).
-    static TurnInput turnInput(const QString &text, const QList<Attachment> &attachments, const QString &scratch);
-    // The argument vector of one turn; a non-empty `sessionId` resumes that thread.
-    static QStringList arguments(PermissionMode mode, const QString &model, const QString &sessionId,
-                                 const QString &workingDirectory, const TurnInput &input);
-    // Standard error worth showing: without the lines codex prints on every run.
-    static QString failureText(const QString &stderrTail);
-
 private:
     void startTurn();
     bool fallBackFromLostThread(int exitCode, const QString &stderrText);
@@ -93,7 +77,7 @@ private:
     QString m_sessionId;
     std::optional<Profile> m_profile;
     QStringList m_lastArguments;
-    TurnInput m_turnInput;
+    codexturn::Input m_turnInput;
     std::unique_ptr<QTemporaryDir> m_scratch;
     bool m_isLaunched = false;
 

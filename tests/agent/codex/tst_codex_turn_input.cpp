@@ -1,5 +1,5 @@
 // What a codex turn is started with: the prompt, the image files and the argument vector.
-#include "agent/codex/CodexSDKService.h"
+#include "agent/codex/CodexTurn.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -74,8 +74,8 @@ private slots:
         QFETCH(QString, session);
         QFETCH(QStringList, images);
         QFETCH(QStringList, expected);
-        const CodexSDKService::TurnInput input{"hello", images};
-        QCOMPARE(CodexSDKService::arguments(PermissionMode(mode), model, session, "/w", input), expected);
+        const codexturn::Input input{"hello", images};
+        QCOMPARE(codexturn::arguments(PermissionMode(mode), model, session, "/w", input), expected);
     }
 
     void prompt_data()
@@ -128,7 +128,7 @@ private slots:
         QFETCH(QString, expectedPrompt);
         QFETCH(int, expectedImages);
         QTemporaryDir scratch;
-        const CodexSDKService::TurnInput input = CodexSDKService::turnInput(text, attachments, scratch.path());
+        const codexturn::Input input = codexturn::build(text, attachments, scratch.path());
         QCOMPARE(input.prompt, expectedPrompt);
         QCOMPARE(input.imagePaths.size(), expectedImages);
         for (const QString &path : input.imagePaths)
@@ -138,8 +138,8 @@ private slots:
     void pastedImageKeepsItsBytes()
     {
         QTemporaryDir scratch;
-        const CodexSDKService::TurnInput input =
-            CodexSDKService::turnInput("x", {pastedImage(QByteArray("\x89PNG\r\n", 6))}, scratch.path());
+        const codexturn::Input input =
+            codexturn::build("x", {pastedImage(QByteArray("\x89PNG\r\n", 6))}, scratch.path());
         QCOMPARE(input.imagePaths.size(), 1);
         QVERIFY(input.imagePaths[0].endsWith(".png"));
         QFile file(input.imagePaths[0]);
@@ -165,7 +165,7 @@ private slots:
     {
         QFETCH(QString, tail);
         QFETCH(QString, expected);
-        QCOMPARE(CodexSDKService::failureText(tail), expected);
+        QCOMPARE(codexturn::failureText(tail), expected);
     }
 };
 
