@@ -255,6 +255,10 @@ void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sign
             fail(exitCode, stderrText.isEmpty()
                                ? QStringLiteral("Codex exited with status %1 before completing the turn.").arg(exitCode)
                                : stderrText);
+        } else {
+            // A clean exit without the turn's end: close the turn, so nothing stays "thinking".
+            logLine(Tag, QStringLiteral("Process exited without turn.completed"));
+            completeTurn(std::nullopt);
         }
     }
     if (m_delegate)

@@ -190,15 +190,25 @@ private slots:
         m_env.reset();
     }
 
+    void textReply_data()
+    {
+        QTest::addColumn<QString>("scenario");
+        QTest::addColumn<QString>("reply");
+        QTest::newRow("one message") << "plain_text.json" << "Hello from the fake model.";
+        QTest::newRow("two messages in a row, kept apart") << "two_messages.json" << "First part.\n\nSecond part.";
+    }
+
     void textReply()
     {
-        test::FakeCodexModel fake("plain_text.json");
+        QFETCH(QString, scenario);
+        QFETCH(QString, reply);
+        test::FakeCodexModel fake(scenario);
         QVERIFY(startModel(fake));
         auto session = newSession();
         ChatController chat = controller();
         const Turn turn = send(*session, chat, "Say hello");
         QVERIFY2(turn.completed, qPrintable(turn.failure));
-        QCOMPARE(assistantTexts(), QStringList{"Hello from the fake model."});
+        QCOMPARE(assistantTexts(), QStringList{reply});
         verifyAllComplete();
         QCOMPARE(storedWith(MessageRole::system).size(), 0);
         QCOMPARE(session->activityState(), ChatActivityState::idle);
