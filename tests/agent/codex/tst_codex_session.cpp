@@ -6,6 +6,7 @@
 #include "agent/session/ChatSession.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
+#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -215,6 +216,33 @@ private slots:
         QVERIFY(!storedChat()->claudeSessionId.value_or(QString()).isEmpty());
         QCOMPARE(storedChat()->agentTypeRaw, std::optional<QString>("codex"));
         QCOMPARE(m_lastService->sessionId(), *storedChat()->claudeSessionId);
+    }
+
+    void profileHomeIsUsed()
+    {
+        // No variables of our own this time: the project's profile alone points codex at its home.
+        test::FakeCodexModel fake("plain_text.json");
+        QVERIFY(fake.isRunning());
+        m_codexEnv = QProcessEnvironment();
+        {
+            StoreContext &ctx = m_store->mainContext();
+            Profile profile;
+            profile.name = "Work";
+            profile.configDirPath = m_env->path("profiles/work");
+            profile.codexHomeDir = fake.codexHome();
+            auto record = ctx.get<Chat>(m_chatId);
+            auto workspace = ctx.get<Workspace>(*record->workspaceId);
+            auto project = ctx.get<Project>(*workspace->projectId);
+            project->profileId = profile.id;
+            ctx.insert(profile);
+            QVERIFY(ctx.save().ok());
+        }
+        auto session = newSession();
+        ChatController chat = controller();
+        const Turn turn = send(*session, chat, "Say hello");
+        QVERIFY2(turn.completed, qPrintable(turn.failure));
+        QCOMPARE(assistantTexts(), QStringList{"Hello from the fake model."});
+        QCOMPARE(fake.requests().size(), 1);
     }
 
     void toolItemsBecomeToolRows_data()
