@@ -36,15 +36,19 @@ void CodexSDKService::launch(const QString &workingDirectory, const QString &mod
     m_isLaunched = true;
     logLine(Tag, QStringLiteral("Ready in %1%2").arg(workingDirectory,
                                                      sessionId.isEmpty() ? QString() : QStringLiteral(", resuming ") + sessionId));
-    QMetaObject::invokeMethod(this, [this] {
-        if (!m_delegate)
-            return;
-        m_delegate->agentDidBecomeReady();
-        // The first message is usually sent right after launch, before this arrives: readiness
-        // must not make that running turn look finished.
-        if (m_delegate && isTurnRunning())
-            m_delegate->didStartThinking();
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &CodexSDKService::announceReady, Qt::QueuedConnection);
+}
+
+void CodexSDKService::announceReady()
+{
+    if (!m_delegate)
+        return;
+    m_delegate->agentDidBecomeReady();
+    // A turn can already be running: the first message is usually sent right after launch, and
+    // the next one may be sent from inside the previous turn's completion. Readiness must not
+    // make that turn look finished.
+    if (m_delegate && isTurnRunning())
+        m_delegate->didStartThinking();
 }
 
 void CodexSDKService::send(const QString &text, const QList<Attachment> &attachments)
@@ -54,6 +58,15 @@ void CodexSDKService::send(const QString &text, const QList<Attachment> &attachm
         return;
     }
     if (isTurnRunning()) {
+        if (m_didReceiveTurnCompleted) {
+            // The turn has ended, only codex itself has not exited yet: the next one starts when
+            // it has (a message sent from the completion, as the automation does, is not lost).
+            logLine(Tag, QStringLiteral("Previous turn finished, codex still exiting; the new turn waits for it"));
+            m_queuedTurn = QueuedTurn{text, attachments};
+            if (m_delegate)
+                m_delegate->didStartThinking();
+            return;
+        }
         logLine(Tag, QStringLiteral("send() called while previous turn still running — ignoring"));
         return;
     }
@@ -110,6 +123,12 @@ void CodexSDKService::startTurn()
 
 void CodexSDKService::interrupt()
 {
+    if (m_queuedTurn) {
+        logLine(Tag, QStringLiteral("Dropped the waiting turn (interrupt)"));
+        m_queuedTurn.reset();
+        completeTurn(std::nullopt);
+        return;
+    }
     if (!isTurnRunning())
         return;
     m_userStopped = true;
@@ -128,6 +147,7 @@ void CodexSDKService::terminate()
 
 void CodexSDKService::forceTerminate()
 {
+    m_queuedTurn.reset();
     detachProcess();
     m_isLaunched = false;
     m_workingDirectory.reset();
@@ -261,8 +281,11 @@ void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sign
             completeTurn(std::nullopt);
         }
     }
-    if (m_delegate)
-        m_delegate->agentDidBecomeReady();
+    if (m_queuedTurn) {
+        const QueuedTurn next = *std::exchange(m_queuedTurn, std::nullopt);
+        send(next.text, next.attachments);
+    }
+    announceReady();
 }
 
 bool CodexSDKService::fallBackFromLostThread(int exitCode, const QString &stderrText)

@@ -56,6 +56,7 @@ public:
 
 private:
     void startTurn();
+    void announceReady();
     bool fallBackFromLostThread(int exitCode, const QString &stderrText);
     void onLine(const QByteArray &line);
     void dispatch(const CodexEvent &event);
@@ -64,6 +65,12 @@ private:
     void completeTurn(const std::optional<QVariantMap> &usage);
     void fail(int code, const QString &description);
     void detachProcess();
+
+    struct QueuedTurn
+    {
+        QString text;
+        QList<Attachment> attachments;
+    };
 
     ToolLocation m_tool;
     AgentStreamDelegate *m_delegate = nullptr;
@@ -78,6 +85,7 @@ private:
     std::optional<Profile> m_profile;
     QStringList m_lastArguments;
     codexturn::Input m_turnInput;
+    std::optional<QueuedTurn> m_queuedTurn; // sent after the turn ended, before codex exited
     std::unique_ptr<QTemporaryDir> m_scratch;
     bool m_isLaunched = false;
 

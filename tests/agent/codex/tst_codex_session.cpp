@@ -446,6 +446,33 @@ private slots:
         QVERIFY2(notes[0]->content.contains("could not be resumed"), qPrintable(notes[0]->content));
     }
 
+    void turnSentFromTheLastCompletionStaysBusy()
+    {
+        // As the automation does: the next prompt goes out while the previous turn's end is
+        // being handled.
+        test::FakeCodexModel fake("reply_then_hang.json");
+        QVERIFY(startModel(fake));
+        auto session = newSession();
+        ChatController chat = controller();
+        bool followed = false;
+        connect(session.get(), &ChatSession::turnCompleted, this, [&] {
+            if (std::exchange(followed, true))
+                return;
+            QVERIFY(chat.sendMessage(*session, "second question", {}, model(), PermissionMode::acceptEdits).ok());
+        });
+        QVERIFY(send(*session, chat, "first question").completed);
+        QVERIFY(followed);
+        QDeadlineTimer deadline(30000);
+        while (fake.requests().size() < 2 && !deadline.hasExpired())
+            QTest::qWait(20);
+        QVERIFY(m_lastService->isTurnRunning());
+        QCOMPARE(session->activityState(), ChatActivityState::processing);
+        QSignalSpy done(session.get(), &ChatSession::turnCompleted);
+        session->adapter()->interrupt();
+        QVERIFY(done.wait(30000));
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+    }
+
     void imageReachesTheModel_data()
     {
         QTest::addColumn<bool>("onDisk");
