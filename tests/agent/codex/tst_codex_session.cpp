@@ -88,7 +88,13 @@ class CodexSessionTest : public QObject
             QTest::qWait(20);
         if (done.count() + failed.count() == 0)
             turn.failure = QStringLiteral("the turn did not end in time");
-        QTest::qWait(100); // a late second event for the same turn would show here
+        // codex exits after it reported the turn's end: a second event for the same turn would
+        // come with that exit.
+        QDeadlineTimer exited(10000);
+        const qint64 pid = m_lastService ? m_lastService->processId() : 0;
+        while (pid && m_lastService->processId() == pid && !exited.hasExpired())
+            QTest::qWait(20);
+        QTest::qWait(50);
         turn.completed = done.count() > 0;
         turn.failures = int(failed.count());
         if (failed.count())
