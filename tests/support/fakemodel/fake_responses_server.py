@@ -177,31 +177,31 @@ class Streamer:
                 base, status="failed", error={"code": failed.get("code", "server_error"),
                                               "message": failed.get("message", "The model failed.")})})
             return
-        for position, spec in enumerate(reply.get("output", [])):
-            kind = spec.get("type", "text")
+        for position, entry in enumerate(reply.get("output", [])):
+            kind = entry.get("type", "text")
             suffix = "%s_%d" % (tag, position)
             if kind == "text":
-                text = spec.get("text", "")
-                chunks = spec.get("chunks") or [text]
+                text = entry.get("text", "")
+                chunks = entry.get("chunks") or [text]
                 text = "".join(chunks)
                 item = {"type": "message", "id": "msg_" + suffix, "role": "assistant", "status": "completed",
                         "content": [{"type": "output_text", "text": text, "annotations": []}]}
                 self.item(position, item, chunks)
             elif kind == "reasoning":
                 item = {"type": "reasoning", "id": "rs_" + suffix,
-                        "summary": [{"type": "summary_text", "text": spec.get("text", "")}]}
+                        "summary": [{"type": "summary_text", "text": entry.get("text", "")}]}
                 self.item(position, item)
             elif kind == "exec":
-                arguments = {"cmd": spec.get("cmd", "")}
-                arguments.update(spec.get("arguments", {}))
+                arguments = {"cmd": entry.get("cmd", "")}
+                arguments.update(entry.get("arguments", {}))
                 item = {"type": "function_call", "id": "fc_" + suffix, "status": "completed",
-                        "call_id": spec.get("id") or "call_" + suffix, "name": "exec_command",
+                        "call_id": entry.get("id") or "call_" + suffix, "name": "exec_command",
                         "arguments": json.dumps(arguments)}
                 self.item(position, item)
             elif kind == "patch":
                 item = {"type": "custom_tool_call", "id": "ctc_" + suffix, "status": "completed",
-                        "call_id": spec.get("id") or "call_" + suffix, "name": "apply_patch",
-                        "input": spec.get("patch", "")}
+                        "call_id": entry.get("id") or "call_" + suffix, "name": "apply_patch",
+                        "input": entry.get("patch", "")}
                 self.item(position, item)
         usage = {"input_tokens": int(reply.get("input_tokens", 100)),
                  "input_tokens_details": {"cached_tokens": 0},
