@@ -72,12 +72,12 @@ class CodexSessionTest : public QObject
     // Sends one message and waits for the turn to end either way; `during` runs once the turn
     // has started.
     Turn send(ChatSession &session, ChatController &chat, const QString &text, const QList<Attachment> &attachments = {},
-              const std::function<void()> &during = {})
+              const std::function<void()> &during = {}, PermissionMode mode = PermissionMode::acceptEdits)
     {
         Turn turn;
         QSignalSpy done(&session, &ChatSession::turnCompleted);
         QSignalSpy failed(&session, &ChatSession::turnFailed);
-        if (Status sent = chat.sendMessage(session, text, attachments, model(), PermissionMode::acceptEdits); !sent) {
+        if (Status sent = chat.sendMessage(session, text, attachments, model(), mode); !sent) {
             turn.failure = sent.error().message;
             return turn;
         }
@@ -379,25 +379,35 @@ private slots:
         QCOMPARE(fake.requests().size(), 1);
     }
 
+    void laterTurnsResumeTheThread_data()
+    {
+        QTest::addColumn<PermissionMode>("mode");
+        QTest::newRow("sandboxed") << PermissionMode::acceptEdits;
+        QTest::newRow("no sandbox") << PermissionMode::acceptAll;
+    }
+
     void laterTurnsResumeTheThread()
     {
+        QFETCH(PermissionMode, mode);
         test::FakeCodexModel fake("two_turns.json");
         QVERIFY(startModel(fake));
         QString thread;
         {
             auto session = newSession();
             ChatController chat = controller();
-            QVERIFY(send(*session, chat, "first question").completed);
+            QVERIFY(send(*session, chat, "first question", {}, {}, mode).completed);
             thread = storedChat()->claudeSessionId.value_or(QString());
             QVERIFY(!thread.isEmpty());
         }
         // A new session for the same chat, as after a restart: it resumes the stored thread.
         auto session = newSession();
         ChatController chat = controller();
-        chat.bind(*session, model(), PermissionMode::acceptEdits);
-        const Turn turn = send(*session, chat, "second question");
+        chat.bind(*session, model(), mode);
+        const Turn turn = send(*session, chat, "second question", {}, {}, mode);
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         QCOMPARE(m_lastService->lastArguments().mid(0, 3), (QStringList{"exec", "resume", thread}));
+        QCOMPARE(m_lastService->lastArguments().contains("--dangerously-bypass-approvals-and-sandbox"),
+                 mode == PermissionMode::acceptAll);
         QCOMPARE(storedChat()->claudeSessionId, std::optional<QString>(thread));
         QCOMPARE(assistantTexts(), (QStringList{"Answer to the first question.", "Answer to the second question."}));
         // codex sent the earlier exchange along: the thread really continued.
@@ -406,7 +416,7 @@ private slots:
         QCOMPARE(storedWith(MessageRole::system).size(), 0);
 
         // A third turn on the same adapter resumes too.
-        QVERIFY(send(*session, chat, "anything else").completed);
+        QVERIFY(send(*session, chat, "anything else", {}, {}, mode).completed);
         QCOMPARE(m_lastService->lastArguments().mid(0, 3), (QStringList{"exec", "resume", thread}));
         QCOMPARE(storedChat()->claudeSessionId, std::optional<QString>(thread));
     }
