@@ -240,7 +240,9 @@ qsizetype MarkdownRenderer::parseTable(const QStringList &lines, qsizetype at, Q
 
 bool MarkdownRenderer::isTableSeparator(const QString &line)
 {
-    static const QRegularExpression cell(QStringLiteral("^\\s*:?-{3,}:?\\s*$"));
+    // At least three characters of colons and dashes per cell: "---" and ":-:" both mark a
+    // column, "--" does not.
+    static const QRegularExpression cell(QStringLiteral("^\\s*:?-+:?\\s*$"));
     const QString trimmed = line.trimmed();
     if (!trimmed.contains(QLatin1Char('|')) || !trimmed.contains(QLatin1Char('-')))
         return false;
@@ -248,7 +250,7 @@ bool MarkdownRenderer::isTableSeparator(const QString &line)
     if (pieces.isEmpty())
         return false;
     for (const QString &piece : pieces) {
-        if (!cell.match(piece).hasMatch())
+        if (!cell.match(piece).hasMatch() || piece.trimmed().size() < 3)
             return false;
     }
     return true;
