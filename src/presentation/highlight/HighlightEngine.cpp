@@ -121,12 +121,40 @@ QString HighlightEngine::libraryDirectory()
     return {};
 }
 
+namespace {
+
+// Qt 6.4 escapes the slash of "\/" once more when it gives a regular expression's `source`
+// ("\\/"), and highlight.js builds its matchers from sources: "\x2F" means the same slash
+// in a regular expression, a string and a template, and survives. Escape pairs are copied whole,
+// so "\\/" (a backslash, then a slash) stays as it is.
+QString escapeSlashes(const QString &text)
+{
+    QString out;
+    out.reserve(text.size() + text.size() / 64);
+    const qsizetype n = text.size();
+    for (qsizetype i = 0; i < n; ++i) {
+        const QChar c = text.at(i);
+        if (c == QLatin1Char('\\') && i + 1 < n) {
+            if (text.at(i + 1) == QLatin1Char('/'))
+                out += QLatin1String("\\x2F");
+            else
+                out += QStringView(text).mid(i, 2);
+            ++i;
+            continue;
+        }
+        out += c;
+    }
+    return out;
+}
+
+} // namespace
+
 QString HighlightEngine::adaptSource(const QString &source)
 {
     static const QRegularExpression protoNull(QStringLiteral("__proto__:\\s*null,"));
     static const QRegularExpression unshift(QStringLiteral("([\\w$.]+)\\.unshift\\(([^;]*)\\);"));
     static const QRegularExpression property(QStringLiteral("(\\\\\\\\|\\\\)p\\{(\\w+)\\}"));
-    QString text = source;
+    QString text = escapeSlashes(source);
     text.remove(protoNull);
     text.replace(unshift, QStringLiteral("\\1.splice(0, 0, \\2);"));
     QString out;
@@ -142,6 +170,11 @@ QString HighlightEngine::adaptSource(const QString &source)
         last = match.capturedEnd(0);
     }
     out += QStringView(text).mid(last);
+    // Qt 6.4's engine finds a match of a regular expression in unicode mode only at the very
+    // start of the input. The grammars ask for that mode just for their \p classes, which
+    // are plain ranges now, so they can go without it.
+    if (last > 0)
+        out.replace(QLatin1String("unicodeRegex: true"), QLatin1String("unicodeRegex: false"));
     return out;
 }
 

@@ -26,9 +26,12 @@ struct HighlightSegment
 };
 
 // highlight.js 11 (its CommonJS "lib" folder) running in a QJSEngine. Qt 6.4's engine needs
-// three fixes to the library text at load time: no `__proto__: null` in object literals, no
-// Unicode property classes (\p{L} and friends become explicit ranges) and no `unshift`, whose
-// array misbehaves under a later sort there. With them, every grammar gives node's output.
+// fixes to the library text at load time: no `__proto__: null` in object literals, no
+// Unicode property classes (\p{L} and friends become explicit ranges), no `unshift`, whose
+// array misbehaves under a later sort there, and no "\/" escapes, which its RegExp `source`
+// doubles. Its unicode regular-expression mode only matches at the start of the input, so the
+// grammars that needed it for those classes run without it. With that, the grammars give
+// node's output.
 //
 // An engine belongs to the thread that made it and is slow to load (all grammars, a few
 // hundred milliseconds): SyntaxHighlighter keeps one per worker thread. Language names are
