@@ -9,8 +9,11 @@
 #include <QHash>
 #include <QJSEngine>
 #include <QJSValue>
+#include <QLoggingCategory>
 #include <QMutex>
 #include <QRegularExpression>
+
+#include <mutex>
 
 namespace corvane {
 
@@ -92,6 +95,28 @@ bool insideCharacterClass(const QString &source, qsizetype at)
             inside = false;
     }
     return inside;
+}
+
+// The engine's compiler warns about every hoisted variable of the library (hundreds of lines
+// per load). Only that category is silenced; every other category keeps the filter it had.
+QLoggingCategory::CategoryFilter previousFilter = nullptr;
+
+void silenceCompiler(QLoggingCategory *category)
+{
+    if (qstrcmp(category->categoryName(), "qt.qml.compiler") == 0) {
+        category->setEnabled(QtDebugMsg, false);
+        category->setEnabled(QtInfoMsg, false);
+        category->setEnabled(QtWarningMsg, false);
+        return;
+    }
+    if (previousFilter)
+        previousFilter(category);
+}
+
+void installCompilerSilence()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { previousFilter = QLoggingCategory::installFilter(silenceCompiler); });
 }
 
 } // namespace
@@ -213,6 +238,7 @@ Status HighlightEngine::load()
     if (!index)
         return fail(index.error().message);
 
+    installCompilerSilence();
     m_engine = std::make_unique<QJSEngine>();
     m_engine->evaluate(QStringLiteral(
         "var console = { log: function () {}, warn: function () {}, error: function () {}, info: function () {} };"));
