@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs everything Corvane needs on Debian 12: the Debian packages listed in
 # scripts/debian-packages.txt, the pinned agent tools the tests drive, which go into
-# .deps/npm inside the checkout, and highlight.js 11 into .deps/npm-hljs. Safe to run again: it only installs what is missing.
+# .deps/npm inside the checkout, and highlight.js 11 into .deps/npm-hljs. Safe to run
+# again: it only installs what is missing.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
