@@ -199,6 +199,20 @@ private slots:
         QVERIFY(first[0].signature() != second[0].signature());
         QCOMPARE(colorAt(second[0].attributed, QStringLiteral("def")).name(), QStringLiteral("#c678dd"));
         QCOMPARE(second[0].rawCode, QStringLiteral("def f(): pass"));
+
+        // An unknown language shows plain code in the text colour once its empty result is in.
+        const QString unknownContent = QStringLiteral("```klingon\nqapla'\n```");
+        QVERIFY(!MarkdownRenderer::blocks(unknownContent, false, 14, options)[0].highlightPending);
+        const auto plain = MarkdownRenderer::blocks(unknownContent, false, 14, options)[0].attributed;
+        QCOMPARE(plain.runs.size(), 1);
+        QCOMPARE(plain.runs[0].color, MarkdownPalette::dark().textColor);
+
+        // A fence still open while streaming is not queued; the same text finished is.
+        const QString open = QStringLiteral("```cpp\nint streaming_only;");
+        QVERIFY(!MarkdownRenderer::blocks(open, true, 14, options)[0].highlightPending);
+        QCOMPARE(highlighter.pendingCount(), 0);
+        QVERIFY(MarkdownRenderer::blocks(open, false, 14, options)[0].highlightPending);
+        QTRY_COMPARE_WITH_TIMEOUT(done.size(), 4, 20000);
     }
 };
 

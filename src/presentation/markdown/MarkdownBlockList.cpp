@@ -17,6 +17,8 @@ std::optional<MarkdownBlockList::Plan> MarkdownBlockList::update(const QString &
     Plan plan;
     plan.blocks = MarkdownRenderer::blocks(content, isStreaming, kFontSize, options);
     plan.contentWidth = qMax<qreal>(1, width - 32);
+    m_waitsForHighlight = std::any_of(plan.blocks.cbegin(), plan.blocks.cend(),
+                                      [](const MarkdownBlock &b) { return b.highlightPending; });
     const int shown = int(m_signatures.size());
     const int count = int(plan.blocks.size());
     plan.removeFrom = qMin(shown, count);

@@ -46,11 +46,15 @@ public:
     std::optional<Plan> update(const QString &content, qreal width);
     // Forces the next update to render (a highlight arrived, the appearance changed).
     void invalidate() { m_hasContent = false; }
+    // The last plan showed code still being highlighted: on SyntaxHighlighter::highlighted,
+    // invalidate() and update() the rows for which this is true.
+    bool waitsForHighlight() const { return m_waitsForHighlight; }
 
 private:
     QString m_content;
     qreal m_width = 0;
     bool m_hasContent = false;
+    bool m_waitsForHighlight = false;
     QStringList m_signatures;
     QList<MarkdownBlock::Kind> m_kinds;
 };

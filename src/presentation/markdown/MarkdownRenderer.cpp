@@ -74,6 +74,7 @@ QList<MarkdownBlock> MarkdownRenderer::blocks(const QString &content, bool isStr
 {
     const double size = fontSize * options.textScale;
     MarkdownRenderer renderer(size, options.dark, options.highlighter);
+    renderer.m_streaming = isStreaming;
     if (isStreaming)
         return renderer.parseBlocks(content);
     const BlocksKey key{options.dark, size, content};
@@ -129,7 +130,7 @@ QList<MarkdownBlock> MarkdownRenderer::parseBlocks(const QString &text) const
                 language = line.mid(3).trimmed();
                 inCode = true;
             } else {
-                out.append(codeBlock(code, language));
+                out.append(codeBlock(code, language, true));
                 code.clear();
                 codeHasLine = false;
                 language.clear();
@@ -175,13 +176,13 @@ QList<MarkdownBlock> MarkdownRenderer::parseBlocks(const QString &text) const
     }
     // An unterminated fence holds everything to the end: a streaming code block shows as code.
     if (inCode)
-        out.append(codeBlock(code, language));
+        out.append(codeBlock(code, language, false));
     else
         flushParagraph();
     return out;
 }
 
-MarkdownBlock MarkdownRenderer::codeBlock(const QString &code, const QString &language) const
+MarkdownBlock MarkdownRenderer::codeBlock(const QString &code, const QString &language, bool closed) const
 {
     MarkdownBlock block;
     block.kind = MarkdownBlock::Kind::codeBlock;
@@ -193,11 +194,14 @@ MarkdownBlock MarkdownRenderer::codeBlock(const QString &code, const QString &la
                                                                               : m_palette.codeBlockBackground;
     if (!code.isEmpty()) {
         const HighlightKey key{theme, language, code};
-        if (auto highlighted = SyntaxHighlighter::cached(key); highlighted && !highlighted->isEmpty()) {
+        const auto highlighted = SyntaxHighlighter::cached(key);
+        if (highlighted && !highlighted->isEmpty()) {
             block.attributed = *highlighted;
             return block;
         }
-        if (m_highlighter && !SyntaxHighlighter::cached(key))
+        // A fence still open in a streaming reply changes with every delta: highlighting each
+        // version would keep the workers busy and push finished blocks out of the cache.
+        if (m_highlighter && !highlighted && (closed || !m_streaming))
             block.highlightPending = m_highlighter->request(key);
     }
     block.attributed.append(code, FontRole::code, m_palette.textColor);

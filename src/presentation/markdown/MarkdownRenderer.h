@@ -22,6 +22,7 @@ struct MarkdownOptions
     double textScale = 1.0; // the chat text scale of AppSettings
     // When set, code that is not highlighted yet is queued there; the block comes back with
     // `highlightPending` and the highlighter's `highlighted` signal says when to render again.
+    // While streaming, the open fence at the end of a reply is shown plain and not queued.
     SyntaxHighlighter *highlighter = nullptr;
 };
 
@@ -60,13 +61,14 @@ public:
 
 private:
     StyledText scanInline(const QString &text) const;
-    MarkdownBlock codeBlock(const QString &code, const QString &language) const;
+    MarkdownBlock codeBlock(const QString &code, const QString &language, bool closed) const;
     qsizetype parseTable(const QStringList &lines, qsizetype at, QList<MarkdownBlock> &out) const;
 
     std::shared_ptr<const FontRamp> m_fonts;
     MarkdownPalette m_palette;
     bool m_dark;
     SyntaxHighlighter *m_highlighter;
+    bool m_streaming = false;
 };
 
 } // namespace corvane
