@@ -70,6 +70,7 @@ public:
     // Runs a scheduled reload now, if one waits (a view about to be shown, tests).
     void flush();
 
+    // Valid until the next reload; copy an item to keep it (it holds shared pointers only).
     const QList<ChatDisplayItem> &displayItems() const { return m_items; }
     const ChatDisplayItem &itemAt(int row) const { return m_items.at(row); }
     // The row that shows a message (a group's row for its members), or -1.
