@@ -41,7 +41,8 @@ public:
     MarkdownRenderer(double size, bool dark, SyntaxHighlighter *highlighter = nullptr);
 
     // The entry point; the chat passes a font size of 14. While streaming nothing is cached
-    // (every call has a new string); otherwise the block lists of the last 256 contents are.
+    // (every call has a new string); otherwise the block lists of the last 256 contents are,
+    // once the highlights of their code are known.
     static QList<MarkdownBlock> blocks(const QString &content, bool isStreaming, double fontSize,
                                        const MarkdownOptions &options = {});
 
@@ -69,6 +70,7 @@ private:
     bool m_dark;
     SyntaxHighlighter *m_highlighter;
     bool m_streaming = false;
+    mutable int m_unsettledCode = 0; // code blocks parsed before their highlight was known
 };
 
 } // namespace corvane
