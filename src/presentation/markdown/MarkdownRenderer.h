@@ -23,6 +23,8 @@ struct MarkdownOptions
     // When set, code that is not highlighted yet is queued there; the block comes back with
     // `highlightPending` and the highlighter's `highlighted` signal says when to render again.
     // While streaming, the open fence at the end of a reply is shown plain and not queued.
+    // Set it only on the thread that owns the highlighter; elsewhere leave it null (cached
+    // highlights are still used, from any thread).
     SyntaxHighlighter *highlighter = nullptr;
 };
 
