@@ -1,5 +1,6 @@
 // corvane-cli as a script would use it: separate processes on one store, the real claude
 // behind it talking to the scripted model stand-in.
+#include "support/FakeCodexModel.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -120,6 +121,23 @@ private slots:
         QCOMPARE(chats.exitCode, 0);
         QVERIFY2(chats.out.startsWith(chatId.toUtf8() + "\t"), chats.out);
         QVERIFY(chats.out.contains("\tclaude_code\n"));
+    }
+
+    void sendToCodex()
+    {
+        if (test::FakeCodexModel::codexPath().isEmpty())
+            QSKIP("the pinned codex is not installed: run scripts/setup.sh");
+        test::FakeCodexModel model("plain_text.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString repo = m_env->path("repo");
+        QDir().mkpath(repo);
+        const Run run = cli({"send", "--project", repo, "--agent", "codex", "--codex", test::FakeCodexModel::codexPath(),
+                             "--model", "gpt-5.5", "Hello"},
+                            model.codexEnvironment());
+        QVERIFY2(run.exitCode == 0, run.err);
+        QCOMPARE(run.out.trimmed(), QByteArray("Hello from the fake model."));
+        const Run chats = cli({"chats", "--project", repo});
+        QVERIFY2(chats.out.contains("\tcodex\n"), chats.out);
     }
 
     void answersFromTheTerminal_data()

@@ -263,7 +263,10 @@ void ChatSession::agentDidBecomeReady()
         return;
     }
     m_isAgentReady = true;
-    setActivityState(ChatActivityState::idle);
+    // A process can report itself ready after the first turn already began to stream; that turn
+    // is still running.
+    if (!m_currentThinking && !m_currentResponse && !m_currentTool)
+        setActivityState(ChatActivityState::idle);
     removeInitializingIndicator();
     updateInputStatus();
     if (m_pendingMigrationPrompt && m_adapter) {

@@ -2,6 +2,7 @@
 
 #include "agent/AgentModelCatalogue.h"
 #include "agent/claude/ClaudeAdapter.h"
+#include "agent/codex/CodexAdapter.h"
 #include "agent/input/AttachmentService.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
@@ -168,10 +169,6 @@ int sendCommand(const QStringList &arguments)
         return 2;
     }
     const AgentType agent = agentName == QLatin1String("codex") ? AgentType::codex : AgentType::claudeCode;
-    if (agent == AgentType::codex) {
-        printErr(QStringLiteral("corvane-cli send: the codex agent is not available yet"));
-        return 2;
-    }
     const QString modeName = parser.value("mode");
     PermissionMode mode = PermissionMode::ask;
     QString prompt = text;
@@ -231,11 +228,14 @@ int sendCommand(const QStringList &arguments)
     const auto model = pickModel(parser.value("model"), agent, place.chat->modelId);
     const QString folder = place.chat->workingDirectory(place.workspace.get(), place.project.get()).value_or(place.project->path);
     const ToolLocation claude = locateTool(AgentTool::claude, parser.value("claude"));
+    const ToolLocation codex = locateTool(AgentTool::codex, parser.value("codex"));
 
     ChatSession session(place.chat->id, place.chat->name, folder, *store);
     ReplyPrinter printer(session);
     session.setUiHandler(&printer, &printer);
-    ChatController controller([&](AgentType) -> std::unique_ptr<AgentAdapter> {
+    ChatController controller([&](AgentType type) -> std::unique_ptr<AgentAdapter> {
+        if (type == AgentType::codex)
+            return std::make_unique<CodexAdapter>(codex);
         return std::make_unique<ClaudeAdapter>(claude);
     });
 
