@@ -57,4 +57,17 @@ std::optional<AgentModelDescriptor> AgentModelCatalogue::byId(const QString &id)
     return std::nullopt;
 }
 
+QList<AgentModelDescriptor> AgentModelCatalogue::pickerOrder(const QSet<QString> &hiddenIds)
+{
+    QList<AgentModelDescriptor> out;
+    for (AgentType agent : {AgentType::claudeCode, AgentType::codex}) {
+        const QList<AgentModelDescriptor> models = forAgentType(agent);
+        for (bool current : {true, false})
+            for (const AgentModelDescriptor &m : models)
+                if (m.isCurrentGeneration == current && !hiddenIds.contains(m.id))
+                    out.append(m);
+    }
+    return out;
+}
+
 } // namespace corvane

@@ -3,6 +3,7 @@
 #include "agent/AgentModelDescriptor.h"
 
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <optional>
@@ -16,6 +17,9 @@ struct AgentModelCatalogue
     // The models of one agent, in catalogue order.
     static QList<AgentModelDescriptor> forAgentType(AgentType type);
     static std::optional<AgentModelDescriptor> byId(const QString &id);
+    // What the model picker offers: claude's models, then codex's, each agent's current
+    // generation first, without the ones the user hid.
+    static QList<AgentModelDescriptor> pickerOrder(const QSet<QString> &hiddenIds);
 };
 
 } // namespace corvane

@@ -13,6 +13,7 @@ private slots:
     void entries_data();
     void entries();
     void modelsOfOneAgent();
+    void pickerHidesAndOrders();
     void unknownIds_data();
     void unknownIds();
 };
@@ -71,6 +72,22 @@ void AgentModelCatalogueTest::modelsOfOneAgent()
                                   "claude-opus-4-6", "claude-opus-4-5-20251101", "claude-opus-4-1-20250805",
                                   "claude-sonnet-4-5-20250929"}));
     QCOMPARE(codex, (QStringList{"gpt-5.5", "gpt-5.4", "gpt-5-codex", "o3", "o4-mini"}));
+}
+
+void AgentModelCatalogueTest::pickerHidesAndOrders()
+{
+    const auto order = AgentModelCatalogue::pickerOrder({"claude:claude-sonnet-4-6", "codex:o3"});
+    QStringList ids;
+    for (const AgentModelDescriptor &m : order)
+        ids << m.id;
+    QVERIFY(!ids.contains("claude:claude-sonnet-4-6") && !ids.contains("codex:o3"));
+    QCOMPARE(ids.first(), QString("claude:claude-opus-4-8"));
+    // Every claude model comes before every codex one, and within an agent the current generation first.
+    const auto firstCodex = std::find_if(order.cbegin(), order.cend(), [](const auto &m) { return m.agentType == AgentType::codex; });
+    QVERIFY(std::all_of(firstCodex, order.cend(), [](const auto &m) { return m.agentType == AgentType::codex; }));
+    for (int i = 1; i < order.size(); ++i)
+        if (order[i].agentType == order[i - 1].agentType)
+            QVERIFY(!(order[i].isCurrentGeneration && !order[i - 1].isCurrentGeneration));
 }
 
 void AgentModelCatalogueTest::unknownIds_data()
