@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/AgentServices.h"
 #include "app/StartupSequence.h"
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
@@ -56,6 +57,7 @@ bool Application::start()
     }
     startup::startActivityBackfill(m_store, this, m_center);
     startup::runMigrations(*m_store);
+    m_agents = std::make_unique<AgentServices>(*m_store, *m_settings, m_center);
 
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
@@ -101,8 +103,10 @@ void Application::openOnboarding()
 
 void Application::shutdown()
 {
-    // Agent processes end here once sessions exist; records need no final write, since every
-    // change was saved as it happened.
+    // No agent process outlives us; records need no final write, since every change was saved
+    // as it happened.
+    if (m_agents)
+        m_agents->shutdown();
 }
 
 } // namespace corvane

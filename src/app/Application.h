@@ -9,6 +9,7 @@
 
 namespace corvane {
 
+class AgentServices;
 class AppSettings;
 class MainWindow;
 class PreferencesStore;
@@ -46,6 +47,7 @@ private:
     QPointer<OnboardingWindow> m_onboarding;
     std::unique_ptr<PreferencesStore> m_preferences;
     std::unique_ptr<AppSettings> m_settings;
+    std::unique_ptr<AgentServices> m_agents;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

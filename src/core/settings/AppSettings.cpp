@@ -29,6 +29,8 @@ const QString archivedChatRetention = QStringLiteral("archivedChatRetention");
 const QString archivedWorkspaceRetention = QStringLiteral("archivedWorkspaceRetention");
 const QString toolOrder = QStringLiteral("toolOrder");
 const QString permissionMode = QStringLiteral("permissionMode");
+const QString claudePath = QStringLiteral("claudeExecutablePath");
+const QString codexPath = QStringLiteral("codexExecutablePath");
 } // namespace key
 
 } // namespace
@@ -370,6 +372,28 @@ PermissionMode AppSettings::permissionMode() const
 void AppSettings::setPermissionMode(PermissionMode mode)
 {
     m_store.setString(key::permissionMode, toRaw(mode));
+}
+
+QString AppSettings::claudePath() const
+{
+    return m_store.string(key::claudePath).trimmed();
+}
+
+void AppSettings::setClaudePath(const QString &path)
+{
+    m_store.setString(key::claudePath, path.trimmed());
+    post(settingsNotification::toolSettingsChanged);
+}
+
+QString AppSettings::codexPath() const
+{
+    return m_store.string(key::codexPath).trimmed();
+}
+
+void AppSettings::setCodexPath(const QString &path)
+{
+    m_store.setString(key::codexPath, path.trimmed());
+    post(settingsNotification::toolSettingsChanged);
 }
 
 bool AppSettings::shouldShowOnboarding() const

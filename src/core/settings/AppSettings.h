@@ -123,6 +123,13 @@ public:
     PermissionMode permissionMode() const;
     void setPermissionMode(PermissionMode mode);
 
+    // Where the agent tools are, when the user says so; empty means "look in the usual places".
+    // An explicit path wins over every place we would look.
+    QString claudePath() const;
+    void setClaudePath(const QString &path);
+    QString codexPath() const;
+    void setCodexPath(const QString &path);
+
     bool shouldShowOnboarding() const;
     bool hasCompletedOnboarding() const;
     void setHasCompletedOnboarding(bool completed);
