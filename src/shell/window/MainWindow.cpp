@@ -1,0 +1,379 @@
+#include "shell/window/MainWindow.h"
+
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
+#include "core/store/StoreContext.h"
+#include "core/window/PinnedTool.h"
+#include "core/window/ShortcutBindings.h"
+#include "core/window/SidebarModel.h"
+#include "core/window/WindowNavigator.h"
+#include "core/window/WindowStateModel.h"
+#include "shell/window/InspectorView.h"
+#include "shell/window/SidebarView.h"
+#include "shell/window/WindowActions.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QSplitter>
+#include <QTimer>
+
+namespace corvane {
+
+namespace {
+
+const QString chatSessionDidChange = QStringLiteral("chatSessionDidChange");
+const QList<int> defaultColumnWidths{260, 820, 360};
+
+void showWarning(QWidget *parent, const QString &title, const QString &text)
+{
+    // Not modal: the window stays usable and nothing waits on the answer.
+    auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+} // namespace
+
+MainWindow::MainWindow(const WindowServices &services, int number, QWidget *parent)
+    : QMainWindow(parent), m_services(services), m_state(new WindowStateModel(services.preferences, this)),
+      m_sidebarModel(new SidebarModel(services.context, services.center, this)),
+      m_navigator(new WindowNavigator(services.context, *m_state, this)), m_saveColumnsTimer(new QTimer(this))
+{
+    setObjectName(QStringLiteral("MainWindow%1").arg(number));
+    setWindowTitle(QStringLiteral("Corvane"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    m_folderPicker = [](QWidget *parent) {
+        return QFileDialog::getExistingDirectory(parent, tr("Select a folder for your project"));
+    };
+
+    buildColumns();
+    m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
+    connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
+    m_actions->applyBindings(resolveShortcutBindings(services.settings));
+    m_sidebar->setTools(visibleTools(services.settings));
+
+    NotificationCenter &center = services.center;
+    m_shortcutObserver = ObserverGuard(center, center.addObserver(settingsNotification::shortcutSettingsChanged,
+        [this](const Notification &) { m_actions->applyBindings(resolveShortcutBindings(m_services.settings)); },
+        nullptr, this));
+    m_toolsObserver = ObserverGuard(center, center.addObserver(settingsNotification::toolSettingsChanged,
+        [this](const Notification &) {
+            m_sidebar->setTools(visibleTools(m_services.settings));
+            scheduleRefresh();
+        }, nullptr, this));
+    m_sessionObserver = ObserverGuard(center, center.addObserver(chatSessionDidChange, [this](const Notification &n) {
+        m_navigator->sessionChanged(n.payload.value(QStringLiteral("chatId")).toUuid(),
+                                    n.payload.value(QStringLiteral("hasSession")).toBool());
+        refresh();
+    }, nullptr, this));
+
+    connect(m_state, &WindowStateModel::changed, this, &MainWindow::scheduleRefresh);
+    connect(m_sidebarModel, &SidebarModel::changed, this, [this] {
+        m_navigator->reconcile();
+        scheduleRefresh();
+    });
+    connect(m_sidebarModel, &SidebarModel::activityChanged, this, [this](const QUuid &chatId, ChatActivity activity) {
+        m_content->tabBar()->setActivity(chatId, activity);
+        m_actions->update(commandContext(), isFullScreen());
+    });
+
+    // Quitting closes no window, so the layout is kept on the way out as well.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &MainWindow::saveLayout);
+
+    restoreLayout();
+    m_navigator->restore();
+    refresh();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::buildColumns()
+{
+    m_splitter = new QSplitter(Qt::Horizontal);
+    m_splitter->setObjectName(QStringLiteral("columns"));
+    m_splitter->setChildrenCollapsible(false);
+    m_splitter->setHandleWidth(1);
+    m_sidebar = new SidebarView(*m_sidebarModel);
+    m_sidebar->setMinimumWidth(200);
+    m_sidebar->setMaximumWidth(350);
+    m_content = new ContentArea;
+    m_inspector = new InspectorView;
+    m_splitter->addWidget(m_sidebar);
+    m_splitter->addWidget(m_content);
+    m_splitter->addWidget(m_inspector);
+    m_splitter->setStretchFactor(0, 0);
+    m_splitter->setStretchFactor(1, 1);
+    m_splitter->setStretchFactor(2, 0);
+    setCentralWidget(m_splitter);
+
+    connect(m_sidebar, &SidebarView::projectActivated, this, [this](const QUuid &id) {
+        m_selectedProjectId = id;
+        m_navigator->showProject(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::workspaceActivated, this, [this](const QUuid &id) {
+        m_navigator->showWorkspace(id);
+        m_selectedProjectId = m_navigator->projectOfContent();
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::chatActivated, this, [this](const QUuid &id) {
+        m_navigator->showChat(id);
+        m_selectedProjectId = m_navigator->projectOfContent();
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::toolActivated, this, [this](const QString &id) {
+        m_navigator->showTool(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
+    connect(m_content, &ContentArea::addProjectRequested, this, &MainWindow::addProject);
+    connect(m_content->tabBar(), &WorkspaceTabBar::chatSelected, this, [this](const QUuid &id) {
+        m_navigator->showChat(id);
+        refresh();
+    });
+    connect(m_content->tabBar(), &WorkspaceTabBar::addChatRequested, this, &MainWindow::newChatInWorkspace);
+
+    // Widths are kept a moment after the user stops dragging, not at every pixel.
+    m_saveColumnsTimer->setSingleShot(true);
+    m_saveColumnsTimer->setInterval(400);
+    connect(m_splitter, &QSplitter::splitterMoved, m_saveColumnsTimer, qOverload<>(&QTimer::start));
+    connect(m_saveColumnsTimer, &QTimer::timeout, this, &MainWindow::saveLayout);
+}
+
+void MainWindow::restoreLayout()
+{
+    const QByteArray geometry = m_state->geometry();
+    m_hasSavedGeometry = !geometry.isEmpty() && restoreGeometry(geometry);
+    if (!m_hasSavedGeometry)
+        resize(1200, 780);
+    m_columnWidths = m_state->columnWidths();
+    if (m_columnWidths.isEmpty())
+        m_columnWidths = defaultColumnWidths;
+    m_splitter->setSizes(m_columnWidths);
+}
+
+void MainWindow::saveLayout()
+{
+    // A hidden column reports no width; it keeps the one it had when it was last shown.
+    const QList<int> sizes = m_splitter->sizes();
+    for (int i = 0; i < sizes.size() && i < m_columnWidths.size(); ++i)
+        if (sizes[i] > 0 && m_splitter->widget(i)->isVisibleTo(this))
+            m_columnWidths[i] = sizes[i];
+    m_state->setColumnWidths(m_columnWidths);
+    m_state->setGeometry(saveGeometry());
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    saveLayout();
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::setChatViewFactory(ChatViewFactory factory)
+{
+    m_content->setChatViewFactory(std::move(factory));
+    refresh();
+}
+
+void MainWindow::setPendingPermissionProbe(std::function<bool(const QUuid &)> probe)
+{
+    m_pendingPermission = std::move(probe);
+    refresh();
+}
+
+void MainWindow::setFolderPicker(std::function<QString(QWidget *)> picker)
+{
+    m_folderPicker = std::move(picker);
+}
+
+std::optional<QUuid> MainWindow::currentChatId() const
+{
+    return m_navigator->currentChatId();
+}
+
+CommandContext MainWindow::commandContext() const
+{
+    CommandContext context;
+    context.content = m_state->content();
+    context.hasProjects = !m_sidebarModel->projects().isEmpty();
+    const auto chat = currentChatId();
+    context.hasPendingPermission = chat && m_pendingPermission && m_pendingPermission(*chat);
+    context.isSidebarOpen = !m_state->isSidebarCollapsed();
+    context.isInspectorOpen = !m_state->isInspectorCollapsed();
+    context.isTerminalVisible = m_state->isTerminalVisible();
+    return context;
+}
+
+void MainWindow::scheduleRefresh()
+{
+    if (m_refreshQueued)
+        return;
+    m_refreshQueued = true;
+    QTimer::singleShot(0, this, [this] {
+        if (m_refreshQueued)
+            refresh();
+    });
+}
+
+void MainWindow::refresh()
+{
+    m_refreshQueued = false;
+    drawContent();
+    m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
+    m_sidebar->setVisible(!m_state->isSidebarCollapsed());
+    m_inspector->setVisible(!m_state->isInspectorCollapsed());
+    m_actions->update(commandContext(), isFullScreen());
+}
+
+void MainWindow::drawContent()
+{
+    StoreContext &context = m_services.context;
+    const ContentState content = m_state->content();
+    switch (content.kind) {
+    case ContentState::Kind::empty:
+        m_content->showEmpty();
+        m_inspector->clear();
+        return;
+    case ContentState::Kind::projectInfo:
+        if (const auto project = context.get<Project>(content.id)) {
+            m_content->showProject(project->name, project->path);
+            m_inspector->showSubject(project->name, project->path);
+        }
+        return;
+    case ContentState::Kind::tool:
+        if (const PinnedTool *tool = pinnedTool(content.toolId)) {
+            m_content->showTool(*tool);
+            m_inspector->showSubject(tool->name, tool->description);
+        }
+        return;
+    case ContentState::Kind::chat:
+        if (const auto chat = context.get<Chat>(content.id)) {
+            m_content->showChat(chat->id, chat->name);
+            m_inspector->showSubject(chat->name, chat->gitBranch.value_or(QString()));
+        }
+        return;
+    case ContentState::Kind::workspace:
+        break;
+    }
+    const auto workspace = context.get<Workspace>(content.id);
+    if (!workspace)
+        return;
+    QList<WorkspaceTabBar::Tab> tabs;
+    QString chatTitle;
+    const auto selected = m_state->selectedChatIdInWorkspace();
+    for (const auto &chat : m_navigator->openChats(workspace->id)) {
+        tabs.append({chat->id, chat->name, m_sidebarModel->activity(chat->id)});
+        if (chat->id == selected)
+            chatTitle = chat->name;
+    }
+    m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
+    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
+    const QString folder = workspace->workingDirectory(project.get()).value_or(QString());
+    m_inspector->showSubject(workspace->name, QStringList{branch, folder}.join(QLatin1Char('\n')).trimmed());
+}
+
+void MainWindow::runCommand(KeyboardShortcutAction action)
+{
+    using A = KeyboardShortcutAction;
+    if (!isCommandEnabled(action, commandContext()))
+        return;
+    switch (action) {
+    case A::newWindow:
+        return emit newWindowRequested();
+    case A::newChat:
+        return newWorkspace();
+    case A::newChatInWorkspace:
+        return newChatInWorkspace();
+    case A::addProject:
+        return addProject();
+    case A::closeWindow:
+        close();
+        return;
+    case A::closeChat:
+        if (const auto workspace = m_navigator->closeShownWorkspace())
+            emit workspaceCloseRequested(*workspace);
+        return refresh();
+    case A::toggleSidebar:
+        m_state->setSidebarCollapsed(!m_state->isSidebarCollapsed());
+        return refresh();
+    case A::toggleInspector:
+        m_state->setInspectorCollapsed(!m_state->isInspectorCollapsed());
+        return refresh();
+    case A::toggleTerminal:
+        m_state->setTerminalVisible(!m_state->isTerminalVisible());
+        return refresh();
+    case A::toggleFullScreen:
+        isFullScreen() ? showNormal() : showFullScreen();
+        return refresh();
+    case A::newIssue:
+    case A::allowOnce:
+    case A::allowForSession:
+    case A::deny:
+    case A::quickOpen:
+    case A::focusChatInput:
+    case A::toggleDictation:
+    case A::stopAgent:
+        return emit commandRequested(action, currentChatId());
+    }
+}
+
+void MainWindow::addProject()
+{
+    const QString folder = m_folderPicker ? m_folderPicker(this) : QString();
+    if (folder.isEmpty())
+        return;
+    if (Status added = addProjectFolder(folder); !added)
+        showWarning(this, tr("Cannot add project"), added.error().message);
+}
+
+Status MainWindow::addProjectFolder(const QString &folder)
+{
+    auto workspace = m_sidebarModel->addProject(folder, m_state->activeProfileId());
+    if (!workspace)
+        return workspace.error();
+    m_selectedProjectId = workspace.value()->projectId;
+    m_navigator->showWorkspace(workspace.value()->id);
+    refresh();
+    return {};
+}
+
+void MainWindow::newWorkspace()
+{
+    QList<QUuid> projects;
+    for (const SidebarProject &project : m_sidebarModel->projects())
+        projects.append(project.id);
+    const auto project = m_navigator->projectForNewWorkspace(m_selectedProjectId, projects);
+    if (!project)
+        return;
+    auto workspace = m_sidebarModel->createWorkspace(*project, QStringLiteral("New Workspace"));
+    if (!workspace)
+        return showWarning(this, tr("Cannot add workspace"), workspace.error().message);
+    m_navigator->showWorkspace(workspace.value()->id);
+    refresh();
+}
+
+void MainWindow::newChatInWorkspace()
+{
+    const ContentState content = m_state->content();
+    if (content.kind != ContentState::Kind::workspace)
+        return;
+    auto chat = m_sidebarModel->createChat(content.id);
+    if (!chat)
+        return showWarning(this, tr("Cannot add chat"), chat.error().message);
+    m_navigator->showChat(chat.value()->id);
+    refresh();
+}
+
+void MainWindow::showAbout()
+{
+    QMessageBox::about(this, tr("About Corvane"),
+                       tr("Corvane runs coding agents against your local git repositories."));
+}
+
+} // namespace corvane

@@ -1,0 +1,178 @@
+#include "shell/window/SidebarView.h"
+
+#include "shell/window/ActivityColors.h"
+
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPainter>
+#include <QPixmap>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QToolButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace corvane {
+
+namespace {
+
+QIcon dotIcon(std::optional<QColor> colour)
+{
+    QPixmap pixmap(12, 12);
+    pixmap.fill(Qt::transparent);
+    if (colour) {
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(*colour);
+        painter.drawEllipse(QRectF(2, 2, 8, 8));
+    }
+    return QIcon(pixmap);
+}
+
+} // namespace
+
+SidebarView::SidebarView(SidebarModel &model, QWidget *parent)
+    : QWidget(parent), m_model(model), m_toolsLayout(new QGridLayout), m_tree(new QTreeWidget)
+{
+    setObjectName(QStringLiteral("sidebar"));
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 8);
+    layout->setSpacing(6);
+    m_toolsLayout->setSpacing(4);
+    layout->addLayout(m_toolsLayout);
+
+    m_tree->setObjectName(QStringLiteral("sidebarTree"));
+    m_tree->setHeaderHidden(true);
+    m_tree->setRootIsDecorated(true);
+    m_tree->setIndentation(14);
+    m_tree->setFrameShape(QFrame::NoFrame);
+    m_tree->setUniformRowHeights(true);
+    layout->addWidget(m_tree, 1);
+
+    auto *add = new QPushButton(tr("Add Project"));
+    add->setObjectName(QStringLiteral("addProjectButton"));
+    add->setFlat(true);
+    layout->addWidget(add);
+
+    connect(add, &QPushButton::clicked, this, &SidebarView::addProjectRequested);
+    connect(m_tree, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem *item) { itemClicked(item); });
+    connect(m_tree, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem *item) {
+        if (ItemKind(item->data(0, kindRole).toInt()) == ItemKind::project)
+            m_collapsedProjects.insert(item->data(0, idRole).toUuid());
+    });
+    connect(m_tree, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem *item) {
+        m_collapsedProjects.remove(item->data(0, idRole).toUuid());
+    });
+    connect(&m_model, &SidebarModel::changed, this, &SidebarView::rebuild);
+    connect(&m_model, &SidebarModel::activityChanged, this, &SidebarView::updateActivity);
+    rebuild();
+}
+
+void SidebarView::setTools(const QList<PinnedTool> &tools)
+{
+    while (QLayoutItem *item = m_toolsLayout->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    constexpr int columns = 4;
+    for (int i = 0; i < tools.size(); ++i) {
+        const PinnedTool &tool = tools[i];
+        auto *button = new QToolButton;
+        button->setObjectName(QStringLiteral("tool:") + tool.id);
+        button->setText(tool.name);
+        button->setToolTip(tool.description);
+        button->setAutoRaise(true);
+        button->setCheckable(true);
+        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        button->setStyleSheet(QStringLiteral("QToolButton { color: %1; }").arg(QColor(tool.color).name()));
+        connect(button, &QToolButton::clicked, this, [this, id = tool.id] { emit toolActivated(id); });
+        m_toolsLayout->addWidget(button, i / columns, i % columns);
+    }
+    setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::rebuild()
+{
+    const QSignalBlocker blocker(m_tree);
+    m_tree->clear();
+    m_items.clear();
+    for (const SidebarProject &project : m_model.projects()) {
+        auto *projectItem = new QTreeWidgetItem(m_tree, {project.name});
+        projectItem->setData(0, kindRole, int(ItemKind::project));
+        projectItem->setData(0, idRole, project.id);
+        projectItem->setToolTip(0, project.path);
+        QFont bold = projectItem->font(0);
+        bold.setBold(true);
+        projectItem->setFont(0, bold);
+        m_items.insert(project.id, projectItem);
+        for (const SidebarWorkspace &workspace : project.workspaces) {
+            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
+            workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
+            workspaceItem->setData(0, idRole, workspace.id);
+            if (workspace.gitBranch)
+                workspaceItem->setToolTip(0, *workspace.gitBranch);
+            m_items.insert(workspace.id, workspaceItem);
+            for (const SidebarChat &chat : workspace.chats) {
+                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat.name});
+                chatItem->setData(0, kindRole, int(ItemKind::chat));
+                chatItem->setData(0, idRole, chat.id);
+                chatItem->setIcon(0, dotIcon(activityColor(m_model.activity(chat.id))));
+                m_items.insert(chat.id, chatItem);
+            }
+            workspaceItem->setExpanded(true);
+        }
+        projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
+    }
+    setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::updateActivity(const QUuid &chatId, ChatActivity activity)
+{
+    if (QTreeWidgetItem *item = m_items.value(chatId))
+        item->setIcon(0, dotIcon(activityColor(activity)));
+}
+
+void SidebarView::setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace)
+{
+    m_content = content;
+    m_chatInWorkspace = chatInWorkspace;
+    QUuid selected;
+    switch (content.kind) {
+    case ContentState::Kind::projectInfo:
+    case ContentState::Kind::chat:
+        selected = content.id;
+        break;
+    case ContentState::Kind::workspace:
+        selected = chatInWorkspace.value_or(content.id);
+        break;
+    default:
+        break;
+    }
+    const QSignalBlocker blocker(m_tree);
+    m_tree->setCurrentItem(m_items.value(selected));
+    if (selected.isNull())
+        m_tree->clearSelection();
+    for (int i = 0; i < m_toolsLayout->count(); ++i)
+        if (auto *button = qobject_cast<QToolButton *>(m_toolsLayout->itemAt(i)->widget()))
+            button->setChecked(content.kind == ContentState::Kind::tool
+                               && button->objectName() == QStringLiteral("tool:") + content.toolId);
+}
+
+void SidebarView::itemClicked(QTreeWidgetItem *item)
+{
+    if (!item)
+        return;
+    const QUuid id = item->data(0, idRole).toUuid();
+    switch (ItemKind(item->data(0, kindRole).toInt())) {
+    case ItemKind::project:
+        return emit projectActivated(id);
+    case ItemKind::workspace:
+        return emit workspaceActivated(id);
+    case ItemKind::chat:
+        return emit chatActivated(id);
+    }
+}
+
+} // namespace corvane

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "core/window/ContentState.h"
+#include "core/window/PinnedTool.h"
+#include "core/window/SidebarModel.h"
+
+#include <QHash>
+#include <QSet>
+#include <QUuid>
+#include <QWidget>
+
+#include <optional>
+
+class QGridLayout;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace corvane {
+
+// The sidebar column: the pinned tools, then projects with their workspaces and open chats, each
+// chat marked with its activity, and a button to add a project. It draws the SidebarModel and
+// reports what the user picked.
+class SidebarView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    enum class ItemKind { project = 1, workspace, chat };
+    static constexpr int kindRole = Qt::UserRole;
+    static constexpr int idRole = Qt::UserRole + 1;
+
+    explicit SidebarView(SidebarModel &model, QWidget *parent = nullptr);
+
+    void setTools(const QList<PinnedTool> &tools);
+    // Highlights what the content column shows.
+    void setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace);
+
+    QTreeWidget *tree() const { return m_tree; }
+    QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
+
+signals:
+    void projectActivated(const QUuid &projectId);
+    void workspaceActivated(const QUuid &workspaceId);
+    void chatActivated(const QUuid &chatId);
+    void toolActivated(const QString &toolId);
+    void addProjectRequested();
+
+private:
+    void rebuild();
+    void updateActivity(const QUuid &chatId, ChatActivity activity);
+    void itemClicked(QTreeWidgetItem *item);
+
+    SidebarModel &m_model;
+    QGridLayout *m_toolsLayout;
+    QTreeWidget *m_tree;
+    QHash<QUuid, QTreeWidgetItem *> m_items;
+    QSet<QUuid> m_collapsedProjects;
+    ContentState m_content;
+    std::optional<QUuid> m_chatInWorkspace;
+};
+
+} // namespace corvane

@@ -1,0 +1,9 @@
+target_sources(corvane_shell PRIVATE
+    window/ActivityColors.h
+    window/KeySequences.h window/KeySequences.cpp
+    window/WorkspaceTabBar.h window/WorkspaceTabBar.cpp
+    window/SidebarView.h window/SidebarView.cpp
+    window/ContentArea.h window/ContentArea.cpp
+    window/InspectorView.h window/InspectorView.cpp
+    window/WindowActions.h window/WindowActions.cpp
+    window/MainWindow.h window/MainWindow.cpp)

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "core/window/SidebarModel.h"
+
+#include <QList>
+#include <QRectF>
+#include <QUuid>
+#include <QWidget>
+
+#include <optional>
+
+namespace corvane {
+
+// One row of pills, one per open chat of the shown workspace, and a button that adds a chat.
+// The geometry comes from tabBar::pillRects; a click only reports which pill it hit.
+class WorkspaceTabBar : public QWidget
+{
+    Q_OBJECT
+
+public:
+    struct Tab
+    {
+        QUuid chatId;
+        QString title;
+        ChatActivity activity = ChatActivity::idle;
+    };
+
+    explicit WorkspaceTabBar(QWidget *parent = nullptr);
+
+    void setTabs(const QList<Tab> &tabs, std::optional<QUuid> selectedChatId);
+    void setActivity(const QUuid &chatId, ChatActivity activity);
+    const QList<Tab> &tabs() const { return m_tabs; }
+    std::optional<QUuid> selectedChatId() const { return m_selected; }
+
+    // Where each pill and the add button are drawn, in widget coordinates.
+    QList<QRectF> pillRects() const;
+    QRectF addButtonRect() const;
+
+    QSize sizeHint() const override;
+
+signals:
+    void chatSelected(const QUuid &chatId);
+    void addChatRequested();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+
+private:
+    QList<Tab> m_tabs;
+    std::optional<QUuid> m_selected;
+};
+
+} // namespace corvane
