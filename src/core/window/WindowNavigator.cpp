@@ -20,6 +20,17 @@ void saveOrLog(StoreContext &context)
         logLine("Window", QStringLiteral("save failed: ") + saved.error().message);
 }
 
+// The record as saved. A context keeps records that a cascade removed underneath it, so the
+// question "is it still there" goes to the store.
+template <typename R>
+std::shared_ptr<R> stored(StoreContext &context, const QUuid &id)
+{
+    auto found = context.fetchFirst<R>(Query(where::eq("id", id)));
+    if (!found)
+        return context.get<R>(id);
+    return found.value();
+}
+
 } // namespace
 
 WindowNavigator::WindowNavigator(StoreContext &context, WindowStateModel &state, QObject *parent)
@@ -29,7 +40,7 @@ WindowNavigator::WindowNavigator(StoreContext &context, WindowStateModel &state,
 
 std::shared_ptr<Workspace> WindowNavigator::liveWorkspace(const QUuid &id) const
 {
-    auto workspace = m_context.get<Workspace>(id);
+    auto workspace = stored<Workspace>(m_context, id);
     return workspace && !workspace->isArchived() ? workspace : nullptr;
 }
 
@@ -54,7 +65,7 @@ std::shared_ptr<Chat> WindowNavigator::activeChat(const Workspace &workspace) co
 
 void WindowNavigator::showProject(const QUuid &projectId)
 {
-    if (!m_context.get<Project>(projectId))
+    if (!stored<Project>(m_context, projectId))
         return showEmpty();
     m_state.setSelectedWorkspaceId(std::nullopt);
     m_state.setSelectedChatIdInWorkspace(std::nullopt);
@@ -75,7 +86,7 @@ void WindowNavigator::showWorkspace(const QUuid &workspaceId)
 
 void WindowNavigator::showChat(const QUuid &chatId)
 {
-    const auto chat = m_context.get<Chat>(chatId);
+    const auto chat = stored<Chat>(m_context, chatId);
     if (!chat || chat->isArchived())
         return showEmpty();
     if (!chat->workspaceId) {
@@ -135,11 +146,11 @@ void WindowNavigator::reconcile()
     const ContentState content = m_state.content();
     switch (content.kind) {
     case ContentState::Kind::projectInfo:
-        if (!m_context.get<Project>(content.id))
+        if (!stored<Project>(m_context, content.id))
             showEmpty();
         return;
     case ContentState::Kind::chat: {
-        const auto chat = m_context.get<Chat>(content.id);
+        const auto chat = stored<Chat>(m_context, content.id);
         if (!chat || chat->isArchived())
             showEmpty();
         return;
