@@ -41,6 +41,8 @@ ContentArea::ContentArea(QWidget *parent)
 {
     setObjectName(QStringLiteral("content"));
     setMinimumWidth(400);
+    setAutoFillBackground(true);
+    setBackgroundRole(QPalette::Base);
 
     auto *empty = new QVBoxLayout(m_emptyPage);
     empty->addStretch();

@@ -49,6 +49,8 @@ SidebarView::SidebarView(SidebarModel &model, QWidget *parent)
     m_tree->setIndentation(14);
     m_tree->setFrameShape(QFrame::NoFrame);
     m_tree->setUniformRowHeights(true);
+    // The sidebar reads as one surface with the window, the content column as the page.
+    m_tree->viewport()->setBackgroundRole(QPalette::Window);
     layout->addWidget(m_tree, 1);
 
     auto *add = new QPushButton(tr("Add Project"));
@@ -76,7 +78,7 @@ void SidebarView::setTools(const QList<PinnedTool> &tools)
         delete item->widget();
         delete item;
     }
-    constexpr int columns = 4;
+    constexpr int columns = 3;
     for (int i = 0; i < tools.size(); ++i) {
         const PinnedTool &tool = tools[i];
         auto *button = new QToolButton;
@@ -86,7 +88,8 @@ void SidebarView::setTools(const QList<PinnedTool> &tools)
         button->setAutoRaise(true);
         button->setCheckable(true);
         button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        button->setStyleSheet(QStringLiteral("QToolButton { color: %1; }").arg(QColor(tool.color).name()));
+        button->setIcon(dotIcon(QColor(tool.color)));
+        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         connect(button, &QToolButton::clicked, this, [this, id = tool.id] { emit toolActivated(id); });
         m_toolsLayout->addWidget(button, i / columns, i % columns);
     }

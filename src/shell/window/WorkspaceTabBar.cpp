@@ -62,7 +62,8 @@ void WorkspaceTabBar::paintEvent(QPaintEvent *)
         QPainterPath path;
         path.addRoundedRect(rect, 8, 8);
         painter.fillPath(path, selected ? pal.color(QPalette::Base) : pal.color(QPalette::Button));
-        painter.setPen(QPen(selected ? pal.color(QPalette::Highlight) : pal.color(QPalette::Mid), 1));
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(selected ? pal.color(QPalette::Highlight) : pal.color(QPalette::Mid), selected ? 1.5 : 1));
         painter.drawPath(path);
 
         QRectF textRect = rect.adjusted(10, 0, -10, 0);

@@ -1,0 +1,274 @@
+#include "core/NotificationCenter.h"
+#include "core/records/Chat.h"
+#include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
+#include "core/settings/PreferencesStore.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "core/window/SidebarModel.h"
+#include "core/window/WindowNavigator.h"
+#include "core/window/WindowStateModel.h"
+#include "shell/Appearance.h"
+#include "shell/window/ContentArea.h"
+#include "shell/window/InspectorView.h"
+#include "shell/window/MainWindow.h"
+#include "shell/window/SidebarView.h"
+#include "shell/window/WindowActions.h"
+#include "shell/window/WorkspaceTabBar.h"
+#include "support/TestEnvironment.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QLabel>
+#include <QPointer>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QSplitter>
+#include <QTest>
+#include <QTreeWidget>
+
+#include <memory>
+
+using namespace corvane;
+
+namespace {
+
+// A real repository with one commit.
+void makeRepository(const QString &path)
+{
+    QDir().mkpath(path);
+    const QList<QStringList> steps{
+        {"init", "-q", "-b", "main"},
+        {"-c", "user.name=T", "-c", "user.email=t@example.com", "commit", "-q", "--allow-empty", "-m", "first"}};
+    for (const QStringList &args : steps) {
+        QProcess git;
+        git.setWorkingDirectory(path);
+        git.start(QStringLiteral("git"), args);
+        QVERIFY(git.waitForFinished(10000));
+        QCOMPARE(git.exitCode(), 0);
+    }
+}
+
+// What the application gives a window: one store, one preferences file, one settings object.
+struct Services
+{
+    test::TestEnvironment env;
+    std::shared_ptr<Store> store = Store::open(env.path("store.sqlite")).value();
+    PreferencesStore preferences{env.path("settings.json")};
+    NotificationCenter center;
+    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
+
+    std::unique_ptr<MainWindow> openWindow()
+    {
+        auto window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center}, 1);
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->show();
+        return window;
+    }
+};
+
+void click(SidebarView *sidebar, const QUuid &id)
+{
+    QTreeWidget *tree = sidebar->tree();
+    QTreeWidgetItem *item = sidebar->item(id);
+    QVERIFY(item);
+    tree->scrollToItem(item);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(item).center());
+}
+
+void clickPill(WorkspaceTabBar *bar, int index)
+{
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->pillRects().at(index).center().toPoint());
+}
+
+QStringList tabTitles(WorkspaceTabBar *bar)
+{
+    QStringList titles;
+    for (const auto &tab : bar->tabs())
+        titles << tab.title;
+    return titles;
+}
+
+} // namespace
+
+class MainWindowTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void addProjectSelectAndSwitchTabs()
+    {
+        Services s;
+        const QString repo = s.env.path("alpha");
+        makeRepository(repo);
+        auto window = s.openWindow();
+        window->setFolderPicker([&](QWidget *) { return repo; });
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+
+        window->actions().action(KeyboardShortcutAction::addProject)->trigger();
+        QCOMPARE(window->sidebarModel().projects().size(), 1);
+        const SidebarProject project = window->sidebarModel().projects().first();
+        QCOMPARE(project.name, QStringLiteral("alpha"));
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("workspacePage"));
+        WorkspaceTabBar *bar = window->content()->tabBar();
+        QCOMPARE(tabTitles(bar), QStringList{"Chat 1"});
+        auto *placeholder = qobject_cast<QLabel *>(window->content()->chatView());
+        QVERIFY(placeholder);
+        QCOMPARE(placeholder->text(), QStringLiteral("Chat 1"));
+
+        // The + button adds a chat and shows it; the factory draws it from now on.
+        window->setChatViewFactory([](const QUuid &id) {
+            auto *view = new QLabel(id.toString());
+            view->setObjectName(QStringLiteral("chatView"));
+            return view;
+        });
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->addButtonRect().center().toPoint());
+        QCOMPARE(tabTitles(bar), (QStringList{"Chat 1", "Chat 2"}));
+        const QUuid second = bar->tabs().at(1).chatId;
+        QCOMPARE(bar->selectedChatId(), std::optional(second));
+        QCOMPARE(window->content()->chatView()->objectName(), QStringLiteral("chatView"));
+        QCOMPARE(window->currentChatId(), std::optional(second));
+
+        clickPill(bar, 0);
+        QCOMPARE(window->currentChatId(), std::optional(bar->tabs().at(0).chatId));
+        QCOMPARE(window->content()->chatViewId(), std::optional(bar->tabs().at(0).chatId));
+
+        // Sidebar: the project shows its overview, a chat brings back its workspace.
+        click(window->sidebar(), project.id);
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("projectPage"));
+        QVERIFY(!window->actions().action(KeyboardShortcutAction::closeChat)->isEnabled());
+        click(window->sidebar(), second);
+        QCOMPARE(window->state().content(), ContentState::workspace(project.workspaces.first().id));
+        QCOMPARE(window->currentChatId(), std::optional(second));
+        QCOMPARE(window->sidebar()->tree()->currentItem(), window->sidebar()->item(second));
+
+        // Activity from the sessions reaches the tab bar.
+        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", second}, {"state", QStringLiteral("processing")}});
+        QCOMPARE(bar->tabs().at(1).activity, ChatActivity::processing);
+
+        // Close Workspace goes to the empty state and hands the workspace over for its sessions.
+        QSignalSpy closed(window.get(), &MainWindow::workspaceCloseRequested);
+        window->actions().action(KeyboardShortcutAction::closeChat)->trigger();
+        QCOMPARE(closed.size(), 1);
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+    }
+
+    void archivedWorkspaceLeavesTheWindow()
+    {
+        Services s;
+        makeRepository(s.env.path("beta"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("beta")));
+        const QUuid workspaceId = window->state().content().id;
+        QVERIFY(!window->addProjectFolder(s.env.path("beta")));
+        QCOMPARE(window->sidebarModel().projects().size(), 1);
+
+        auto other = s.store->newContext();
+        other->get<Workspace>(workspaceId)->statusRaw = QStringLiteral("archived");
+        QVERIFY(other->save());
+        QTRY_VERIFY(window->state().content().isEmpty());
+        QTRY_COMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+        QVERIFY(!window->sidebar()->item(workspaceId));
+    }
+
+    void keyboardShortcuts()
+    {
+        Services s;
+        makeRepository(s.env.path("gamma"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("gamma")));
+        QApplication::setActiveWindow(window.get());
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+
+        // No two actions on one key, and none on a key the terminal needs.
+        QHash<QString, QString> owners;
+        for (QAction *action : window->actions().allActions()) {
+            const QString key = action->shortcut().toString(QKeySequence::PortableText);
+            if (key.isEmpty())
+                continue;
+            QVERIFY2(!owners.contains(key), qPrintable(key + " on " + action->text() + " and " + owners.value(key)));
+            owners.insert(key, action->text());
+        }
+        for (const char *kept : {"Ctrl+C", "Ctrl+D", "Ctrl+Z", "Ctrl+L", "Ctrl+R", "Ctrl+W", "Ctrl+S"})
+            QVERIFY2(!owners.contains(kept), kept);
+
+        QVERIFY(window->sidebar()->isVisible());
+        QTest::keyClick(window.get(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!window->sidebar()->isVisible());
+        QCOMPARE(window->actions().action(KeyboardShortcutAction::toggleSidebar)->text(), QStringLiteral("Show Sidebar"));
+        QTest::keyClick(window.get(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(window->sidebar()->isVisible());
+
+        QVERIFY(!window->inspector()->isVisible());
+        QTest::keyClick(window.get(), Qt::Key_I, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(window->inspector()->isVisible());
+
+        QTest::keyClick(window.get(), Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(tabTitles(window->content()->tabBar()), (QStringList{"Chat 1", "Chat 2"}));
+
+        // A changed binding is live at once.
+        QVERIFY(s.settings.setShortcut({QStringLiteral("b"), KeyCombo::Command}, KeyboardShortcutAction::toggleSidebar));
+        QTest::keyClick(window.get(), Qt::Key_B, Qt::ControlModifier);
+        QVERIFY(!window->sidebar()->isVisible());
+    }
+
+    void stateRestoredAfterRestart()
+    {
+        Services s;
+        makeRepository(s.env.path("delta"));
+        QUuid chat;
+        QList<int> widths;
+        QSize size(1100, 700);
+        {
+            auto window = s.openWindow();
+            QVERIFY(window->addProjectFolder(s.env.path("delta")));
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+            clickPill(window->content()->tabBar(), 0);
+            chat = *window->currentChatId();
+            window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+            window->resize(size);
+            window->splitter()->setSizes({300, 400, 380});
+            QApplication::processEvents();
+            widths = window->splitter()->sizes();
+            window->close();
+        }
+        auto window = s.openWindow();
+        QVERIFY(window->hasSavedGeometry());
+        QCOMPARE(window->size(), size);
+        QCOMPARE(window->currentChatId(), std::optional(chat));
+        QCOMPARE(window->content()->chatViewId(), std::optional(chat));
+        QVERIFY(window->inspector()->isVisible());
+        QCOMPARE(window->splitter()->sizes(), widths);
+    }
+
+    void screenshots()
+    {
+        Services s;
+        for (const char *name : {"corvane", "website"})
+            makeRepository(s.env.path(name));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("website")));
+        QVERIFY(window->addProjectFolder(s.env.path("corvane")));
+        window->actions().action(KeyboardShortcutAction::newChat)->trigger();
+        for (int i = 0; i < 2; ++i)
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+        const auto tabs = window->content()->tabBar()->tabs();
+        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(0).chatId}, {"state", "processing"}});
+        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(1).chatId}, {"state", "waitingForPermission"}});
+        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(2).chatId}, {"state", "completed"}});
+        window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+        window->resize(1400, 820);
+        QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
+        for (auto [mode, name] : {std::pair{AppearanceMode::light, "light"}, std::pair{AppearanceMode::dark, "dark"}}) {
+            applyAppearance(mode);
+            QApplication::processEvents();
+            const QString file = QStringLiteral(CORVANE_SCREENSHOT_DIR "/main-window-%1.png").arg(name);
+            QVERIFY(window->grab().save(file));
+        }
+        applyAppearance(AppearanceMode::light);
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "tst_main_window.moc"
