@@ -1,0 +1,299 @@
+// Worktrees, archiving, restoring and deleting of SidebarViewModel.
+#include "source_control/workspaces/SidebarViewModel.h"
+
+#include "core/Log.h"
+#include "core/store/StoreContext.h"
+#include "source_control/GitService.h"
+#include "source_control/workspaces/LifecycleTexts.h"
+#include "source_control/workspaces/WorktreeRemoval.h"
+
+#include <QFileInfo>
+
+namespace corvane {
+
+namespace {
+
+QString withLoss(const QString &text, const WorktreeDirtyStatus &status)
+{
+    const QString loss = lifecycleText::lossSummary(status);
+    return loss.isEmpty() ? text : text + QStringLiteral("\n\n") + loss;
+}
+
+const QString kArchived = QStringLiteral("archived");
+
+QString missingWorktreeNotice(const QString &what, const QString &directory, const std::optional<QString> &branch)
+{
+    QString text = QStringLiteral("%1 is restored, but its worktree folder no longer exists: %2.").arg(what, directory);
+    if (branch)
+        text += QStringLiteral(" Its branch \"%1\" is still in the repository: make a new worktree workspace on it to "
+                               "go on working.").arg(*branch);
+    return text;
+}
+
+} // namespace
+
+std::optional<SidebarViewModel::WorktreeSite>
+SidebarViewModel::worktreeSite(const std::optional<QUuid> &projectId, bool usesWorktree,
+                               const std::optional<QString> &worktreePath) const
+{
+    if (!usesWorktree || !worktreePath || worktreePath->isEmpty() || !projectId)
+        return std::nullopt;
+    const auto project = m_context.get<Project>(*projectId);
+    if (!project) // a workspace without its project skips the worktree and is still archived
+        return std::nullopt;
+    return WorktreeSite{project->path, worktrees::resolvePath(*worktreePath, project->path)};
+}
+
+GitFuture<WorktreeDirtyStatus> SidebarViewModel::worktreeDirtyStatus(const Workspace &workspace)
+{
+    const auto site = worktreeSite(workspace.projectId, workspace.usesWorktree, workspace.worktreePath);
+    return worktrees::measure(site ? site->directory : QString(), this);
+}
+
+GitFuture<WorktreeDirtyStatus> SidebarViewModel::worktreeDirtyStatus(const Chat &chat)
+{
+    const auto site = worktreeSite(chat.projectId, chat.usesWorktree, chat.worktreePath);
+    return worktrees::measure(site ? site->directory : QString(), this);
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed,
+                                                             bool forceFirst,
+                                                             std::function<QString(const WorktreeDirtyStatus &)> warning,
+                                                             std::function<LifecycleOutcome()> onRemoved)
+{
+    if (sites.isEmpty())
+        return GitFuture<LifecycleOutcome>::ready(onRemoved());
+    QStringList directories;
+    for (const WorktreeSite &site : sites)
+        directories << site.directory;
+    const QString projectFolder = sites.first().projectFolder;
+    GitPromise<LifecycleOutcome> promise;
+    worktrees::measureAll(directories, this).then(this, [=, this](const GitResult<WorktreeDirtyStatus> &status) {
+        if (status && status->wouldLoseWork() && !confirmed) {
+            promise.resolve(LifecycleOutcome::needsConfirmation(warning(*status)));
+            return;
+        }
+        worktrees::removeAll(projectFolder, directories, forceFirst, this)
+            .then(this, [=](const GitResult<worktrees::RemovalReport> &report) {
+                if (!report || !report->removed) {
+                    const QString why = report ? report->message : report.error().description();
+                    logLine("SidebarVM", why);
+                    promise.resolve(LifecycleOutcome::failed(why));
+                    return;
+                }
+                promise.resolve(onRemoved());
+            });
+    });
+    return promise.future();
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::removeWorktree(const Project &project, const QString &worktreePath,
+                                                             bool confirmed)
+{
+    const QString directory = worktrees::resolvePath(worktreePath, project.path);
+    auto warning = [directory](const WorktreeDirtyStatus &status) {
+        return withLoss(QStringLiteral("This will remove the worktree at %1. The worktree removal is permanent and "
+                                       "cannot be undone.").arg(directory), status);
+    };
+    return guardedRemoval({WorktreeSite{project.path, directory}}, confirmed, false, warning,
+                          [] { return LifecycleOutcome::done(); });
+}
+
+GitFuture<void> SidebarViewModel::pruneWorktrees(const Project &project)
+{
+    return GitService(project.path).pruneWorktrees();
+}
+
+// -- Archiving --------------------------------------------------------------------------------------
+
+GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared_ptr<Workspace> &workspace,
+                                                               bool confirmed)
+{
+    if (m_archivingWorkspaceIds.contains(workspace->id))
+        return GitFuture<LifecycleOutcome>::ready(LifecycleOutcome::busy());
+    const QUuid id = workspace->id;
+    m_archivingWorkspaceIds.insert(id);
+    emit archivingWorkspaceIdsChanged();
+
+    QList<WorktreeSite> sites;
+    if (auto site = worktreeSite(workspace->projectId, workspace->usesWorktree, workspace->worktreePath))
+        sites << *site;
+    GitPromise<LifecycleOutcome> promise;
+    guardedRemoval(sites, confirmed, false, lifecycleText::workspaceRemovalWarning,
+                   [this, workspace] {
+                       // The agents stop before their folder goes.
+                       for (const auto &chat : chats(*workspace, true)) {
+                           forgetChatState(chat->id);
+                           closeSession(chat->id);
+                       }
+                       if (m_workspaceCloser)
+                           m_workspaceCloser(workspace->id);
+                       return LifecycleOutcome::done();
+                   })
+        .then(this, [this, workspace, id, promise](const GitResult<LifecycleOutcome> &outcome) {
+            LifecycleOutcome result = *outcome;
+            if (result.isDone()) {
+                const QDateTime now = QDateTime::currentDateTime();
+                workspace->statusRaw = kArchived;
+                workspace->archivedAt = now;
+                for (const auto &chat : chats(*workspace, false)) {
+                    chat->statusRaw = kArchived;
+                    chat->archivedAt = now;
+                }
+                saveQuietly();
+                postArchiveStateChanged();
+                loadProjects();
+            }
+            m_archivingWorkspaceIds.remove(id);
+            emit archivingWorkspaceIdsChanged();
+            promise.resolve(result);
+        });
+    return promise.future();
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::archiveChat(const std::shared_ptr<Chat> &chat, bool confirmed)
+{
+    QList<WorktreeSite> sites;
+    if (auto site = worktreeSite(chat->projectId, chat->usesWorktree, chat->worktreePath))
+        sites << *site;
+    return guardedRemoval(sites, confirmed, false, lifecycleText::chatRemovalWarning, [this, chat] {
+        closeSession(chat->id);
+        forgetChatState(chat->id);
+        chat->statusRaw = kArchived;
+        chat->archivedAt = QDateTime::currentDateTime();
+        saveQuietly();
+        loadProjects();
+        postArchiveStateChanged();
+        return LifecycleOutcome::done();
+    });
+}
+
+// -- Restoring --------------------------------------------------------------------------------------
+
+LifecycleOutcome SidebarViewModel::restoreWorkspace(const std::shared_ptr<Workspace> &workspace)
+{
+    workspace->statusRaw.reset();
+    workspace->archivedAt.reset();
+    for (const auto &chat : chats(*workspace, true)) {
+        if (!chat->isArchived())
+            continue;
+        chat->statusRaw.reset();
+        chat->archivedAt.reset();
+    }
+    saveQuietly();
+    loadProjects();
+    postArchiveStateChanged();
+    // A removed worktree is not made again: the records keep its path, which now points nowhere.
+    const auto site = worktreeSite(workspace->projectId, workspace->usesWorktree, workspace->worktreePath);
+    if (site && !QFileInfo(site->directory).isDir())
+        return LifecycleOutcome::done(missingWorktreeNotice(QStringLiteral("The workspace \"%1\"").arg(workspace->name),
+                                                            site->directory, workspace->gitBranch));
+    return LifecycleOutcome::done();
+}
+
+LifecycleOutcome SidebarViewModel::restoreChat(const std::shared_ptr<Chat> &chat)
+{
+    chat->statusRaw.reset();
+    chat->archivedAt.reset();
+    saveQuietly();
+    loadProjects();
+    postArchiveStateChanged();
+    const auto site = worktreeSite(chat->projectId, chat->usesWorktree, chat->worktreePath);
+    if (site && !QFileInfo(site->directory).isDir())
+        return LifecycleOutcome::done(missingWorktreeNotice(QStringLiteral("The chat \"%1\"").arg(chat->name),
+                                                            site->directory, chat->gitBranch));
+    return LifecycleOutcome::done();
+}
+
+// -- Deleting ---------------------------------------------------------------------------------------
+
+GitFuture<LifecycleOutcome> SidebarViewModel::deleteWorkspace(const QUuid &workspaceId, bool confirmed)
+{
+    const auto workspace = m_context.get<Workspace>(workspaceId);
+    if (!workspace)
+        return GitFuture<LifecycleOutcome>::ready(LifecycleOutcome::done());
+    QList<WorktreeSite> sites;
+    if (auto site = worktreeSite(workspace->projectId, workspace->usesWorktree, workspace->worktreePath))
+        sites << *site;
+    auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::deleteWorkspaceText, status); };
+    return guardedRemoval(sites, confirmed, true, warning, [this, workspace] {
+        for (const auto &chat : chats(*workspace, true)) {
+            closeSession(chat->id);
+            forgetChatState(chat->id);
+        }
+        if (m_workspaceCloser)
+            m_workspaceCloser(workspace->id);
+        if (m_selectedWorkspaceId == workspace->id) {
+            m_selectedWorkspaceId.reset();
+            m_selectedChatId.reset();
+            emit selectionChanged();
+        }
+        m_context.remove(workspace);
+        saveQuietly();
+        loadProjects();
+        return LifecycleOutcome::done();
+    });
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::deleteChat(const QUuid &chatId, bool confirmed)
+{
+    const auto chat = m_context.get<Chat>(chatId);
+    if (!chat)
+        return GitFuture<LifecycleOutcome>::ready(LifecycleOutcome::done());
+    QList<WorktreeSite> sites;
+    if (auto site = worktreeSite(chat->projectId, chat->usesWorktree, chat->worktreePath))
+        sites << *site;
+    auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::deleteChatText, status); };
+    return guardedRemoval(sites, confirmed, true, warning, [this, chat] {
+        closeSession(chat->id);
+        forgetChatState(chat->id);
+        if (m_selectedChatId == chat->id) {
+            m_selectedChatId.reset();
+            emit selectionChanged();
+        }
+        m_context.remove(chat);
+        saveQuietly();
+        loadProjects();
+        return LifecycleOutcome::done();
+    });
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::deleteProject(const std::shared_ptr<Project> &project, bool confirmed)
+{
+    QList<WorktreeSite> sites;
+    QSet<QString> seen;
+    auto note = [&](bool usesWorktree, const std::optional<QString> &path) {
+        if (auto site = worktreeSite(project->id, usesWorktree, path); site && !seen.contains(site->directory)) {
+            seen.insert(site->directory);
+            sites << *site;
+        }
+    };
+    const auto projectWorkspaces = workspaces(*project, true);
+    for (const auto &workspace : projectWorkspaces)
+        note(workspace->usesWorktree, workspace->worktreePath);
+    const auto allChats = projectChats(*project);
+    for (const auto &chat : allChats)
+        note(chat->usesWorktree, chat->worktreePath);
+    auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::removeProjectText, status); };
+    return guardedRemoval(sites, confirmed, true, warning, [this, project, projectWorkspaces, allChats] {
+        for (const auto &workspace : projectWorkspaces)
+            if (m_workspaceCloser)
+                m_workspaceCloser(workspace->id);
+        for (const auto &chat : allChats) {
+            closeSession(chat->id);
+            forgetChatState(chat->id);
+        }
+        if (m_selectedProjectId == project->id) {
+            m_selectedProjectId.reset();
+            m_selectedWorkspaceId.reset();
+            m_selectedChatId.reset();
+            emit selectionChanged();
+        }
+        m_context.remove(project);
+        saveQuietly();
+        loadProjects();
+        return LifecycleOutcome::done();
+    });
+}
+
+} // namespace corvane
