@@ -5,5 +5,4 @@ target_sources(corvane_core PRIVATE
     window/WindowCommands.h window/WindowCommands.cpp
     window/ShortcutBindings.h window/ShortcutBindings.cpp
     window/TabBarLayout.h window/TabBarLayout.cpp
-    window/SidebarModel.h window/SidebarModel.cpp
     window/WindowNavigator.h window/WindowNavigator.cpp)

@@ -7,12 +7,12 @@
 #include "core/store/StoreContext.h"
 #include "core/window/PinnedTool.h"
 #include "core/window/ShortcutBindings.h"
-#include "core/window/SidebarModel.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
+#include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -41,7 +41,7 @@ void showWarning(QWidget *parent, const QString &title, const QString &text)
 
 MainWindow::MainWindow(const WindowServices &services, int number, QWidget *parent)
     : QMainWindow(parent), m_services(services), m_state(new WindowStateModel(services.preferences, this)),
-      m_sidebarModel(new SidebarModel(services.context, services.center, this)),
+      m_sidebarModel(new SidebarViewModel(services.context, services.center, this)),
       m_navigator(new WindowNavigator(services.context, *m_state, this)), m_saveColumnsTimer(new QTimer(this))
 {
     setObjectName(QStringLiteral("MainWindow%1").arg(number));
@@ -73,14 +73,17 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     }, nullptr, this));
 
     connect(m_state, &WindowStateModel::changed, this, &MainWindow::scheduleRefresh);
-    connect(m_sidebarModel, &SidebarModel::changed, this, [this] {
+    connect(m_sidebarModel, &SidebarViewModel::projectsChanged, this, [this] {
         m_navigator->reconcile();
         scheduleRefresh();
     });
-    connect(m_sidebarModel, &SidebarModel::activityChanged, this, [this](const QUuid &chatId, ChatActivity activity) {
-        m_content->tabBar()->setActivity(chatId, activity);
+    connect(m_sidebarModel, &SidebarViewModel::activityStatesChanged, this, [this](const QUuid &chatId) {
+        m_content->tabBar()->setActivity(chatId, m_sidebarModel->activityStates().value(chatId));
         m_actions->update(commandContext(), isFullScreen());
     });
+    connect(&services.context, &StoreContext::saved, this, &MainWindow::storeChanged);
+    connect(&services.context, &StoreContext::merged, this, &MainWindow::storeChanged);
+    m_sidebarModel->loadProjects();
 
     // Quitting closes no window, so the layout is kept on the way out as well.
     connect(qApp, &QCoreApplication::aboutToQuit, this, &MainWindow::saveLayout);
@@ -112,18 +115,15 @@ void MainWindow::buildColumns()
     setCentralWidget(m_splitter);
 
     connect(m_sidebar, &SidebarView::projectActivated, this, [this](const QUuid &id) {
-        m_selectedProjectId = id;
         m_navigator->showProject(id);
         refresh();
     });
     connect(m_sidebar, &SidebarView::workspaceActivated, this, [this](const QUuid &id) {
         m_navigator->showWorkspace(id);
-        m_selectedProjectId = m_navigator->projectOfContent();
         refresh();
     });
     connect(m_sidebar, &SidebarView::chatActivated, this, [this](const QUuid &id) {
         m_navigator->showChat(id);
-        m_selectedProjectId = m_navigator->projectOfContent();
         refresh();
     });
     connect(m_sidebar, &SidebarView::toolActivated, this, [this](const QString &id) {
@@ -220,9 +220,38 @@ void MainWindow::scheduleRefresh()
     });
 }
 
+void MainWindow::storeChanged(const StoreChanges &changes)
+{
+    // Saves made elsewhere (sessions, other windows) change what the sidebar lists; one reload
+    // serves a burst of them.
+    if (m_reloadQueued || !(changes.touches(QStringLiteral("Project")) || changes.touches(QStringLiteral("Workspace"))
+                            || changes.touches(QStringLiteral("Chat"))))
+        return;
+    m_reloadQueued = true;
+    QTimer::singleShot(0, this, [this] {
+        m_reloadQueued = false;
+        m_sidebarModel->loadProjects();
+    });
+}
+
+void MainWindow::selectInSidebar()
+{
+    // The sidebar's selection follows the content: a project stays selected while one of its
+    // workspaces or chats is shown, and so picks where "New Workspace" goes.
+    const ContentState content = m_state->content();
+    if (const auto project = m_navigator->projectOfContent(); project && project != m_sidebarModel->selectedProjectId())
+        m_sidebarModel->selectProject(project);
+    if (m_sidebarModel->selectedWorkspaceId() != m_state->selectedWorkspaceId())
+        m_sidebarModel->selectWorkspace(m_state->selectedWorkspaceId());
+    const auto chat = currentChatId();
+    if (content.showsChat() && m_sidebarModel->selectedChatId() != chat)
+        m_sidebarModel->selectChat(chat);
+}
+
 void MainWindow::refresh()
 {
     m_refreshQueued = false;
+    selectInSidebar();
     drawContent();
     m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
     m_sidebar->setVisible(!m_state->isSidebarCollapsed());
@@ -267,7 +296,7 @@ void MainWindow::drawContent()
     QString chatTitle;
     const auto selected = m_state->selectedChatIdInWorkspace();
     for (const auto &chat : m_navigator->openChats(workspace->id)) {
-        tabs.append({chat->id, chat->name, m_sidebarModel->activity(chat->id)});
+        tabs.append({chat->id, chat->name, m_sidebarModel->activityStates().value(chat->id)});
         if (chat->id == selected)
             chatTitle = chat->name;
     }
@@ -296,8 +325,11 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
         close();
         return;
     case A::closeChat:
-        if (const auto workspace = m_navigator->closeShownWorkspace())
-            emit workspaceCloseRequested(*workspace);
+        if (const auto workspaceId = m_navigator->closeShownWorkspace()) {
+            if (const auto workspace = m_services.context.get<Workspace>(*workspaceId))
+                m_sidebarModel->closeWorkspace(*workspace);
+            emit workspaceCloseRequested(*workspaceId);
+        }
         return refresh();
     case A::toggleSidebar:
         m_state->setSidebarCollapsed(!m_state->isSidebarCollapsed());
@@ -334,10 +366,9 @@ void MainWindow::addProject()
 
 Status MainWindow::addProjectFolder(const QString &folder)
 {
-    auto workspace = m_sidebarModel->addProject(folder, m_state->activeProfileId());
+    auto workspace = m_sidebarModel->addProjectFolder(folder, m_state->activeProfileId());
     if (!workspace)
         return workspace.error();
-    m_selectedProjectId = workspace.value()->projectId;
     m_navigator->showWorkspace(workspace.value()->id);
     refresh();
     return {};
@@ -345,16 +376,17 @@ Status MainWindow::addProjectFolder(const QString &folder)
 
 void MainWindow::newWorkspace()
 {
-    QList<QUuid> projects;
-    for (const SidebarProject &project : m_sidebarModel->projects())
-        projects.append(project.id);
-    const auto project = m_navigator->projectForNewWorkspace(m_selectedProjectId, projects);
-    if (!project)
+    QList<QUuid> ids;
+    for (const auto &project : m_sidebarModel->projects())
+        ids.append(project->id);
+    const auto chosen = m_navigator->projectForNewWorkspace(m_sidebarModel->selectedProjectId(), ids);
+    if (!chosen)
         return;
-    auto workspace = m_sidebarModel->createWorkspace(*project, QStringLiteral("New Workspace"));
-    if (!workspace)
-        return showWarning(this, tr("Cannot add workspace"), workspace.error().message);
-    m_navigator->showWorkspace(workspace.value()->id);
+    const auto project = m_sidebarModel->projects().at(ids.indexOf(*chosen));
+    // The project opens in the sidebar so that the new workspace can be seen.
+    project->isExpanded = true;
+    const auto workspace = m_sidebarModel->createSimpleWorkspace(*project);
+    m_navigator->showWorkspace(workspace->id);
     refresh();
 }
 
@@ -363,10 +395,11 @@ void MainWindow::newChatInWorkspace()
     const ContentState content = m_state->content();
     if (content.kind != ContentState::Kind::workspace)
         return;
-    auto chat = m_sidebarModel->createChat(content.id);
-    if (!chat)
-        return showWarning(this, tr("Cannot add chat"), chat.error().message);
-    m_navigator->showChat(chat.value()->id);
+    const auto workspace = m_services.context.get<Workspace>(content.id);
+    if (!workspace)
+        return;
+    const auto chat = m_sidebarModel->createChat(*workspace);
+    m_navigator->showChat(chat->id);
     refresh();
 }
 

@@ -20,9 +20,10 @@ namespace corvane {
 class AppSettings;
 class InspectorView;
 class PreferencesStore;
-class SidebarModel;
 class SidebarView;
+class SidebarViewModel;
 class StoreContext;
+struct StoreChanges;
 class WindowActions;
 class WindowNavigator;
 class WindowStateModel;
@@ -38,7 +39,7 @@ struct WindowServices
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
 // of the window's commands. It draws the window state and forwards input to WindowNavigator and
-// SidebarModel, which decide.
+// SidebarViewModel, which decide.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -63,7 +64,7 @@ public:
 
     WindowStateModel &state() const { return *m_state; }
     WindowNavigator &navigator() const { return *m_navigator; }
-    SidebarModel &sidebarModel() const { return *m_sidebarModel; }
+    SidebarViewModel &sidebarModel() const { return *m_sidebarModel; }
     SidebarView *sidebar() const { return m_sidebar; }
     ContentArea *content() const { return m_content; }
     InspectorView *inspector() const { return m_inspector; }
@@ -87,6 +88,8 @@ private:
     void saveLayout();
     void refresh();
     void scheduleRefresh();
+    void storeChanged(const StoreChanges &changes);
+    void selectInSidebar();
     void drawContent();
     CommandContext commandContext() const;
     void addProject();
@@ -96,7 +99,7 @@ private:
 
     WindowServices m_services;
     WindowStateModel *m_state;
-    SidebarModel *m_sidebarModel;
+    SidebarViewModel *m_sidebarModel;
     WindowNavigator *m_navigator;
     SidebarView *m_sidebar = nullptr;
     ContentArea *m_content = nullptr;
@@ -106,13 +109,13 @@ private:
     QTimer *m_saveColumnsTimer;
     std::function<bool(const QUuid &)> m_pendingPermission;
     std::function<QString(QWidget *)> m_folderPicker;
-    std::optional<QUuid> m_selectedProjectId;
     QList<int> m_columnWidths;
     ObserverGuard m_sessionObserver;
     ObserverGuard m_shortcutObserver;
     ObserverGuard m_toolsObserver;
     bool m_hasSavedGeometry = false;
     bool m_refreshQueued = false;
+    bool m_reloadQueued = false;
 };
 
 } // namespace corvane

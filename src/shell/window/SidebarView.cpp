@@ -1,6 +1,7 @@
 #include "shell/window/SidebarView.h"
 
 #include "shell/window/ActivityColors.h"
+#include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QGridLayout>
 #include <QHeaderView>
@@ -33,7 +34,7 @@ QIcon dotIcon(std::optional<QColor> colour)
 
 } // namespace
 
-SidebarView::SidebarView(SidebarModel &model, QWidget *parent)
+SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
     : QWidget(parent), m_model(model), m_toolsLayout(new QGridLayout), m_tree(new QTreeWidget)
 {
     setObjectName(QStringLiteral("sidebar"));
@@ -67,8 +68,8 @@ SidebarView::SidebarView(SidebarModel &model, QWidget *parent)
     connect(m_tree, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem *item) {
         m_collapsedProjects.remove(item->data(0, idRole).toUuid());
     });
-    connect(&m_model, &SidebarModel::changed, this, &SidebarView::rebuild);
-    connect(&m_model, &SidebarModel::activityChanged, this, &SidebarView::updateActivity);
+    connect(&m_model, &SidebarViewModel::projectsChanged, this, &SidebarView::rebuild);
+    connect(&m_model, &SidebarViewModel::activityStatesChanged, this, &SidebarView::updateActivity);
     rebuild();
 }
 
@@ -101,40 +102,40 @@ void SidebarView::rebuild()
     const QSignalBlocker blocker(m_tree);
     m_tree->clear();
     m_items.clear();
-    for (const SidebarProject &project : m_model.projects()) {
-        auto *projectItem = new QTreeWidgetItem(m_tree, {project.name});
+    for (const auto &project : m_model.projects()) {
+        auto *projectItem = new QTreeWidgetItem(m_tree, {project->name});
         projectItem->setData(0, kindRole, int(ItemKind::project));
-        projectItem->setData(0, idRole, project.id);
-        projectItem->setToolTip(0, project.path);
+        projectItem->setData(0, idRole, project->id);
+        projectItem->setToolTip(0, project->path);
         QFont bold = projectItem->font(0);
         bold.setBold(true);
         projectItem->setFont(0, bold);
-        m_items.insert(project.id, projectItem);
-        for (const SidebarWorkspace &workspace : project.workspaces) {
-            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
+        m_items.insert(project->id, projectItem);
+        for (const auto &workspace : m_model.workspaces(*project)) {
+            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace->name});
             workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
-            workspaceItem->setData(0, idRole, workspace.id);
-            if (workspace.gitBranch)
-                workspaceItem->setToolTip(0, *workspace.gitBranch);
-            m_items.insert(workspace.id, workspaceItem);
-            for (const SidebarChat &chat : workspace.chats) {
-                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat.name});
+            workspaceItem->setData(0, idRole, workspace->id);
+            if (workspace->gitBranch)
+                workspaceItem->setToolTip(0, *workspace->gitBranch);
+            m_items.insert(workspace->id, workspaceItem);
+            for (const auto &chat : m_model.chats(*workspace)) {
+                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat->name});
                 chatItem->setData(0, kindRole, int(ItemKind::chat));
-                chatItem->setData(0, idRole, chat.id);
-                chatItem->setIcon(0, dotIcon(activityColor(m_model.activity(chat.id))));
-                m_items.insert(chat.id, chatItem);
+                chatItem->setData(0, idRole, chat->id);
+                chatItem->setIcon(0, dotIcon(activityColor(m_model.activityStates().value(chat->id))));
+                m_items.insert(chat->id, chatItem);
             }
             workspaceItem->setExpanded(true);
         }
-        projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
+        projectItem->setExpanded(project->isExpanded && !m_collapsedProjects.contains(project->id));
     }
     setSelection(m_content, m_chatInWorkspace);
 }
 
-void SidebarView::updateActivity(const QUuid &chatId, ChatActivity activity)
+void SidebarView::updateActivity(const QUuid &chatId)
 {
     if (QTreeWidgetItem *item = m_items.value(chatId))
-        item->setIcon(0, dotIcon(activityColor(activity)));
+        item->setIcon(0, dotIcon(activityColor(m_model.activityStates().value(chatId))));
 }
 
 void SidebarView::setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace)

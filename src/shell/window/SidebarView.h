@@ -2,7 +2,6 @@
 
 #include "core/window/ContentState.h"
 #include "core/window/PinnedTool.h"
-#include "core/window/SidebarModel.h"
 
 #include <QHash>
 #include <QSet>
@@ -17,9 +16,11 @@ class QTreeWidgetItem;
 
 namespace corvane {
 
-// The sidebar column: the pinned tools, then projects with their workspaces and open chats, each
-// chat marked with its activity, and a button to add a project. It draws the SidebarModel and
-// reports what the user picked.
+class SidebarViewModel;
+
+// The sidebar column: the pinned tools, then projects with their live workspaces and open chats,
+// each chat marked with its activity, and a button to add a project. It draws the
+// SidebarViewModel and reports what the user picked.
 class SidebarView : public QWidget
 {
     Q_OBJECT
@@ -29,11 +30,12 @@ public:
     static constexpr int kindRole = Qt::UserRole;
     static constexpr int idRole = Qt::UserRole + 1;
 
-    explicit SidebarView(SidebarModel &model, QWidget *parent = nullptr);
+    explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
 
     void setTools(const QList<PinnedTool> &tools);
     // Highlights what the content column shows.
     void setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace);
+    void rebuild();
 
     QTreeWidget *tree() const { return m_tree; }
     QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
@@ -46,11 +48,10 @@ signals:
     void addProjectRequested();
 
 private:
-    void rebuild();
-    void updateActivity(const QUuid &chatId, ChatActivity activity);
+    void updateActivity(const QUuid &chatId);
     void itemClicked(QTreeWidgetItem *item);
 
-    SidebarModel &m_model;
+    SidebarViewModel &m_model;
     QGridLayout *m_toolsLayout;
     QTreeWidget *m_tree;
     QHash<QUuid, QTreeWidgetItem *> m_items;

@@ -7,3 +7,5 @@ target_sources(corvane_shell PRIVATE
     window/InspectorView.h window/InspectorView.cpp
     window/WindowActions.h window/WindowActions.cpp
     window/MainWindow.h window/MainWindow.cpp)
+# The sidebar draws the workspace lifecycle's view model.
+target_link_libraries(corvane_shell PUBLIC corvane_source_control)

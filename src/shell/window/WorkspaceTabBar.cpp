@@ -28,7 +28,7 @@ void WorkspaceTabBar::setTabs(const QList<Tab> &tabs, std::optional<QUuid> selec
     update();
 }
 
-void WorkspaceTabBar::setActivity(const QUuid &chatId, ChatActivity activity)
+void WorkspaceTabBar::setActivity(const QUuid &chatId, const QString &activity)
 {
     for (Tab &tab : m_tabs)
         if (tab.chatId == chatId && tab.activity != activity) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "core/window/SidebarModel.h"
-
 #include <QList>
 #include <QRectF>
 #include <QUuid>
@@ -22,13 +20,13 @@ public:
     {
         QUuid chatId;
         QString title;
-        ChatActivity activity = ChatActivity::idle;
+        QString activity; // the raw activity state; empty or "idle" draws no dot
     };
 
     explicit WorkspaceTabBar(QWidget *parent = nullptr);
 
     void setTabs(const QList<Tab> &tabs, std::optional<QUuid> selectedChatId);
-    void setActivity(const QUuid &chatId, ChatActivity activity);
+    void setActivity(const QUuid &chatId, const QString &activity);
     const QList<Tab> &tabs() const { return m_tabs; }
     std::optional<QUuid> selectedChatId() const { return m_selected; }
 

@@ -6,12 +6,10 @@
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
-#include "core/window/SidebarModel.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "support/TestEnvironment.h"
 
-#include <QDir>
 #include <QTest>
 
 #include <functional>
@@ -21,8 +19,8 @@ using namespace corvane;
 
 namespace {
 
-// A store, preferences and one window's logic, with one project folder added the way the
-// window's "Add Project" adds it: a workspace "New Workspace" holding "Chat 1".
+// A store, preferences and one window's logic, with one project holding a workspace "New
+// Workspace" with its "Chat 1".
 struct Fixture
 {
     test::TestEnvironment env;
@@ -30,7 +28,6 @@ struct Fixture
     std::unique_ptr<PreferencesStore> preferences;
     NotificationCenter center;
     std::unique_ptr<WindowStateModel> state;
-    std::unique_ptr<SidebarModel> sidebar;
     std::unique_ptr<WindowNavigator> navigator;
     std::shared_ptr<Workspace> workspace;
 
@@ -38,8 +35,33 @@ struct Fixture
     {
         store = Store::open(env.path("store.sqlite")).value();
         reopenWindow();
-        QDir(env.root()).mkpath("repo");
-        workspace = sidebar->addProject(env.path("repo"), std::nullopt).value();
+        workspace = addProject(QStringLiteral("repo"));
+    }
+
+    std::shared_ptr<Workspace> addProject(const QString &name)
+    {
+        Project project;
+        project.name = name;
+        project.path = env.path(name);
+        Workspace made;
+        made.name = QStringLiteral("New Workspace");
+        made.projectId = project.id;
+        context().insert(project);
+        auto inserted = context().insert(made);
+        addChat(inserted->id, QStringLiteral("Chat 1"), 0);
+        return inserted;
+    }
+
+    std::shared_ptr<Chat> addChat(const QUuid &workspaceId, const QString &name, qint64 sortOrder)
+    {
+        Chat chat;
+        chat.name = name;
+        chat.sortOrder = sortOrder;
+        chat.workspaceId = workspaceId;
+        chat.projectId = context().get<Workspace>(workspaceId)->projectId;
+        auto inserted = context().insert(chat);
+        [&] { QVERIFY(context().save()); }();
+        return inserted;
     }
 
     StoreContext &context() { return store->mainContext(); }
@@ -48,11 +70,9 @@ struct Fixture
     void reopenWindow()
     {
         navigator.reset();
-        sidebar.reset();
         state.reset();
         preferences = std::make_unique<PreferencesStore>(env.path("settings.json"));
         state = std::make_unique<WindowStateModel>(*preferences);
-        sidebar = std::make_unique<SidebarModel>(context(), center);
         navigator = std::make_unique<WindowNavigator>(context(), *state, nullptr);
     }
 
@@ -76,44 +96,10 @@ class WindowNavigationTest : public QObject
     Q_OBJECT
 
 private slots:
-    void addingAProjectMakesItsFirstWorkspace()
-    {
-        Fixture f;
-        QCOMPARE(f.sidebar->projects().size(), 1);
-        const SidebarProject &project = f.sidebar->projects().first();
-        QCOMPARE(project.name, QStringLiteral("repo"));
-        QCOMPARE(project.workspaces.size(), 1);
-        QCOMPARE(project.workspaces.first().name, QStringLiteral("New Workspace"));
-        QCOMPARE(project.workspaces.first().chats.first().name, QStringLiteral("Chat 1"));
-    }
-
-    void badProjectFolders_data()
-    {
-        QTest::addColumn<QString>("folder");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("missing folder") << "missing" << "does not exist";
-        QTest::newRow("a file") << "file.txt" << "does not exist";
-        QTest::newRow("already a project, with a trailing slash") << "repo/" << "is already the project \"repo\"";
-    }
-
-    void badProjectFolders()
-    {
-        QFETCH(QString, folder);
-        QFETCH(QString, message);
-        Fixture f;
-        QFile file(f.env.path("file.txt"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        const auto added = f.sidebar->addProject(f.env.path(folder), std::nullopt);
-        QVERIFY(!added);
-        QVERIFY2(added.error().message.contains(message), qPrintable(added.error().message));
-        QCOMPARE(f.context().count<Project>().value(), 1);
-    }
-
     void showingAChatMakesItTheWorkspacesActiveChat()
     {
         Fixture f;
-        const auto second = f.sidebar->createChat(f.workspace->id).value();
-        QCOMPARE(second->name, QStringLiteral("Chat 2"));
+        const auto second = f.addChat(f.workspace->id, QStringLiteral("Chat 2"), 1);
         f.navigator->showChat(second->id);
         QCOMPARE(f.state->content(), ContentState::workspace(f.workspace->id));
         QCOMPARE(f.state->selectedChatIdInWorkspace(), std::optional(second->id));
@@ -125,13 +111,6 @@ private slots:
         f.navigator->showProject(*f.workspace->projectId);
         f.navigator->showWorkspace(f.workspace->id);
         QCOMPARE(f.state->selectedChatIdInWorkspace(), std::optional(second->id));
-    }
-
-    void newChatNumberCountsArchivedChats()
-    {
-        Fixture f;
-        f.archive(f.chats().first());
-        QCOMPARE(f.sidebar->createChat(f.workspace->id).value()->name, QStringLiteral("Chat 2"));
     }
 
     void followingRecordsThatGoAway_data()
@@ -167,7 +146,7 @@ private slots:
         QFETCH(bool, empty);
         QFETCH(int, selectedChat);
         Fixture f;
-        const auto second = f.sidebar->createChat(f.workspace->id).value();
+        const auto second = f.addChat(f.workspace->id, QStringLiteral("Chat 2"), 1);
         f.navigator->showChat(second->id);
         f.state->setInspectorCollapsed(false);
         change(f);
@@ -264,8 +243,7 @@ private slots:
     void projectForNewWorkspace()
     {
         Fixture f;
-        QDir(f.env.root()).mkpath("second");
-        const auto second = f.sidebar->addProject(f.env.path("second"), std::nullopt).value();
+        const auto second = f.addProject(QStringLiteral("second"));
         const QUuid first = *f.workspace->projectId;
         const QList<QUuid> projects{first, *second->projectId};
         f.navigator->showEmpty();
@@ -275,27 +253,6 @@ private slots:
         QCOMPARE(f.navigator->projectForNewWorkspace(first, projects), std::optional(first));
         QCOMPARE(f.navigator->projectForNewWorkspace(QUuid::createUuid(), projects), second->projectId);
         QCOMPARE(f.navigator->projectForNewWorkspace(std::nullopt, {}), std::nullopt);
-    }
-
-    void activityBroadcast_data()
-    {
-        QTest::addColumn<QVariant>("state");
-        QTest::addColumn<int>("expected"); // -1: ignored
-        QTest::newRow("name") << QVariant(QStringLiteral("waitingForPermission")) << int(ChatActivity::waitingForPermission);
-        QTest::newRow("ordinal") << QVariant(1) << int(ChatActivity::processing);
-        QTest::newRow("unknown name") << QVariant(QStringLiteral("busy")) << -1;
-        QTest::newRow("ordinal out of range") << QVariant(7) << -1;
-    }
-
-    void activityBroadcast()
-    {
-        QFETCH(QVariant, state);
-        QFETCH(int, expected);
-        Fixture f;
-        const QUuid chat = f.chats().first()->id;
-        f.center.post(chatActivityStateDidChange, nullptr, {{"chatId", chat}, {"state", QVariant(QStringLiteral("completed"))}});
-        f.center.post(chatActivityStateDidChange, nullptr, {{"chatId", chat}, {"state", state}});
-        QCOMPARE(int(f.sidebar->activity(chat)), expected < 0 ? int(ChatActivity::completed) : expected);
     }
 };
 

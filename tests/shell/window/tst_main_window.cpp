@@ -5,7 +5,6 @@
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
-#include "core/window/SidebarModel.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/Appearance.h"
@@ -15,6 +14,8 @@
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "shell/window/WorkspaceTabBar.h"
+#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceNotifications.h"
 #include "support/TestEnvironment.h"
 
 #include <QAction>
@@ -108,8 +109,8 @@ private slots:
 
         window->actions().action(KeyboardShortcutAction::addProject)->trigger();
         QCOMPARE(window->sidebarModel().projects().size(), 1);
-        const SidebarProject project = window->sidebarModel().projects().first();
-        QCOMPARE(project.name, QStringLiteral("alpha"));
+        const auto project = window->sidebarModel().projects().first();
+        QCOMPARE(project->name, QStringLiteral("alpha"));
         QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("workspacePage"));
         WorkspaceTabBar *bar = window->content()->tabBar();
         QCOMPARE(tabTitles(bar), QStringList{"Chat 1"});
@@ -135,17 +136,17 @@ private slots:
         QCOMPARE(window->content()->chatViewId(), std::optional(bar->tabs().at(0).chatId));
 
         // Sidebar: the project shows its overview, a chat brings back its workspace.
-        click(window->sidebar(), project.id);
+        click(window->sidebar(), project->id);
         QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("projectPage"));
         QVERIFY(!window->actions().action(KeyboardShortcutAction::closeChat)->isEnabled());
         click(window->sidebar(), second);
-        QCOMPARE(window->state().content(), ContentState::workspace(project.workspaces.first().id));
+        QCOMPARE(window->state().content(), ContentState::workspace(window->sidebarModel().workspaces(*project).first()->id));
         QCOMPARE(window->currentChatId(), std::optional(second));
         QCOMPARE(window->sidebar()->tree()->currentItem(), window->sidebar()->item(second));
 
         // Activity from the sessions reaches the tab bar.
-        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", second}, {"state", QStringLiteral("processing")}});
-        QCOMPARE(bar->tabs().at(1).activity, ChatActivity::processing);
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", second}, {"state", QStringLiteral("processing")}});
+        QCOMPARE(bar->tabs().at(1).activity, QStringLiteral("processing"));
 
         // Close Workspace goes to the empty state and hands the workspace over for its sessions.
         QSignalSpy closed(window.get(), &MainWindow::workspaceCloseRequested);
@@ -254,9 +255,9 @@ private slots:
         for (int i = 0; i < 2; ++i)
             window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
         const auto tabs = window->content()->tabBar()->tabs();
-        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(0).chatId}, {"state", "processing"}});
-        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(1).chatId}, {"state", "waitingForPermission"}});
-        s.center.post(chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(2).chatId}, {"state", "completed"}});
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(0).chatId}, {"state", "processing"}});
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(1).chatId}, {"state", "waitingForPermission"}});
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(2).chatId}, {"state", "completed"}});
         window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
         window->resize(1400, 820);
         QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
