@@ -5,4 +5,5 @@ target_sources(corvane_core PRIVATE
     window/WindowCommands.h window/WindowCommands.cpp
     window/ShortcutBindings.h window/ShortcutBindings.cpp
     window/TabBarLayout.h window/TabBarLayout.cpp
+    window/ProfilePage.h window/ProfilePage.cpp
     window/WindowNavigator.h window/WindowNavigator.cpp)

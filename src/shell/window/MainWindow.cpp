@@ -130,6 +130,10 @@ void MainWindow::buildColumns()
         m_navigator->showTool(id);
         refresh();
     });
+    connect(m_sidebar, &SidebarView::profileActivated, this, [this](const QUuid &id) {
+        m_navigator->selectProfile(id);
+        refresh();
+    });
     connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
     connect(m_content, &ContentArea::addProjectRequested, this, &MainWindow::addProject);
     connect(m_content->tabBar(), &WorkspaceTabBar::chatSelected, this, [this](const QUuid &id) {
@@ -252,6 +256,7 @@ void MainWindow::refresh()
 {
     m_refreshQueued = false;
     selectInSidebar();
+    m_sidebar->setActiveProfile(m_state->activeProfileId());
     drawContent();
     m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
     m_sidebar->setVisible(!m_state->isSidebarCollapsed());

@@ -1,8 +1,10 @@
 #include "shell/window/SidebarView.h"
 
+#include "core/window/ProfilePage.h"
 #include "shell/window/ActivityColors.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
+#include <QComboBox>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -35,12 +37,19 @@ QIcon dotIcon(std::optional<QColor> colour)
 } // namespace
 
 SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
-    : QWidget(parent), m_model(model), m_toolsLayout(new QGridLayout), m_tree(new QTreeWidget)
+    : QWidget(parent), m_model(model), m_profiles(new QComboBox), m_toolsLayout(new QGridLayout),
+      m_tree(new QTreeWidget)
 {
     setObjectName(QStringLiteral("sidebar"));
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 8);
     layout->setSpacing(6);
+    m_profiles->setObjectName(QStringLiteral("profilePicker"));
+    m_profiles->setToolTip(tr("The profile whose projects are listed"));
+    layout->addWidget(m_profiles);
+    connect(m_profiles, &QComboBox::activated, this, [this](int index) {
+        emit profileActivated(m_profiles->itemData(index).toUuid());
+    });
     m_toolsLayout->setSpacing(4);
     layout->addLayout(m_toolsLayout);
 
@@ -102,7 +111,8 @@ void SidebarView::rebuild()
     const QSignalBlocker blocker(m_tree);
     m_tree->clear();
     m_items.clear();
-    for (const auto &project : m_model.projects()) {
+    rebuildProfiles();
+    for (const auto &project : projectsOnProfilePage(m_model.projects(), m_model.profiles(), m_activeProfile)) {
         auto *projectItem = new QTreeWidgetItem(m_tree, {project->name});
         projectItem->setData(0, kindRole, int(ItemKind::project));
         projectItem->setData(0, idRole, project->id);
@@ -130,6 +140,30 @@ void SidebarView::rebuild()
         projectItem->setExpanded(project->isExpanded && !m_collapsedProjects.contains(project->id));
     }
     setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::rebuildProfiles()
+{
+    // With one account or none there is nothing to choose.
+    const QSignalBlocker blocker(m_profiles);
+    m_profiles->clear();
+    for (const auto &profile : m_model.profiles()) {
+        m_profiles->addItem(dotIcon(profile->colorHex ? std::optional(QColor(*profile->colorHex)) : std::nullopt),
+                            profile->name, profile->id);
+        if (profile->id == m_activeProfile)
+            m_profiles->setCurrentIndex(m_profiles->count() - 1);
+    }
+    if (!m_activeProfile)
+        m_profiles->setCurrentIndex(-1);
+    m_profiles->setVisible(m_model.profiles().size() > 1);
+}
+
+void SidebarView::setActiveProfile(std::optional<QUuid> profileId)
+{
+    if (profileId == m_activeProfile)
+        return;
+    m_activeProfile = profileId;
+    rebuild();
 }
 
 void SidebarView::updateActivity(const QUuid &chatId)

@@ -10,6 +10,7 @@
 
 #include <optional>
 
+class QComboBox;
 class QGridLayout;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -35,12 +36,16 @@ public:
     void setTools(const QList<PinnedTool> &tools);
     // Highlights what the content column shows.
     void setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace);
+    // Lists the projects of this profile's page.
+    void setActiveProfile(std::optional<QUuid> profileId);
     void rebuild();
 
     QTreeWidget *tree() const { return m_tree; }
+    QComboBox *profilePicker() const { return m_profiles; }
     QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
 
 signals:
+    void profileActivated(const QUuid &profileId);
     void projectActivated(const QUuid &projectId);
     void workspaceActivated(const QUuid &workspaceId);
     void chatActivated(const QUuid &chatId);
@@ -49,15 +54,18 @@ signals:
 
 private:
     void updateActivity(const QUuid &chatId);
+    void rebuildProfiles();
     void itemClicked(QTreeWidgetItem *item);
 
     SidebarViewModel &m_model;
+    QComboBox *m_profiles;
     QGridLayout *m_toolsLayout;
     QTreeWidget *m_tree;
     QHash<QUuid, QTreeWidgetItem *> m_items;
     QSet<QUuid> m_collapsedProjects;
     ContentState m_content;
     std::optional<QUuid> m_chatInWorkspace;
+    std::optional<QUuid> m_activeProfile;
 };
 
 } // namespace corvane

@@ -1,6 +1,9 @@
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
 #include "core/settings/PreferencesStore.h"
 #include "core/window/ContentState.h"
 #include "core/window/PinnedTool.h"
+#include "core/window/ProfilePage.h"
 #include "core/window/ShortcutBindings.h"
 #include "core/window/TabBarLayout.h"
 #include "core/window/WindowCommands.h"
@@ -206,6 +209,50 @@ private slots:
             QVERIFY(!isKeptForTerminal(*each.combo));
             seen.insert(*each.combo);
         }
+    }
+
+    void profilePage_data()
+    {
+        // Projects: "mine" (work), "home" (home), "loose" (none), "stray" (a deleted profile).
+        QTest::addColumn<QString>("active");
+        QTest::addColumn<bool>("workIsDefault");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList all{"mine", "home", "loose", "stray"};
+        QTest::newRow("no active profile") << "" << true << all;
+        QTest::newRow("active profile deleted") << "gone" << true << all;
+        QTest::newRow("default profile takes the orphans") << "work" << true << QStringList{"mine", "loose", "stray"};
+        QTest::newRow("other profile only its own") << "home" << true << QStringList{"home"};
+        QTest::newRow("no default: orphans nowhere but the full list") << "work" << false << QStringList{"mine"};
+    }
+
+    void profilePage()
+    {
+        QFETCH(QString, active);
+        QFETCH(bool, workIsDefault);
+        QFETCH(QStringList, expected);
+        auto work = std::make_shared<Profile>();
+        work->isDefault = workIsDefault;
+        auto home = std::make_shared<Profile>();
+        const auto project = [](const char *name, std::optional<QUuid> profile) {
+            auto p = std::make_shared<Project>();
+            p->name = QString::fromLatin1(name);
+            p->profileId = profile;
+            return p;
+        };
+        const QList<std::shared_ptr<Project>> projects{project("mine", work->id), project("home", home->id),
+                                                       project("loose", std::nullopt),
+                                                       project("stray", QUuid::createUuid())};
+        std::optional<QUuid> activeId;
+        if (active == QLatin1String("work"))
+            activeId = work->id;
+        else if (active == QLatin1String("home"))
+            activeId = home->id;
+        else if (!active.isEmpty())
+            activeId = QUuid::createUuid();
+        QStringList names;
+        for (const auto &p : projectsOnProfilePage(projects, {work, home}, activeId))
+            names << p->name;
+        QCOMPARE(names, expected);
     }
 
     void tabBarLayout_data()

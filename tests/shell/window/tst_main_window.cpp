@@ -1,5 +1,7 @@
 #include "core/NotificationCenter.h"
 #include "core/records/Chat.h"
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
 #include "core/settings/PreferencesStore.h"
@@ -20,6 +22,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QPointer>
@@ -171,6 +174,41 @@ private slots:
         QTRY_VERIFY(window->state().content().isEmpty());
         QTRY_COMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
         QVERIFY(!window->sidebar()->item(workspaceId));
+    }
+
+    void profilePages()
+    {
+        Services s;
+        Profile work, home;
+        work.name = QStringLiteral("Work");
+        work.isDefault = true;
+        home.name = QStringLiteral("Home");
+        home.sortOrder = 1;
+        s.store->mainContext().insert(work);
+        s.store->mainContext().insert(home);
+        QVERIFY(s.store->mainContext().save());
+        makeRepository(s.env.path("job"));
+        makeRepository(s.env.path("hobby"));
+
+        auto window = s.openWindow();
+        QComboBox *picker = window->sidebar()->profilePicker();
+        QVERIFY(picker->isVisible());
+        picker->activated(0);
+        QVERIFY(window->addProjectFolder(s.env.path("job")));
+        const QUuid jobWorkspace = window->state().content().id;
+        picker->activated(1);
+        QVERIFY(window->state().content().isEmpty());
+        QVERIFY(window->addProjectFolder(s.env.path("hobby")));
+        const auto hobby = window->sidebarModel().projects().last();
+        QCOMPARE(hobby->profileId, std::optional(home.id));
+        QVERIFY(window->sidebar()->item(hobby->id));
+        QVERIFY(!window->sidebar()->item(jobWorkspace));
+
+        // Back on the work page, its last workspace comes back.
+        picker->activated(0);
+        QCOMPARE(window->state().content(), ContentState::workspace(jobWorkspace));
+        QVERIFY(window->sidebar()->item(jobWorkspace));
+        QVERIFY(!window->sidebar()->item(hobby->id));
     }
 
     void keyboardShortcuts()
