@@ -6,4 +6,5 @@ target_sources(corvane_core PRIVATE
     window/ShortcutBindings.h window/ShortcutBindings.cpp
     window/TabBarLayout.h window/TabBarLayout.cpp
     window/ProfilePage.h window/ProfilePage.cpp
+    window/SidebarTree.h window/SidebarTree.cpp
     window/WindowNavigator.h window/WindowNavigator.cpp)

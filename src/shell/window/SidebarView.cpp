@@ -1,6 +1,7 @@
 #include "shell/window/SidebarView.h"
 
 #include "core/window/ProfilePage.h"
+#include "core/window/SidebarTree.h"
 #include "shell/window/ActivityColors.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -32,6 +33,16 @@ QIcon dotIcon(std::optional<QColor> colour)
         painter.drawEllipse(QRectF(2, 2, 8, 8));
     }
     return QIcon(pixmap);
+}
+
+// One icon per state, made once: a large sidebar sets thousands of them.
+QIcon activityIcon(const QString &state)
+{
+    static QHash<QString, QIcon> icons;
+    auto found = icons.constFind(state);
+    if (found == icons.constEnd())
+        found = icons.insert(state, dotIcon(activityColor(state)));
+    return *found;
 }
 
 } // namespace
@@ -112,32 +123,33 @@ void SidebarView::rebuild()
     m_tree->clear();
     m_items.clear();
     rebuildProfiles();
-    for (const auto &project : projectsOnProfilePage(m_model.projects(), m_model.profiles(), m_activeProfile)) {
-        auto *projectItem = new QTreeWidgetItem(m_tree, {project->name});
+    QFont bold = m_tree->font();
+    bold.setBold(true);
+    const auto page = projectsOnProfilePage(m_model.projects(), m_model.profiles(), m_activeProfile);
+    for (const SidebarProjectRow &project : readSidebarTree(m_model.modelContext(), page)) {
+        auto *projectItem = new QTreeWidgetItem(m_tree, {project.name});
         projectItem->setData(0, kindRole, int(ItemKind::project));
-        projectItem->setData(0, idRole, project->id);
-        projectItem->setToolTip(0, project->path);
-        QFont bold = projectItem->font(0);
-        bold.setBold(true);
+        projectItem->setData(0, idRole, project.id);
+        projectItem->setToolTip(0, project.path);
         projectItem->setFont(0, bold);
-        m_items.insert(project->id, projectItem);
-        for (const auto &workspace : m_model.workspaces(*project)) {
-            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace->name});
+        m_items.insert(project.id, projectItem);
+        for (const SidebarWorkspaceRow &workspace : project.workspaces) {
+            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
             workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
-            workspaceItem->setData(0, idRole, workspace->id);
-            if (workspace->gitBranch)
-                workspaceItem->setToolTip(0, *workspace->gitBranch);
-            m_items.insert(workspace->id, workspaceItem);
-            for (const auto &chat : m_model.chats(*workspace)) {
-                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat->name});
+            workspaceItem->setData(0, idRole, workspace.id);
+            if (workspace.gitBranch)
+                workspaceItem->setToolTip(0, *workspace.gitBranch);
+            m_items.insert(workspace.id, workspaceItem);
+            for (const SidebarChatRow &chat : workspace.chats) {
+                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat.name});
                 chatItem->setData(0, kindRole, int(ItemKind::chat));
-                chatItem->setData(0, idRole, chat->id);
-                chatItem->setIcon(0, dotIcon(activityColor(m_model.activityStates().value(chat->id))));
-                m_items.insert(chat->id, chatItem);
+                chatItem->setData(0, idRole, chat.id);
+                chatItem->setIcon(0, activityIcon(m_model.activityStates().value(chat.id)));
+                m_items.insert(chat.id, chatItem);
             }
             workspaceItem->setExpanded(true);
         }
-        projectItem->setExpanded(project->isExpanded && !m_collapsedProjects.contains(project->id));
+        projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
     }
     setSelection(m_content, m_chatInWorkspace);
 }
@@ -169,7 +181,7 @@ void SidebarView::setActiveProfile(std::optional<QUuid> profileId)
 void SidebarView::updateActivity(const QUuid &chatId)
 {
     if (QTreeWidgetItem *item = m_items.value(chatId))
-        item->setIcon(0, dotIcon(activityColor(m_model.activityStates().value(chatId))));
+        item->setIcon(0, activityIcon(m_model.activityStates().value(chatId)));
 }
 
 void SidebarView::setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace)
