@@ -1,7 +1,10 @@
 #include "shell/window/ContentArea.h"
 
 #include <QLabel>
+#include <QEvent>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace corvane {
@@ -37,7 +40,7 @@ ContentArea::ContentArea(QWidget *parent)
       m_projectPage(page(QStringLiteral("projectPage"))), m_workspacePage(page(QStringLiteral("workspacePage"))),
       m_chatPage(page(QStringLiteral("chatPage"))), m_toolPage(page(QStringLiteral("toolPage"))),
       m_projectTitle(title({})), m_projectPath(quiet()), m_toolTitle(title({})), m_toolDescription(quiet()),
-      m_tabBar(new WorkspaceTabBar), m_workspaceHost(new QVBoxLayout), m_chatHost(new QVBoxLayout)
+      m_tabBar(new WorkspaceTabBar), m_tabScroller(new QScrollArea), m_workspaceHost(new QVBoxLayout), m_chatHost(new QVBoxLayout)
 {
     setObjectName(QStringLiteral("content"));
     setMinimumWidth(400);
@@ -63,7 +66,16 @@ ContentArea::ContentArea(QWidget *parent)
     auto *workspace = new QVBoxLayout(m_workspacePage);
     workspace->setContentsMargins(0, 0, 0, 0);
     workspace->setSpacing(0);
-    workspace->addWidget(m_tabBar);
+    // Many chats make the row wider than the column; it scrolls sideways, the + stays reachable.
+    m_tabScroller->setObjectName(QStringLiteral("tabScroller"));
+    m_tabScroller->setFrameShape(QFrame::NoFrame);
+    m_tabScroller->setWidgetResizable(true);
+    m_tabScroller->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_tabScroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_tabScroller->setWidget(m_tabBar);
+    m_tabScroller->setFixedHeight(m_tabBar->height() + m_tabScroller->horizontalScrollBar()->sizeHint().height());
+    m_tabScroller->viewport()->installEventFilter(this);
+    workspace->addWidget(m_tabScroller);
     workspace->addLayout(m_workspaceHost, 1);
 
     m_chatHost->setContentsMargins(0, 0, 0, 0);
@@ -78,6 +90,13 @@ ContentArea::ContentArea(QWidget *parent)
     tool->addStretch();
 
     setCurrentWidget(m_emptyPage);
+}
+
+bool ContentArea::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_tabScroller->viewport() && event->type() == QEvent::Resize)
+        m_tabBar->setLayoutWidth(m_tabScroller->viewport()->width());
+    return QStackedWidget::eventFilter(watched, event);
 }
 
 QWidget *ContentArea::page(const QString &name)

@@ -11,6 +11,7 @@
 #include <optional>
 
 class QLabel;
+class QScrollArea;
 class QVBoxLayout;
 
 namespace corvane {
@@ -45,6 +46,9 @@ public:
 signals:
     void addProjectRequested();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     QWidget *page(const QString &name);
     void placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title);
@@ -60,6 +64,7 @@ private:
     QLabel *m_toolTitle;
     QLabel *m_toolDescription;
     WorkspaceTabBar *m_tabBar;
+    QScrollArea *m_tabScroller;
     QVBoxLayout *m_workspaceHost;
     QVBoxLayout *m_chatHost;
     QPointer<QWidget> m_chatView;

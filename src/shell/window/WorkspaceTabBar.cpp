@@ -4,6 +4,8 @@
 #include "shell/window/ActivityColors.h"
 
 #include <QMouseEvent>
+
+#include <cmath>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -25,7 +27,23 @@ void WorkspaceTabBar::setTabs(const QList<Tab> &tabs, std::optional<QUuid> selec
 {
     m_tabs = tabs;
     m_selected = selectedChatId;
+    updateExtent();
     update();
+}
+
+void WorkspaceTabBar::setLayoutWidth(int width)
+{
+    if (width == m_layoutWidth)
+        return;
+    m_layoutWidth = width;
+    updateExtent();
+    update();
+}
+
+void WorkspaceTabBar::updateExtent()
+{
+    const QRectF add = addButtonRect();
+    setMinimumWidth(int(std::ceil(add.right() + tabBar::horizontalPadding)));
 }
 
 void WorkspaceTabBar::setActivity(const QUuid &chatId, const QString &activity)
@@ -39,7 +57,7 @@ void WorkspaceTabBar::setActivity(const QUuid &chatId, const QString &activity)
 
 QList<QRectF> WorkspaceTabBar::pillRects() const
 {
-    return tabBar::pillRects(width(), height(), int(m_tabs.size()));
+    return tabBar::pillRects(m_layoutWidth >= 0 ? m_layoutWidth : width(), height(), int(m_tabs.size()));
 }
 
 QRectF WorkspaceTabBar::addButtonRect() const

@@ -35,6 +35,9 @@ public:
     QRectF addButtonRect() const;
 
     QSize sizeHint() const override;
+    // The width the pills share: the visible width of the scroll area around the bar, else the
+    // bar's own. Pills that do not fit make the bar wider than that, and it scrolls.
+    void setLayoutWidth(int width);
 
 signals:
     void chatSelected(const QUuid &chatId);
@@ -45,7 +48,10 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
 
 private:
+    void updateExtent();
+
     QList<Tab> m_tabs;
+    int m_layoutWidth = -1;
     std::optional<QUuid> m_selected;
 };
 

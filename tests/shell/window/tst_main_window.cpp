@@ -27,6 +27,8 @@
 #include <QLabel>
 #include <QPointer>
 #include <QProcess>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QSplitter>
 #include <QTest>
@@ -156,6 +158,28 @@ private slots:
         window->actions().action(KeyboardShortcutAction::closeChat)->trigger();
         QCOMPARE(closed.size(), 1);
         QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+    }
+
+    void manyChatsScroll()
+    {
+        Services s;
+        makeRepository(s.env.path("many"));
+        auto window = s.openWindow();
+        window->resize(1000, 600);
+        QVERIFY(window->addProjectFolder(s.env.path("many")));
+        for (int i = 0; i < 11; ++i)
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+        QApplication::processEvents();
+        WorkspaceTabBar *bar = window->content()->tabBar();
+        QCOMPARE(bar->tabs().size(), 12);
+        QCOMPARE(bar->pillRects().first().width(), 120.0);
+        // The row is wider than the column, scrolls, and still ends with the + button.
+        auto *scroller = window->content()->findChild<QScrollArea *>(QStringLiteral("tabScroller"));
+        QVERIFY(bar->width() > scroller->viewport()->width());
+        QVERIFY(scroller->horizontalScrollBar()->maximum() > 0);
+        QVERIFY(bar->rect().contains(bar->addButtonRect().toRect()));
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->addButtonRect().center().toPoint());
+        QCOMPARE(bar->tabs().size(), 13);
     }
 
     void archivedWorkspaceLeavesTheWindow()
