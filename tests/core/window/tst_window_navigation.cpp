@@ -6,6 +6,7 @@
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "core/window/SidebarTree.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "support/TestEnvironment.h"
@@ -253,6 +254,39 @@ private slots:
         QCOMPARE(f.navigator->projectForNewWorkspace(first, projects), std::optional(first));
         QCOMPARE(f.navigator->projectForNewWorkspace(QUuid::createUuid(), projects), second->projectId);
         QCOMPARE(f.navigator->projectForNewWorkspace(std::nullopt, {}), std::nullopt);
+    }
+
+    void sidebarTreeListsWhatIsLiveInOrder()
+    {
+        Fixture f;
+        const auto other = f.addProject(QStringLiteral("other"));
+        f.addChat(f.workspace->id, QStringLiteral("Chat 0"), -1);
+        f.archive(f.addChat(f.workspace->id, QStringLiteral("Archived"), 5));
+        Workspace gone;
+        gone.name = QStringLiteral("Gone");
+        gone.projectId = f.workspace->projectId;
+        gone.statusRaw = QStringLiteral("archived");
+        f.context().insert(gone);
+        Chat loose; // a chat of the project itself, not of a workspace
+        loose.name = QStringLiteral("Loose");
+        loose.projectId = f.workspace->projectId;
+        f.context().insert(loose);
+        f.workspace->name = QStringLiteral("Renamed");
+        QVERIFY(f.context().save());
+
+        // Projects in the order given; only those given.
+        const auto projects = QList{f.context().get<Project>(*other->projectId), f.context().get<Project>(*f.workspace->projectId)};
+        const auto tree = readSidebarTree(f.context(), projects);
+        QCOMPARE(tree.size(), 2);
+        QCOMPARE(tree[0].name, QStringLiteral("other"));
+        QCOMPARE(tree[1].workspaces.size(), 1);
+        QCOMPARE(tree[1].workspaces[0].name, QStringLiteral("Renamed"));
+        QStringList chats;
+        for (const auto &chat : tree[1].workspaces[0].chats)
+            chats << chat.name;
+        QCOMPARE(chats, (QStringList{"Chat 0", "Chat 1"}));
+        QCOMPARE(readSidebarTree(f.context(), {projects[0]}).size(), 1);
+        QVERIFY(readSidebarTree(f.context(), {}).isEmpty());
     }
 };
 
