@@ -3,6 +3,7 @@
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
 #include "app/cli/SendCommand.h"
+#include "app/cli/WorkspaceCommands.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/records/Chat.h"
@@ -40,6 +41,17 @@ Commands:
       The chat's stored messages in order, one JSON object per line.
   chats [--project DIR]
       One line per chat: id, project, workspace, name, agent.
+  workspaces --project DIR
+      One line per workspace, archived ones too: id, name, branch, mode
+      (worktree or checkout), folder, archived or active.
+  workspace new --project DIR [--mode simple|branch|worktree] [--branch NAME]
+       [--base BRANCH] [--existing BRANCH] [--name NAME]
+      Makes a workspace: on the checkout (simple), on a new branch switched to in
+      the checkout (branch), or in a new worktree on a new or --existing branch.
+  workspace archive|restore|delete --id UUID [--yes]
+      Archiving removes the workspace's worktree; deleting is permanent. When work
+      would be lost (uncommitted changes, unpushed commits), and for any delete,
+      prints what and exits 1 unless --yes is given.
   help
       This text.
 
@@ -167,6 +179,10 @@ int run(const QStringList &arguments)
         return listMessages(rest);
     if (command == QLatin1String("chats"))
         return listChats(rest);
+    if (command == QLatin1String("workspaces"))
+        return listWorkspaces(rest);
+    if (command == QLatin1String("workspace"))
+        return workspaceCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;

@@ -99,6 +99,11 @@ QString deleteWorkspaceTitle(const QString &name)
     return QStringLiteral("Permanently Delete \"%1\"?").arg(name);
 }
 
+QString deleteAllArchivedText(int count)
+{
+    return QStringLiteral("This will permanently delete all %1 archived workspaces. This action cannot be undone.").arg(count);
+}
+
 QString shortSessionId(const QString &id)
 {
     return id.size() > 12 ? id.left(8) + QStringLiteral("…") : id;

@@ -37,6 +37,10 @@ inline const QString deleteChatText =
 inline const QString removeProjectText = QStringLiteral(
     "This will remove the project and all its chats from Corvane. Your files will not be deleted.");
 
+inline const QString deleteAllArchivedTitle = QStringLiteral("Delete All Archived Workspaces?");
+// "This will permanently delete all 3 archived workspaces. This action cannot be undone."
+QString deleteAllArchivedText(int count);
+
 // An agent session id as the profile-change notices show it: the first 8 characters and "…" when
 // it is longer than 12, else whole.
 QString shortSessionId(const QString &id);

@@ -258,6 +258,32 @@ GitFuture<LifecycleOutcome> SidebarViewModel::deleteChat(const QUuid &chatId, bo
     });
 }
 
+GitFuture<LifecycleOutcome> SidebarViewModel::deleteArchivedWorkspaces(const Project &project, bool confirmed)
+{
+    QList<QUuid> ids;
+    for (const auto &workspace : workspaces(project, true))
+        if (workspace->isArchived())
+            ids.append(workspace->id);
+    GitPromise<LifecycleOutcome> promise;
+    deleteInTurn(ids, confirmed, promise);
+    return promise.future();
+}
+
+void SidebarViewModel::deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise)
+{
+    if (ids.isEmpty()) {
+        promise.resolve(LifecycleOutcome::done());
+        return;
+    }
+    const QUuid next = ids.takeFirst();
+    deleteWorkspace(next, confirmed).then(this, [this, ids, confirmed, promise](const GitResult<LifecycleOutcome> &r) {
+        if (!r->isDone())
+            promise.resolve(*r);
+        else
+            deleteInTurn(ids, confirmed, promise);
+    });
+}
+
 GitFuture<LifecycleOutcome> SidebarViewModel::deleteProject(const std::shared_ptr<Project> &project, bool confirmed)
 {
     QList<WorktreeSite> sites;

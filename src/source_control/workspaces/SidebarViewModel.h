@@ -105,6 +105,20 @@ public:
     void closeWorkspace(const Workspace &workspace);
     // Moves the project to another profile; its chats' agent sessions migrate.
     void setProfile(Project &project, const Profile &profile);
+    // The end of a drag: each record's sortOrder becomes its index in `orderedIds`, saved only
+    // when the order differs from the stored one. Ids of other records are ignored.
+    bool reorderProjects(const QList<QUuid> &orderedIds);
+    bool reorderWorkspaces(const Project &project, const QList<QUuid> &orderedIds);
+
+    // -- The project's checkout ------------------------------------------------------------------
+
+    // The chat header's branch button: fixed for a worktree chat.
+    static bool canSwitchBranch(const Chat &chat);
+    static QString switchBranchToolTip(const Chat &chat);
+    // Switches the project's checkout to `branch` (a remote entry by its part after the first
+    // "/") and records it on the project and the chat. A dirty checkout is refused with the
+    // "Uncommitted Changes" alert's text; git's refusal comes as "Switch branch failed: ...".
+    GitFuture<LifecycleOutcome> switchCheckoutBranch(const std::shared_ptr<Chat> &chat, const GitBranch &branch);
 
     // -- Worktrees ---------------------------------------------------------------------------------
 
@@ -125,6 +139,9 @@ public:
     // Permanent deletion; a record that is already gone is done.
     GitFuture<LifecycleOutcome> deleteWorkspace(const QUuid &workspaceId, bool confirmed = false);
     GitFuture<LifecycleOutcome> deleteChat(const QUuid &chatId, bool confirmed = false);
+    // Every archived workspace of the project, one after another; stops at the first that asks
+    // or fails, leaving the rest.
+    GitFuture<LifecycleOutcome> deleteArchivedWorkspaces(const Project &project, bool confirmed = false);
     GitFuture<LifecycleOutcome> deleteProject(const std::shared_ptr<Project> &project, bool confirmed = false);
 
 signals:
@@ -158,7 +175,7 @@ private:
     GitFuture<LifecycleOutcome> guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed, bool forceFirst,
                                                std::function<QString(const WorktreeDirtyStatus &)> warning,
                                                std::function<LifecycleOutcome()> onRemoved);
-    LifecycleOutcome finishArchiveWorkspace(const QUuid &workspaceId);
+    void deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise);
     void addMigrationNotice(const QUuid &chatId, const QString &text);
 
     StoreContext &m_context;

@@ -6,4 +6,4 @@ target_sources(corvane_source_control PRIVATE
     workspaces/WorktreeRemoval.h workspaces/WorktreeRemoval.cpp
     workspaces/NewChatSheetModel.h workspaces/NewChatSheetModel.cpp
     workspaces/SidebarViewModel.h workspaces/SidebarViewModel.cpp
-    workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp)
+    workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp workspaces/SidebarCheckout.cpp)

@@ -1,0 +1,93 @@
+// Reordering and the project's checkout branch, of SidebarViewModel.
+#include "source_control/workspaces/SidebarViewModel.h"
+
+#include "core/store/StoreContext.h"
+#include "source_control/GitService.h"
+
+namespace corvane {
+
+namespace {
+
+template <typename Record>
+bool applyOrder(const QList<std::shared_ptr<Record>> &stored, const QList<QUuid> &orderedIds)
+{
+    QHash<QUuid, std::shared_ptr<Record>> byId;
+    QList<QUuid> storedIds;
+    for (const auto &record : stored) {
+        byId.insert(record->id, record);
+        storedIds.append(record->id);
+    }
+    QList<QUuid> wanted;
+    for (const QUuid &id : orderedIds)
+        if (byId.contains(id) && !wanted.contains(id))
+            wanted.append(id);
+    if (wanted == storedIds || wanted.size() != storedIds.size())
+        return false;
+    for (qsizetype i = 0; i < wanted.size(); ++i)
+        byId.value(wanted[i])->sortOrder = i;
+    return true;
+}
+
+} // namespace
+
+bool SidebarViewModel::reorderProjects(const QList<QUuid> &orderedIds)
+{
+    if (!applyOrder(m_context.fetchOrEmpty<Project>(Query().orderBy("sortOrder")), orderedIds))
+        return false;
+    saveQuietly();
+    loadProjects();
+    return true;
+}
+
+bool SidebarViewModel::reorderWorkspaces(const Project &project, const QList<QUuid> &orderedIds)
+{
+    if (!applyOrder(workspaces(project, false), orderedIds))
+        return false;
+    saveQuietly();
+    emit projectsChanged();
+    return true;
+}
+
+bool SidebarViewModel::canSwitchBranch(const Chat &chat)
+{
+    return !chat.usesWorktree;
+}
+
+QString SidebarViewModel::switchBranchToolTip(const Chat &chat)
+{
+    return chat.usesWorktree ? QStringLiteral("Worktree chat - branch is fixed") : QStringLiteral("Click to switch branch");
+}
+
+GitFuture<LifecycleOutcome> SidebarViewModel::switchCheckoutBranch(const std::shared_ptr<Chat> &chat,
+                                                                   const GitBranch &branch)
+{
+    const auto project = chat->projectId ? m_context.get<Project>(*chat->projectId) : nullptr;
+    if (!project || !canSwitchBranch(*chat))
+        return GitFuture<LifecycleOutcome>::ready(
+            LifecycleOutcome::failed(QStringLiteral("This chat's branch cannot be switched")));
+    const QString name = branch.isRemote ? branch.name.section(u'/', 1) : branch.name;
+    const GitService git(project->path);
+    GitPromise<LifecycleOutcome> promise;
+    git.hasUncommittedChanges().then(this, [=, this](const GitResult<bool> &dirty) {
+        if (dirty && *dirty) {
+            promise.resolve(LifecycleOutcome::failed(
+                QStringLiteral("Uncommitted Changes\nPlease commit or stash your changes before switching branches.")));
+            return;
+        }
+        git.switchBranch(name).then(this, [=, this](const GitResult<void> &switched) {
+            if (!switched) {
+                promise.resolve(LifecycleOutcome::failed(switched.error().failureText(QStringLiteral("Switch branch"))));
+                return;
+            }
+            project->currentBranch = name;
+            project->branchCheckedAt = QDateTime::currentDateTime();
+            chat->gitBranch = name;
+            saveQuietly();
+            emit projectsChanged();
+            promise.resolve(LifecycleOutcome::done());
+        });
+    });
+    return promise.future();
+}
+
+} // namespace corvane
