@@ -12,6 +12,7 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
+#include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QApplication>
@@ -19,6 +20,7 @@
 #include <QFileDialog>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QSplitter>
 #include <QTimer>
 
@@ -135,6 +137,11 @@ void MainWindow::buildColumns()
         refresh();
     });
     connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
+    connect(m_sidebar, &SidebarView::newWorkspaceRequested, this, &MainWindow::newWorkspaceIn);
+    connect(m_sidebar, &SidebarView::archiveWorkspaceRequested, this,
+            [this](const QUuid &id) { archiveWorkspace(id, false); });
+    connect(m_sidebar, &SidebarView::archiveChatRequested, this, [this](const QUuid &id) { archiveChat(id, false); });
+    connect(m_sidebar, &SidebarView::closeWorkspaceSessionsRequested, this, &MainWindow::closeWorkspaceSessions);
     connect(m_content, &ContentArea::addProjectRequested, this, &MainWindow::addProject);
     connect(m_content->tabBar(), &WorkspaceTabBar::chatSelected, this, [this](const QUuid &id) {
         m_navigator->showChat(id);
@@ -384,10 +391,18 @@ void MainWindow::newWorkspace()
     QList<QUuid> ids;
     for (const auto &project : m_sidebarModel->projects())
         ids.append(project->id);
-    const auto chosen = m_navigator->projectForNewWorkspace(m_sidebarModel->selectedProjectId(), ids);
-    if (!chosen)
+    if (const auto chosen = m_navigator->projectForNewWorkspace(m_sidebarModel->selectedProjectId(), ids))
+        newWorkspaceIn(*chosen);
+}
+
+void MainWindow::newWorkspaceIn(const QUuid &projectId)
+{
+    std::shared_ptr<Project> project;
+    for (const auto &each : m_sidebarModel->projects())
+        if (each->id == projectId)
+            project = each;
+    if (!project)
         return;
-    const auto project = m_sidebarModel->projects().at(ids.indexOf(*chosen));
     // The project opens in the sidebar so that the new workspace can be seen.
     project->isExpanded = true;
     const auto workspace = m_sidebarModel->createSimpleWorkspace(*project);
@@ -406,6 +421,83 @@ void MainWindow::newChatInWorkspace()
     const auto chat = m_sidebarModel->createChat(*workspace);
     m_navigator->showChat(chat->id);
     refresh();
+}
+
+namespace {
+
+// Asks before a lifecycle operation that would lose work; `confirmed` runs on the button.
+void confirm(QWidget *parent, const QString &text, const QString &button, std::function<void()> confirmed)
+{
+    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Corvane"), text, QMessageBox::NoButton, parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton *go = box->addButton(button, QMessageBox::DestructiveRole);
+    box->addButton(QMessageBox::Cancel);
+    QObject::connect(go, &QPushButton::clicked, parent, std::move(confirmed));
+    box->open();
+}
+
+} // namespace
+
+void MainWindow::archiveWorkspace(const QUuid &workspaceId, bool confirmed)
+{
+    const auto workspace = m_services.context.get<Workspace>(workspaceId);
+    if (!workspace)
+        return;
+    m_sidebarModel->archiveWorkspace(workspace, confirmed).then(this, [this, workspaceId](GitResult<LifecycleOutcome> result) {
+        const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
+        switch (outcome.kind) {
+        case LifecycleOutcome::Kind::needsConfirmation:
+            emit lifecycleMessageShown(outcome.message);
+            return confirm(this, outcome.message, lifecycleText::archiveWorkspaceButton,
+                           [this, workspaceId] { archiveWorkspace(workspaceId, true); });
+        case LifecycleOutcome::Kind::failed:
+            emit lifecycleMessageShown(outcome.message);
+            return showWarning(this, tr("Cannot archive workspace"), outcome.message);
+        case LifecycleOutcome::Kind::busy:
+            return;
+        case LifecycleOutcome::Kind::done:
+            m_navigator->reconcile();
+            return refresh();
+        }
+    });
+}
+
+void MainWindow::archiveChat(const QUuid &chatId, bool confirmed)
+{
+    const auto chat = m_services.context.get<Chat>(chatId);
+    if (!chat)
+        return;
+    m_sidebarModel->archiveChat(chat, confirmed).then(this, [this, chatId](GitResult<LifecycleOutcome> result) {
+        const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
+        switch (outcome.kind) {
+        case LifecycleOutcome::Kind::needsConfirmation:
+            emit lifecycleMessageShown(outcome.message);
+            return confirm(this, outcome.message, lifecycleText::archiveChatButton,
+                           [this, chatId] { archiveChat(chatId, true); });
+        case LifecycleOutcome::Kind::failed:
+            emit lifecycleMessageShown(outcome.message);
+            return showWarning(this, tr("Cannot archive chat"), outcome.message);
+        case LifecycleOutcome::Kind::busy:
+            return;
+        case LifecycleOutcome::Kind::done:
+            m_navigator->reconcile();
+            return refresh();
+        }
+    });
+}
+
+void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
+{
+    const auto workspace = m_services.context.get<Workspace>(workspaceId);
+    if (!workspace)
+        return;
+    // A workspace whose sessions close is no longer shown.
+    if (m_state->content() == ContentState::workspace(workspaceId)) {
+        m_navigator->showEmpty();
+        refresh();
+    }
+    m_sidebarModel->closeWorkspace(*workspace);
+    emit workspaceCloseRequested(workspaceId);
 }
 
 void MainWindow::showAbout()

@@ -78,6 +78,8 @@ signals:
     void commandRequested(corvane::KeyboardShortcutAction action, std::optional<QUuid> chatId);
     // "Close Workspace" on a shown workspace: its sessions are to be closed.
     void workspaceCloseRequested(const QUuid &workspaceId);
+    // A lifecycle operation asked the user to confirm, or failed: the text shown.
+    void lifecycleMessageShown(const QString &text);
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -95,6 +97,10 @@ private:
     void addProject();
     void newWorkspace();
     void newChatInWorkspace();
+    void newWorkspaceIn(const QUuid &projectId);
+    void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
+    void archiveChat(const QUuid &chatId, bool confirmed);
+    void closeWorkspaceSessions(const QUuid &workspaceId);
     void showAbout();
 
     WindowServices m_services;

@@ -5,10 +5,12 @@
 #include "shell/window/ActivityColors.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QPainter>
 #include <QPixmap>
 #include <QPushButton>
@@ -80,6 +82,16 @@ SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
     layout->addWidget(add);
 
     connect(add, &QPushButton::clicked, this, &SidebarView::addProjectRequested);
+    m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_tree, &QTreeWidget::customContextMenuRequested, this, [this](const QPoint &at) {
+        QTreeWidgetItem *item = m_tree->itemAt(at);
+        if (!item)
+            return;
+        QMenu menu;
+        const QList<QAction *> actions = rowActions(item->data(0, idRole).toUuid(), &menu);
+        menu.addActions(actions);
+        menu.exec(m_tree->viewport()->mapToGlobal(at));
+    });
     connect(m_tree, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem *item) { itemClicked(item); });
     connect(m_tree, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem *item) {
         if (ItemKind(item->data(0, kindRole).toInt()) == ItemKind::project)
@@ -208,6 +220,32 @@ void SidebarView::setSelection(const ContentState &content, std::optional<QUuid>
         if (auto *button = qobject_cast<QToolButton *>(m_toolsLayout->itemAt(i)->widget()))
             button->setChecked(content.kind == ContentState::Kind::tool
                                && button->objectName() == QStringLiteral("tool:") + content.toolId);
+}
+
+QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
+{
+    QTreeWidgetItem *item = m_items.value(id);
+    if (!item)
+        return {};
+    QList<QAction *> actions;
+    const auto add = [&](const QString &text, auto signal) {
+        auto *action = new QAction(text, owner);
+        connect(action, &QAction::triggered, this, [this, id, signal] { emit(this->*signal)(id); });
+        actions.append(action);
+    };
+    switch (ItemKind(item->data(0, kindRole).toInt())) {
+    case ItemKind::project:
+        add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
+        break;
+    case ItemKind::workspace:
+        add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
+        add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
+        break;
+    case ItemKind::chat:
+        add(tr("Archive Chat"), &SidebarView::archiveChatRequested);
+        break;
+    }
+    return actions;
 }
 
 void SidebarView::itemClicked(QTreeWidgetItem *item)

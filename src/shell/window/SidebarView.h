@@ -10,6 +10,7 @@
 
 #include <optional>
 
+class QAction;
 class QComboBox;
 class QGridLayout;
 class QTreeWidget;
@@ -40,6 +41,9 @@ public:
     void setActiveProfile(std::optional<QUuid> profileId);
     void rebuild();
 
+    // The actions of a row's context menu; owned by the caller.
+    QList<QAction *> rowActions(const QUuid &id, QObject *owner);
+
     QTreeWidget *tree() const { return m_tree; }
     QComboBox *profilePicker() const { return m_profiles; }
     QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
@@ -51,6 +55,10 @@ signals:
     void chatActivated(const QUuid &chatId);
     void toolActivated(const QString &toolId);
     void addProjectRequested();
+    void archiveWorkspaceRequested(const QUuid &workspaceId);
+    void closeWorkspaceSessionsRequested(const QUuid &workspaceId);
+    void archiveChatRequested(const QUuid &chatId);
+    void newWorkspaceRequested(const QUuid &projectId);
 
 private:
     void updateActivity(const QUuid &chatId);

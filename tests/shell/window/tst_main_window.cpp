@@ -25,6 +25,8 @@
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QPointer>
 #include <QProcess>
 #include <QScrollArea>
@@ -41,19 +43,29 @@ using namespace corvane;
 namespace {
 
 // A real repository with one commit.
+void git(const QString &folder, const QStringList &args)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.start(QStringLiteral("git"), args);
+    QVERIFY(process.waitForFinished(10000));
+    QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+}
+
 void makeRepository(const QString &path)
 {
     QDir().mkpath(path);
-    const QList<QStringList> steps{
-        {"init", "-q", "-b", "main"},
-        {"-c", "user.name=T", "-c", "user.email=t@example.com", "commit", "-q", "--allow-empty", "-m", "first"}};
-    for (const QStringList &args : steps) {
-        QProcess git;
-        git.setWorkingDirectory(path);
-        git.start(QStringLiteral("git"), args);
-        QVERIFY(git.waitForFinished(10000));
-        QCOMPARE(git.exitCode(), 0);
-    }
+    git(path, {"init", "-q", "-b", "main"});
+    git(path, {"-c", "user.name=T", "-c", "user.email=t@example.com", "commit", "-q", "--allow-empty", "-m", "first"});
+}
+
+void triggerRowAction(MainWindow *window, const QUuid &id, const QString &text)
+{
+    QObject owner;
+    for (QAction *action : window->sidebar()->rowActions(id, &owner))
+        if (action->text() == text)
+            return action->trigger();
+    QFAIL(qPrintable("no row action " + text));
 }
 
 // What the application gives a window: one store, one preferences file, one settings object.
@@ -180,6 +192,64 @@ private slots:
         QVERIFY(bar->rect().contains(bar->addButtonRect().toRect()));
         QTest::mouseClick(bar, Qt::LeftButton, {}, bar->addButtonRect().center().toPoint());
         QCOMPARE(bar->tabs().size(), 13);
+    }
+
+    void archivingFromTheSidebar()
+    {
+        Services s;
+        const QString repo = s.env.path("epsilon");
+        makeRepository(repo);
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(repo));
+        const QUuid plain = window->state().content().id;
+
+        // A workspace on the checkout goes at once, and the window leaves it.
+        triggerRowAction(window.get(), plain, QStringLiteral("Archive Workspace"));
+        QTRY_VERIFY(window->state().content().isEmpty());
+        QVERIFY(!window->sidebar()->item(plain));
+
+        // A worktree with uncommitted work asks first; nothing goes before the answer.
+        const QString tree = s.env.path("trees/feature");
+        git(repo, {"worktree", "add", "-q", "-b", "feature", tree});
+        QFile dirty(tree + "/notes.txt");
+        QVERIFY(dirty.open(QIODevice::WriteOnly));
+        dirty.write("draft");
+        dirty.close();
+        auto &context = s.store->mainContext();
+        Workspace workspace;
+        workspace.name = QStringLiteral("feature");
+        workspace.usesWorktree = true;
+        workspace.worktreePath = tree;
+        workspace.projectId = window->sidebarModel().projects().first()->id;
+        const auto stored = context.insert(workspace);
+        Chat chat;
+        chat.name = QStringLiteral("Chat 1");
+        chat.workspaceId = stored->id;
+        chat.projectId = workspace.projectId;
+        context.insert(chat);
+        QVERIFY(context.save());
+        QTRY_VERIFY(window->sidebar()->item(stored->id));
+        click(window->sidebar(), chat.id);
+        QCOMPARE(window->state().content(), ContentState::workspace(stored->id));
+
+        QSignalSpy asked(window.get(), &MainWindow::lifecycleMessageShown);
+        triggerRowAction(window.get(), stored->id, QStringLiteral("Archive Workspace"));
+        QTRY_COMPARE(asked.size(), 1);
+        QVERIFY2(asked.first().first().toString().contains("uncommitted changes"), qPrintable(asked.first().first().toString()));
+        QVERIFY(QFileInfo::exists(tree + "/notes.txt"));
+        QCOMPARE(window->state().content(), ContentState::workspace(stored->id));
+
+        QMessageBox *box = window->findChild<QMessageBox *>();
+        QVERIFY(box);
+        QPushButton *go = nullptr;
+        for (QAbstractButton *button : box->buttons())
+            if (button->text() == QStringLiteral("Archive Workspace & Remove Worktree"))
+                go = qobject_cast<QPushButton *>(button);
+        QVERIFY(go);
+        go->click();
+        QTRY_VERIFY_WITH_TIMEOUT(window->state().content().isEmpty(), 20000);
+        QTRY_VERIFY(!QFileInfo::exists(tree));
+        QVERIFY(context.get<Workspace>(stored->id)->isArchived());
     }
 
     void archivedWorkspaceLeavesTheWindow()
