@@ -14,6 +14,7 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSignalBlocker>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -132,6 +133,8 @@ void SidebarView::setTools(const QList<PinnedTool> &tools)
 void SidebarView::rebuild()
 {
     const QSignalBlocker blocker(m_tree);
+    // A rebuild follows every save that touches the lists; the user's place in a long list stays.
+    const int scrolled = m_tree->verticalScrollBar()->value();
     m_tree->clear();
     m_items.clear();
     rebuildProfiles();
@@ -163,6 +166,7 @@ void SidebarView::rebuild()
         }
         projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
     }
+    m_tree->verticalScrollBar()->setValue(scrolled);
     setSelection(m_content, m_chatInWorkspace);
 }
 
