@@ -46,10 +46,15 @@ bool isKeptForTerminal(const KeyCombo &combo)
     return combo.modifiers == Cmd && combo.key.size() == 1 && letters.contains(combo.key.toLower());
 }
 
+KeyCombo quitCombo()
+{
+    return {QStringLiteral("q"), Cmd};
+}
+
 QList<ShortcutBinding> resolveShortcutBindings(const QHash<QString, KeyCombo> &custom)
 {
     QList<ShortcutBinding> bindings;
-    QHash<KeyCombo, KeyboardShortcutAction> taken;
+    QHash<KeyCombo, QString> taken{{quitCombo(), QStringLiteral("Quit")}};
     for (KeyboardShortcutAction action : allKeyboardShortcutActions()) {
         const auto chosen = custom.constFind(rawName(action));
         KeyCombo combo = chosen != custom.constEnd() ? *chosen : desktopDefaultCombo(action);
@@ -60,10 +65,10 @@ QList<ShortcutBinding> resolveShortcutBindings(const QHash<QString, KeyCombo> &c
             binding.note = combo.displayString() + QStringLiteral(" is kept for the terminal");
         } else if (const auto other = taken.constFind(combo); other != taken.constEnd()) {
             binding.note = combo.displayString() + QStringLiteral(" is already used by \"")
-                + displayName(*other) + QLatin1Char('"');
+                + *other + QLatin1Char('"');
         } else {
             binding.combo = combo;
-            taken.insert(combo, action);
+            taken.insert(combo, displayName(action));
         }
         bindings.append(binding);
     }

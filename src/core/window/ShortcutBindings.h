@@ -31,6 +31,9 @@ struct ShortcutBinding
 // The default of `action` on this desktop: the stored default unless that one clashes here.
 KeyCombo desktopDefaultCombo(KeyboardShortcutAction action);
 
+// Quit's own key, which no action may take.
+KeyCombo quitCombo();
+
 // Command (Ctrl) with one of the letters a shell's line editor and job control use.
 bool isKeptForTerminal(const KeyCombo &combo);
 

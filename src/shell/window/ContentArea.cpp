@@ -134,6 +134,8 @@ void ContentArea::placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, 
         m_chatView = placeholder;
     }
     host->addWidget(m_chatView, 1);
+    // Shown now rather than at the layout's next pass, so that it can take focus at once.
+    m_chatView->show();
 }
 
 void ContentArea::showEmpty()

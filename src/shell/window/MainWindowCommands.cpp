@@ -65,12 +65,17 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
     case A::toggleFullScreen:
         isFullScreen() ? showNormal() : showFullScreen();
         return refresh();
+    case A::focusChatInput:
+        // The chat view hands focus on to its input (a focus proxy); the chat's own controller
+        // hears of it too.
+        if (QWidget *chat = m_content->chatView())
+            chat->setFocus(Qt::ShortcutFocusReason);
+        return emit commandRequested(action, currentChatId());
     case A::newIssue:
     case A::allowOnce:
     case A::allowForSession:
     case A::deny:
     case A::quickOpen:
-    case A::focusChatInput:
     case A::toggleDictation:
     case A::stopAgent:
         return emit commandRequested(action, currentChatId());

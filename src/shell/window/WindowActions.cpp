@@ -34,7 +34,7 @@ WindowActions::WindowActions(QMenuBar *menuBar, QWidget *window, Handler handler
     file->addSeparator();
     m_quit = file->addAction(tr("Quit"), qApp, &QApplication::closeAllWindows);
     m_quit->setObjectName(QStringLiteral("action:quit"));
-    m_quit->setShortcut(QKeySequence::Quit);
+    m_quit->setShortcut(keySequence(quitCombo()));
     m_quit->setMenuRole(QAction::QuitRole);
 
     QMenu *help = menuBar->addMenu(tr("&Help"));

@@ -186,6 +186,9 @@ private slots:
         QTest::newRow("upper-case stored key still clashes")
             << CustomShortcuts{{"quickOpen", {"N", Cmd}}} << A::quickOpen << ""
             << "Ctrl+N is already used by \"New Window\"";
+        QTest::newRow("Quit keeps its key")
+            << CustomShortcuts{{"newIssue", {"q", Cmd}}} << A::newIssue << ""
+            << "Ctrl+Q is already used by \"Quit\"";
         QTest::newRow("user's free key is bound")
             << CustomShortcuts{{"quickOpen", {"p", Cmd}}} << A::quickOpen << "Ctrl+P" << "";
     }

@@ -25,6 +25,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QPointer>
@@ -339,6 +340,14 @@ private slots:
 
         QTest::keyClick(window.get(), Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
         QCOMPARE(tabTitles(window->content()->tabBar()), (QStringList{"Chat 1", "Chat 2"}));
+
+        window->setChatViewFactory([](const QUuid &) { return new QLineEdit; });
+        QVERIFY(!window->content()->chatView()->hasFocus());
+        QTest::keyClick(window.get(), Qt::Key_L, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(window->content()->chatView()->hasFocus());
+        // Ctrl+L is the chat's, or the terminal's, not the window's.
+        QTest::keyClick(window->content()->chatView(), Qt::Key_D, Qt::ControlModifier);
+        QCOMPARE(window->state().content().kind, ContentState::Kind::workspace);
 
         // A changed binding is live at once.
         QVERIFY(s.settings.setShortcut({QStringLiteral("b"), KeyCombo::Command}, KeyboardShortcutAction::toggleSidebar));
