@@ -205,6 +205,23 @@ private slots:
         QVERIFY(workspace->isArchived());
     }
 
+    void brokenWorktreeCountsAsHoldingWork()
+    {
+        // git no longer knows the folder: what it holds cannot be counted, so it is not deleted
+        // unasked.
+        auto project = addProject();
+        auto workspace = newWorktreeWorkspace(project, "broken");
+        const QString folder = worktreeOf(*workspace);
+        QVERIFY(QFile::remove(folder + "/.git"));
+        const GitResult<LifecycleOutcome> asked = await(m_sidebar->archiveWorkspace(workspace));
+        QCOMPARE(asked->kind, Kind::needsConfirmation);
+        QVERIFY2(asked->message.contains("git could not read the worktree (fatal: not a git repository"),
+                 qPrintable(asked->message));
+        QVERIFY(QFileInfo::exists(folder + "/README.md"));
+        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace, true))->kind, Kind::done);
+        QVERIFY(!QFileInfo::exists(folder));
+    }
+
     void failedRemovalKeepsRecordsAndForeignFolders()
     {
         // A locked worktree outside our folder: git refuses even with one --force, and we never

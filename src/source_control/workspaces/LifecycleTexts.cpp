@@ -33,7 +33,7 @@ constexpr Ladder chatLadder{
 
 QString climb(const Ladder &ladder, const std::optional<WorktreeDirtyStatus> &status)
 {
-    if (!status || !status->wouldLoseWork())
+    if (!status || (!status->hasUncommittedChanges && status->unpushedCommitCount == 0))
         return QString::fromUtf8(ladder.plain);
     const int commits = status->unpushedCommitCount;
     if (status->hasUncommittedChanges)
@@ -79,9 +79,16 @@ QString lossSummary(const WorktreeDirtyStatus &status)
         parts << counted(qMax(1, status.changedFileCount), "changed file");
     if (status.unpushedCommitCount > 0)
         parts << counted(status.unpushedCommitCount, "unpushed commit");
-    if (parts.isEmpty())
-        return {};
-    return QStringLiteral("Would be lost: ") + parts.join(QStringLiteral(" and ")) + u'.';
+    QString text;
+    if (!parts.isEmpty())
+        text = QStringLiteral("Would be lost: ") + parts.join(QStringLiteral(" and ")) + u'.';
+    if (status.unreadableReason) {
+        if (!text.isEmpty())
+            text += u' ';
+        text += QStringLiteral("git could not read the worktree (%1): whatever it holds would be lost.")
+                    .arg(*status.unreadableReason);
+    }
+    return text;
 }
 
 QString workspaceRemovalWarning(const WorktreeDirtyStatus &status)

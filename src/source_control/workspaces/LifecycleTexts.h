@@ -14,6 +14,8 @@ QString archiveWorkspaceConfirmation(const std::optional<WorktreeDirtyStatus> &s
 // The same ladder for a chat that has a worktree of its own.
 QString archiveChatConfirmation(const std::optional<WorktreeDirtyStatus> &status);
 
+// What a workspace's row says while archivingWorkspaceIds holds it.
+inline const QString archivingWorkspace = QStringLiteral("Archiving workspace…");
 inline const QString archiveWorkspaceButton = QStringLiteral("Archive Workspace & Remove Worktree");
 inline const QString archiveChatButton = QStringLiteral("Archive Chat & Remove Worktree");
 

@@ -6,4 +6,5 @@ target_sources(corvane_source_control PRIVATE
     workspaces/WorktreeRemoval.h workspaces/WorktreeRemoval.cpp
     workspaces/NewChatSheetModel.h workspaces/NewChatSheetModel.cpp
     workspaces/SidebarViewModel.h workspaces/SidebarViewModel.cpp
-    workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp workspaces/SidebarCheckout.cpp)
+    workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp workspaces/SidebarCheckout.cpp
+    workspaces/SidebarCreation.cpp)

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QUuid>
 
+#include <optional>
+
 namespace corvane {
 
 // Asks the interface to open the new-chat sheet on a project in one of the three modes.
@@ -23,8 +25,11 @@ struct WorktreeDirtyStatus
     int unpushedCommitCount = 0;
     // Files that "git status" lists: modified, staged, untracked.
     int changedFileCount = 0;
+    // git could not read the folder's state (a broken worktree): what it holds is unknown, so its
+    // removal is treated as losing work.
+    std::optional<QString> unreadableReason;
 
-    bool wouldLoseWork() const { return hasUncommittedChanges || unpushedCommitCount > 0; }
+    bool wouldLoseWork() const { return hasUncommittedChanges || unpushedCommitCount > 0 || unreadableReason; }
     bool operator==(const WorktreeDirtyStatus &other) const = default;
 };
 

@@ -59,6 +59,9 @@ struct StatusSum : WorktreeDirtyStatus
         hasUncommittedChanges = hasUncommittedChanges || s.hasUncommittedChanges;
         unpushedCommitCount += s.unpushedCommitCount;
         changedFileCount += s.changedFileCount;
+        if (s.unreadableReason)
+            unreadableReason = unreadableReason ? *unreadableReason + QStringLiteral("; ") + *s.unreadableReason
+                                                : *s.unreadableReason;
     }
 };
 
@@ -109,9 +112,11 @@ GitFuture<WorktreeDirtyStatus> measure(const QString &directory, QObject *contex
     const GitService git(directory);
     auto status = std::make_shared<WorktreeDirtyStatus>();
     git.fileStatuses().then(context, [=](const GitResult<QList<GitFileStatus>> &files) {
-        if (files) { // an unreadable status counts as clean
+        if (files) {
             status->changedFileCount = int(files->size());
             status->hasUncommittedChanges = !files->isEmpty();
+        } else {
+            status->unreadableReason = files.error().description();
         }
         git.commitsAheadOfUpstream().then(context, [=](const GitResult<int> &ahead) {
             if (ahead) {
