@@ -28,7 +28,7 @@ class CliTest : public QObject
 
     std::unique_ptr<test::TestEnvironment> m_env;
 
-    Run cli(const QStringList &args, const QProcessEnvironment &extra = {})
+    Run cli(const QStringList &args, const QProcessEnvironment &extra = {}, const QByteArray &input = {})
     {
         QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -36,6 +36,8 @@ class CliTest : public QObject
             env.insert(key, extra.value(key));
         process.setProcessEnvironment(env);
         process.start(QStringLiteral(CORVANE_CLI_PATH), args);
+        process.write(input);
+        process.closeWriteChannel();
         Run run;
         if (!process.waitForFinished(120000)) {
             process.kill();
@@ -60,6 +62,10 @@ private slots:
         QTest::newRow("send without text") << QStringList{"send", "--project", "/tmp"} << "nothing to send";
         QTest::newRow("send to a missing folder") << QStringList{"send", "--project", "/no/such/folder", "hi"} << "is not a folder";
         QTest::newRow("unknown mode") << QStringList{"send", "--project", "/tmp", "--mode", "yolo", "hi"} << "unknown --mode";
+        QTest::newRow("unknown answer policy") << QStringList{"send", "--project", "/tmp", "--on-permission", "maybe", "hi"}
+                                               << "--on-permission is ask, allow, deny or allow-session";
+        QTest::newRow("attachment of an unknown type") << QStringList{"send", "--project", "/tmp", "--attach", "/etc/hostname", "hi"}
+                                                       << "This file type is not supported. Use PNG, JPEG, GIF, WebP, or PDF.";
         QTest::newRow("messages of a bad id") << QStringList{"messages", "--chat", "nope"} << "is not a chat id";
         QTest::newRow("messages of an unknown chat")
             << QStringList{"messages", "--chat", QUuid::createUuid().toString(QUuid::WithoutBraces)} << "no chat with the id";
@@ -114,6 +120,39 @@ private slots:
         QCOMPARE(chats.exitCode, 0);
         QVERIFY2(chats.out.startsWith(chatId.toUtf8() + "\t"), chats.out);
         QVERIFY(chats.out.contains("\tclaude_code\n"));
+    }
+
+    void answersFromTheTerminal_data()
+    {
+        QTest::addColumn<QString>("scenario");
+        QTest::addColumn<QByteArray>("typed");
+        QTest::addColumn<QString>("prompted");
+        QTest::addColumn<QString>("reply");
+        QTest::newRow("permission allowed once") << "permission_bash.json" << QByteArray("y\n")
+                                                 << "Claude wants to run a command:" << "";
+        QTest::newRow("question answered by number") << "ask_user_question.json" << QByteArray("2\n") << "2. Blue"
+                                                     << "Blue it is.";
+    }
+
+    void answersFromTheTerminal()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        QFETCH(QString, scenario);
+        QFETCH(QByteArray, typed);
+        QFETCH(QString, prompted);
+        QFETCH(QString, reply);
+        const QString repo = m_env->path("repo");
+        QDir().mkpath(repo);
+        test::FakeModel model(scenario, {"WORKDIR=" + repo});
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const Run run = cli({"send", "--project", repo, "--claude", test::FakeModel::claudePath(), "--on-permission", "ask", "Go"},
+                            model.claudeEnvironment(), typed);
+        QVERIFY2(run.exitCode == 0, run.err);
+        QVERIFY2(run.err.contains(prompted.toUtf8()), run.err);
+        QVERIFY2(run.out.contains(reply.toUtf8()), run.out);
+        if (scenario == "permission_bash.json")
+            QVERIFY(QFile::exists(repo + "/build/made-by-bash.txt"));
     }
 };
 

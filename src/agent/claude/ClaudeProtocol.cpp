@@ -100,4 +100,11 @@ QByteArray interruptRequest(const QString &requestId)
     return line({{"type", "control_request"}, {"request_id", requestId}, {"request", QJsonObject{{"subtype", "interrupt"}}}});
 }
 
+QByteArray setPermissionModeRequest(const QString &requestId, const QString &mode)
+{
+    return line({{"type", "control_request"},
+                 {"request_id", requestId},
+                 {"request", QJsonObject{{"subtype", "set_permission_mode"}, {"mode", mode}}}});
+}
+
 } // namespace corvane::claudeprotocol

@@ -42,6 +42,8 @@ QByteArray answerQuestion(const QString &requestId, const std::optional<QString>
 // Asks claude to stop the current turn. Unlike a signal it keeps the process for the next turn;
 // claude confirms with a control_response quoting `requestId`.
 QByteArray interruptRequest(const QString &requestId);
+// Changes the mode of a running process, so a switch to asking takes effect without a restart.
+QByteArray setPermissionModeRequest(const QString &requestId, const QString &mode);
 
 // One object as a line.
 QByteArray line(const QJsonObject &object);

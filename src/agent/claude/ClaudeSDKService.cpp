@@ -16,7 +16,9 @@ QString modeArgument(PermissionMode mode)
 {
     switch (mode) {
     case PermissionMode::acceptEdits: return QStringLiteral("acceptEdits");
-    case PermissionMode::acceptAll: return QStringLiteral("bypassPermissions");
+    // claude's own bypass mode never asks, so the folders we always guard (.git, .claude, ...)
+    // could not be guarded: it runs in its asking mode and the session approves everything else.
+    case PermissionMode::acceptAll: return QStringLiteral("default");
     case PermissionMode::ask: break;
     }
     return QStringLiteral("default");
@@ -173,6 +175,18 @@ void ClaudeSDKService::respondToPermission(const QString &requestId, bool allow,
     m_decoder.forgetRequest(requestId);
 }
 
+void ClaudeSDKService::setPermissionMode(PermissionMode mode)
+{
+    if (mode == m_permissionMode)
+        return;
+    m_permissionMode = mode;
+    if (m_process && m_process->isRunning()) {
+        writeLine(claudeprotocol::setPermissionModeRequest(QStringLiteral("corvane-mode-%1").arg(++m_controlCounter),
+                                                           modeArgument(mode)));
+        logLine(Tag, QStringLiteral("Permission mode set to ") + modeArgument(mode));
+    }
+}
+
 void ClaudeSDKService::interrupt()
 {
     if (!m_process || !m_process->isRunning())
@@ -181,7 +195,7 @@ void ClaudeSDKService::interrupt()
     // itself, and sometimes before it reports the turn); the signal is the fallback.
     m_userStopped = true;
     m_decoder.noteInterruptRequested();
-    writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_interruptCounter)));
+    writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_controlCounter)));
     logLine(Tag, QStringLiteral("Sent interrupt request"));
     m_interruptFallback.start(m_timing.interruptFallbackMs);
 }

@@ -47,7 +47,8 @@ public:
     void setResumeFallback(std::function<std::optional<QString>()> replay) { m_replay = std::move(replay); }
 
     PermissionMode permissionMode() const { return m_permissionMode; }
-    void setPermissionMode(PermissionMode mode) { m_permissionMode = mode; }
+    // Also tells a running process, so a switch to asking holds from its next tool use.
+    void setPermissionMode(PermissionMode mode);
     bool isLaunched() const { return m_isLaunched; }
     QString sessionId() const { return m_sessionId; }
     QStringList lastArguments() const { return m_lastArguments; }
@@ -107,7 +108,7 @@ private:
     bool m_sessionLost = false;
     bool m_initSeenThisProcess = false;
     QJsonArray m_pendingTurn;
-    int m_interruptCounter = 0;
+    int m_controlCounter = 0;
 };
 
 } // namespace corvane

@@ -1,5 +1,8 @@
 #include "agent/session/ChatController.h"
 
+#include "agent/input/SlashCommands.h"
+#include "agent/input/TaskContext.h"
+
 #include "agent/AgentAdapter.h"
 #include "agent/Attachment.h"
 #include "agent/session/ChatSession.h"
@@ -11,6 +14,8 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/StoreContext.h"
+
+#include <QFile>
 
 namespace corvane {
 
@@ -41,6 +46,14 @@ QString displayText(const QString &text, const QList<Attachment> &attachments)
     return lines.join(QLatin1Char('\n'));
 }
 
+QString unansweredPromptNote(const QStringList &tools)
+{
+    const bool question = tools.size() == 1 && tools.first() == QLatin1String("AskUserQuestion");
+    return (question ? QStringLiteral("Corvane closed while Claude was waiting for your answer to its question")
+                     : QStringLiteral("Corvane closed while Claude was waiting for permission to use %1").arg(tools.join(QStringLiteral(", "))))
+        + QStringLiteral(", so the agent stopped there. Send a message to continue.");
+}
+
 } // namespace
 
 void ChatController::bind(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
@@ -51,16 +64,25 @@ void ChatController::bind(ChatSession &session, const AgentModelDescriptor &mode
     StoreContext &ctx = session.context();
     if (session.messages().isEmpty()) {
         QList<std::shared_ptr<Message>> kept;
+        QStringList unanswered;
         for (const auto &m : ctx.fetchOrEmpty<Message>(Query(where::eq("chatId", chat->id)).orderBy("timestamp"))) {
             if (m->role == MessageRole::thinking) {
                 ctx.remove(m);
                 continue;
+            }
+            if (m->contentType == MessageContentType::permissionRequest && !m->isComplete) {
+                // The application ended while the agent waited for this answer; the agent process
+                // ended with it. Say so, or the chat would look as if the agent gave up by itself.
+                m->contentType = MessageContentType::permissionDenied;
+                unanswered << m->toolName.value_or(QStringLiteral("a tool"));
             }
             m->isComplete = true;
             kept.append(m);
         }
         (void)ctx.save();
         session.setMessages(kept);
+        if (!unanswered.isEmpty())
+            session.addSystemMessage(unansweredPromptNote(unanswered));
     }
     if (session.isAgentStarted()) {
         session.updateInputStatus();
@@ -144,26 +166,8 @@ Status ChatController::startAgent(ChatSession &session, const AgentModelDescript
     return {};
 }
 
-Status ChatController::sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
-                                   const AgentModelDescriptor &model, PermissionMode mode)
+Status ChatController::ensureAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
 {
-    logLine(Tag, QStringLiteral("User submitted: %1 with %2 attachment(s)").arg(text).arg(attachments.size()));
-    auto message = std::make_shared<Message>();
-    message->role = MessageRole::user;
-    message->contentType = MessageContentType::text;
-    message->content = displayText(text, attachments);
-    if (!attachments.isEmpty()) {
-        MessageMetadata metadata;
-        QList<AttachmentReference> references;
-        for (const Attachment &a : attachments)
-            references.append({a.id, a.type, a.fileName, a.mediaType, a.fileSize,
-                               a.type == AttachmentType::tempFile && a.fileURL ? std::optional<QString>(a.fileURL->toLocalFile())
-                                                                              : std::nullopt});
-        metadata.attachments = references;
-        message->setMetadataValue(metadata);
-    }
-    session.appendMessage(message);
-
     if (!session.adapter()) {
         if (Status started = startAgent(session, model, mode); !started)
             return started;
@@ -183,10 +187,116 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
         }
         if (Status started = startAgent(session, model, mode); !started)
             return started;
+        if (!session.adapter()) {
+            logLine(Tag, QStringLiteral("ERROR: adapter is nil after agent swap"));
+            return Error(QStringLiteral("The agent could not be started"));
+        }
     }
-    logLine(Tag, QStringLiteral("Sending via adapter: ") + text);
-    session.adapter()->send(text, attachments);
+    // The mode chosen at send time is the one this turn runs under; a process started again for
+    // it (after an exit) is launched with it too.
+    if (session.adapter()->permissionMode() != mode)
+        session.adapter()->setPermissionMode(mode);
     return {};
+}
+
+void ChatController::nameChat(ChatSession &session, const QString &text, int attachmentCount)
+{
+    auto chat = session.chat();
+    if (!chat || !sessiontext::hasPlaceholderName(chat->name))
+        return;
+    const QString source = text.isEmpty() ? QStringLiteral("Attached %1 file(s)").arg(attachmentCount) : text;
+    chat->name = sessiontext::simpleTitle(source);
+    (void)session.context().save();
+    logLine(Tag, QStringLiteral("Generated title with fallback: ") + chat->name);
+    logLine(Tag, QStringLiteral("Updated chat title to: ") + chat->name);
+    if (m_onRename)
+        m_onRename(chat->id);
+}
+
+Status ChatController::sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
+                                   const AgentModelDescriptor &model, PermissionMode mode)
+{
+    const SlashCommand command = slashcommands::parse(text);
+    if (command.kind == SlashCommand::Kind::clear) {
+        clearConversation(session, model, mode);
+        return {};
+    }
+    m_sinceStopPress.invalidate();
+    logLine(Tag, QStringLiteral("User submitted: %1 with %2 attachment(s)").arg(text).arg(attachments.size()));
+    nameChat(session, text, int(attachments.size()));
+
+    QString prompt = command.kind == SlashCommand::Kind::prompt ? command.prompt : text;
+    std::optional<TaskContextReference> taskReference;
+    if (command.kind == SlashCommand::Kind::notACommand && text.contains(taskcontext::Marker)) {
+        auto chat = session.chat();
+        const auto task = chat && chat->workspaceId ? taskcontext::forWorkspace(session.context(), *chat->workspaceId)
+                                                    : std::nullopt;
+        if (task) {
+            prompt = taskcontext::expand(text, *task);
+            taskReference = TaskContextReference{task->title, task->type, task->priority};
+        }
+    }
+
+    auto message = std::make_shared<Message>();
+    message->role = MessageRole::user;
+    message->contentType = MessageContentType::text;
+    message->content = displayText(text, attachments);
+    if (!attachments.isEmpty() || taskReference) {
+        MessageMetadata metadata;
+        QList<AttachmentReference> references;
+        for (const Attachment &a : attachments)
+            references.append({a.id, a.type, a.fileName, a.mediaType, a.fileSize,
+                               a.type == AttachmentType::tempFile && a.fileURL ? std::optional<QString>(a.fileURL->toLocalFile())
+                                                                              : std::nullopt});
+        if (!references.isEmpty())
+            metadata.attachments = references;
+        metadata.taskContext = taskReference;
+        message->setMetadataValue(metadata);
+    }
+    session.appendMessage(message);
+    if (text.contains(taskcontext::Marker) && command.kind == SlashCommand::Kind::notACommand && !taskReference)
+        session.addSystemMessage(QStringLiteral("No task is linked to this workspace. Link an issue from the Planner to use @task."));
+
+    Status sent = ensureAgent(session, model, mode);
+    if (sent) {
+        if (command.kind == SlashCommand::Kind::prompt)
+            logLine(Tag, QStringLiteral("Slash command: ") + text);
+        logLine(Tag, QStringLiteral("Sending via adapter: ") + prompt);
+        session.adapter()->send(prompt, attachments);
+    }
+    // The turn has read them: temporary files of long pastes go now.
+    for (const Attachment &a : attachments)
+        if (a.type == AttachmentType::tempFile && a.fileURL)
+            QFile::remove(a.fileURL->toLocalFile());
+    return sent;
+}
+
+void ChatController::stop(ChatSession &session)
+{
+    AgentAdapter *adapter = session.adapter();
+    if (m_sinceStopPress.isValid() && m_sinceStopPress.elapsed() < 5000) {
+        logLine(Tag, QStringLiteral("User requested force stop (second press)"));
+        if (adapter)
+            adapter->forceTerminate();
+        m_sinceStopPress.invalidate();
+        session.cleanupOnInterrupt();
+        session.addSystemMessage(QStringLiteral("Stopped by user."));
+        return;
+    }
+    logLine(Tag, QStringLiteral("User requested interrupt (first press)"));
+    if (adapter)
+        adapter->interrupt();
+    m_sinceStopPress.start();
+    session.cleanupOnInterrupt();
+}
+
+void ChatController::clearConversation(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
+{
+    logLine(Tag, QStringLiteral("Executing /clear — resetting session in-place"));
+    if (session.adapter())
+        session.adapter()->forceTerminate();
+    session.resetConversation();
+    (void)startAgent(session, model, mode);
 }
 
 } // namespace corvane

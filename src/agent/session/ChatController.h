@@ -4,8 +4,10 @@
 #include "agent/Attachment.h"
 #include "core/Result.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QString>
+#include <QUuid>
 
 #include <functional>
 #include <memory>
@@ -34,12 +36,29 @@ public:
     Status startAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
 
     // Stores the user's message and sends it, starting the agent first when needed and
-    // restarting it when the chosen model belongs to the other agent.
+    // restarting it when the chosen model belongs to the other agent. Slash commands are
+    // translated ("/clear" resets the chat in place), "@task" is expanded, a chat with a
+    // placeholder name is named after the message, and temporary files are removed after.
     Status sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
                        const AgentModelDescriptor &model, PermissionMode mode);
 
+    // The stop button: the first press asks the agent to stop the turn; a second press within
+    // 5 s ends the process.
+    void stop(ChatSession &session);
+
+    // "/clear": the conversation and its agent session go, and a new session starts at once.
+    void clearConversation(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
+
+    // Told when a chat got its name from its first message (for "chatDidRename").
+    void setRenameObserver(std::function<void(const QUuid &chatId)> observer) { m_onRename = std::move(observer); }
+
 private:
+    void nameChat(ChatSession &session, const QString &text, int attachmentCount);
+    Status ensureAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
+
     AdapterFactory m_factory;
+    std::function<void(const QUuid &)> m_onRename;
+    QElapsedTimer m_sinceStopPress; // valid while the two-press stop is armed
 };
 
 } // namespace corvane

@@ -1,6 +1,7 @@
 #include "agent/session/ChatSession.h"
 
 #include "agent/AgentAdapter.h"
+#include "agent/session/BackgroundNotifier.h"
 #include "agent/session/ChatSessionUIHandler.h"
 #include "agent/session/SessionText.h"
 #include "core/Log.h"
@@ -62,16 +63,6 @@ void ChatSession::setUiHandler(ChatSessionUIHandler *handler, QObject *lifetime)
     m_uiLifetime = handler ? lifetime : nullptr;
 }
 
-template <typename Fn>
-void ChatSession::toUi(Fn fn)
-{
-    // Always later, from the event loop: a handler is never re-entered from inside an event.
-    QMetaObject::invokeMethod(this, [this, fn = std::move(fn)] {
-        if (m_uiHandler && m_uiLifetime)
-            fn(*m_uiHandler);
-    }, Qt::QueuedConnection);
-}
-
 void ChatSession::log(const QString &text) const
 {
     // Lines read "[ChatSession|<chat name>|<first 6 of the id>] text".
@@ -105,6 +96,31 @@ void ChatSession::save(const char *caller)
             m_sinceSaveError.restart();
             log(QStringLiteral(" Store save failed in %1: %2").arg(QLatin1String(caller), saved.error().message));
         }
+        return;
+    }
+    settleFinishedRows();
+}
+
+void ChatSession::setMessages(QList<std::shared_ptr<Message>> messages)
+{
+    m_messages = std::move(messages);
+    m_unsettled = m_messages;
+}
+
+void ChatSession::settleFinishedRows()
+{
+    // A finished row is never edited again by the session, so the context need not compare it
+    // at every later save; rows still streaming or waiting stay tracked.
+    for (auto it = m_unsettled.begin(); it != m_unsettled.end();) {
+        const auto &row = *it;
+        const bool live = !row->isComplete || row == m_currentThinking || row == m_currentTool
+                          || row == m_currentResponse || row == m_initializing;
+        if (live) {
+            ++it;
+            continue;
+        }
+        m_context->settle(row);
+        it = m_unsettled.erase(it);
     }
 }
 
@@ -123,6 +139,7 @@ void ChatSession::throttledSave()
 void ChatSession::appendMessage(const std::shared_ptr<Message> &message)
 {
     m_messages.append(message);
+    m_unsettled.append(message);
     if (m_currentThinking && m_currentThinking != message) {
         // The thinking row stays last while other rows arrive.
         m_messages.removeOne(m_currentThinking);
@@ -198,7 +215,7 @@ void ChatSession::finishOrphanedTools()
 
 bool ChatSession::hasPendingPrompt() const
 {
-    return !m_pendingRequests.isEmpty();
+    return !m_pendingRequests.isEmpty() || m_pendingQuestion.has_value();
 }
 
 void ChatSession::updateInputStatus()
@@ -211,6 +228,10 @@ void ChatSession::updateInputStatus()
         status = QStringLiteral("Initializing agent...");
     else if (!m_pendingRequests.isEmpty())
         status = QStringLiteral("Permission needed...");
+    else if (m_pendingQuestion)
+        status = QStringLiteral("Agent has a question...");
+    else if (m_plan.isAwaitingApproval)
+        status = QStringLiteral("Plan ready for review...");
     else
         waiting = m_activityState == ChatActivityState::processing;
     toUi([status, waiting](ChatSessionUIHandler &ui) { ui.sessionInputStatusChanged(status, waiting); });
@@ -286,6 +307,8 @@ void ChatSession::didStartThinking()
 void ChatSession::didReceiveText(const QString &text)
 {
     m_turnHadText = true;
+    if (m_plan.isActive)
+        m_plan.accumulatedText += text;
     if (m_currentResponse) {
         m_currentResponse->content += text;
         throttledSave();
@@ -299,6 +322,18 @@ void ChatSession::didReceiveText(const QString &text)
 
 void ChatSession::didStartTool(const QString &name, const QString &toolUseId, const QVariantMap &input)
 {
+    const planfilter::Outcome plan = planfilter::apply(m_plan, name, input);
+    for (const QString &line : plan.logLines)
+        log(line);
+    if (plan.changed)
+        notifyPlanChanged();
+    if (plan.hidden) {
+        log(QStringLiteral(" plan tool handled: ") + name);
+        m_currentHiddenToolName = name;
+        if (!toolUseId.isEmpty())
+            m_hiddenToolUseIds.insert(toolUseId);
+        return;
+    }
     if (m_currentResponse) {
         m_currentResponse->isComplete = true;
         m_currentResponse.reset();
@@ -331,6 +366,13 @@ void ChatSession::didStartTool(const QString &name, const QString &toolUseId, co
 
 void ChatSession::didReceiveToolResult(const QString &toolUseId, const QString &output)
 {
+    // Results of hidden planning tools add nothing anywhere. claude reports results by id, so the
+    // id decides; a result without one falls back to the last hidden tool.
+    if (m_hiddenToolUseIds.remove(toolUseId) || (toolUseId.isEmpty() && m_currentHiddenToolName)) {
+        log(QStringLiteral(" suppressing tool result for hidden plan tool: ") + m_currentHiddenToolName.value_or(QString()));
+        m_currentHiddenToolName.reset();
+        return;
+    }
     const QString addition = output.isEmpty() ? QString() : QStringLiteral("\n") + sessiontext::outputPreview(output);
     if (auto subagent = m_activeSubagents.take(toolUseId)) {
         subagent->isComplete = true;
@@ -393,7 +435,11 @@ void ChatSession::didComplete(const AgentResult &result)
     m_toolRows.clear();
     m_saveTimer.stop();
     save("flushSave()");
-    m_pendingRequests.clear();
+    if (m_plan.isActive)
+        log(QStringLiteral(" resetting stale planState on didComplete"));
+    forgetOpenPrompts();
+    if (m_notifier)
+        m_notifier->notifyCompletion(m_chatName, m_chatId);
     updateInputStatus();
     emit turnCompleted(m_chatId, result);
     toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
@@ -409,7 +455,7 @@ void ChatSession::didFail(const AgentError &error)
                                                                         : MessageContentType::error;
     appendMessage(makeRow(MessageRole::system, type, QStringLiteral("Error: ") + description, true));
     setActivityState(ChatActivityState::idle);
-    m_pendingRequests.clear();
+    forgetOpenPrompts();
     updateInputStatus();
     emit turnFailed(m_chatId, description);
     toUi([description](ChatSessionUIHandler &ui) { ui.sessionFailed(description); });
@@ -420,49 +466,6 @@ void ChatSession::didStall(double seconds)
     log(QStringLiteral(" stall detected: no activity for %1").arg(seconds));
     addSystemMessage(QStringLiteral("Claude appears unresponsive — no activity for %1s. You can press Stop to cancel.")
                          .arg(qint64(seconds)));
-}
-
-void ChatSession::didRequestPermission(const AgentPermissionRequest &request)
-{
-    // Answering is the permission layer's work; the session records what waits.
-    m_pendingRequests.insert(request.requestId, request);
-    auto row = makeRow(MessageRole::system, MessageContentType::permissionRequest,
-                       sessiontext::toolSummary(request.toolName, request.toolInput), false);
-    row->toolName = request.toolName;
-    row->metadata = QJsonDocument(QJsonObject{{"tool_use_id", request.toolUseId}, {"request_id", request.requestId}})
-                        .toJson(QJsonDocument::Compact);
-    m_pendingPermissionMessages.append(row);
-    appendMessage(row);
-    setActivityState(ChatActivityState::waitingForPermission);
-    updateInputStatus();
-    emit permissionRequested(m_chatId, request);
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionNeedsAnswer(); });
-}
-
-void ChatSession::didCancelPermissionRequest(const QString &requestId)
-{
-    if (!m_pendingRequests.remove(requestId))
-        return;
-    for (const auto &row : std::as_const(m_pendingPermissionMessages)) {
-        if (row->metadata && row->metadata->contains(requestId.toUtf8()) && row->contentType == MessageContentType::permissionRequest) {
-            row->contentType = MessageContentType::permissionDenied;
-            row->content = QStringLiteral("Interrupted");
-            row->isComplete = true;
-        }
-    }
-    if (m_pendingRequests.isEmpty())
-        setActivityState(ChatActivityState::processing);
-    save("handlePermissionCancelled(_:)");
-    updateInputStatus();
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
-}
-
-void ChatSession::didAskUserQuestion(const QList<AgentQuestion> &questions, const QString &requestId,
-                                     const QVariantMap &toolInput)
-{
-    Q_UNUSED(questions);
-    Q_UNUSED(toolInput);
-    log(QStringLiteral(" question asked (request %1)").arg(requestId));
 }
 
 void ChatSession::cleanupOnInterrupt()
@@ -478,6 +481,11 @@ void ChatSession::cleanupOnInterrupt()
         }
     }
     m_pendingPermissionMessages.clear();
+    if (m_questionRow) {
+        m_questionRow->contentType = MessageContentType::permissionDenied;
+        m_questionRow->isComplete = true;
+        m_questionRow.reset();
+    }
     if (m_currentResponse) {
         m_currentResponse->isComplete = true;
         m_currentResponse.reset();
@@ -485,11 +493,60 @@ void ChatSession::cleanupOnInterrupt()
     for (const auto &row : std::as_const(m_activeSubagents))
         row->isComplete = true;
     m_activeSubagents.clear();
-    m_pendingRequests.clear();
+    forgetOpenPrompts();
     setActivityState(ChatActivityState::idle);
     m_saveTimer.stop();
     save("cleanupOnInterrupt()");
     updateInputStatus();
+    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+}
+
+void ChatSession::forgetOpenPrompts()
+{
+    // The turn is over one way or another: nothing waits for an answer any more, and a plan
+    // never outlives its turn. Rows stay as they are; their callers decide.
+    for (const QString &key : m_pendingRequests.keys())
+        emit promptClosed(m_chatId, key);
+    if (m_pendingQuestion)
+        emit promptClosed(m_chatId, QStringLiteral("question"));
+    if (m_planApprovalRequestId)
+        emit promptClosed(m_chatId, QStringLiteral("plan"));
+    m_pendingRequests.clear();
+    m_pendingQuestion.reset();
+    m_pendingQuestionRequestId.clear();
+    m_planApprovalRequestId.reset();
+    m_planApprovalInput.reset();
+    m_hiddenToolUseIds.clear();
+    m_currentHiddenToolName.reset();
+    if (m_plan.isActive) {
+        m_plan.reset();
+        notifyPlanChanged();
+    }
+}
+
+void ChatSession::resetConversation()
+{
+    if (auto record = chat())
+        record->claudeSessionId.reset();
+    save("clearConversation()");
+    for (const auto &row : m_context->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId))))
+        m_context->remove(row);
+    for (const auto &row : std::as_const(m_messages))
+        m_context->remove(row);
+    save("clearConversation()");
+    m_messages.clear();
+    m_unsettled.clear();
+    clearCurrentRows();
+    m_initializing.reset();
+    m_toolRows.clear();
+    m_activeSubagents.clear();
+    m_pendingPermissionMessages.clear();
+    m_questionRow.reset();
+    forgetOpenPrompts();
+    m_adapter.reset();
+    m_isAgentReady = false;
+    m_isAgentStarted = false;
+    setActivityState(ChatActivityState::idle);
     toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
 }
 

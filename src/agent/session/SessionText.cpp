@@ -1,5 +1,7 @@
 #include "agent/session/SessionText.h"
 
+#include <QRegularExpression>
+
 #include <QStringList>
 
 namespace corvane::sessiontext {
@@ -12,6 +14,23 @@ QString toolSummary(const QString &toolName, const QVariantMap &input)
             return toolName + QStringLiteral(": ") + value.toString();
     }
     return toolName;
+}
+
+QString simpleTitle(const QString &message)
+{
+    static const QRegularExpression blanks(QStringLiteral("[ \t]+"));
+    const QStringList words = message.trimmed().split(blanks, Qt::SkipEmptyParts);
+    QString title = words.mid(0, 4).join(QLatin1Char(' '));
+    if (words.size() >= 5)
+        title += QStringLiteral("...");
+    if (title.size() >= 51)
+        title = leftCharacters(title, 47) + QStringLiteral("...");
+    return title.isEmpty() ? QStringLiteral("New Chat") : title;
+}
+
+bool hasPlaceholderName(const QString &chatName)
+{
+    return chatName == QLatin1String("New Chat") || chatName.startsWith(QLatin1String("Chat "));
 }
 
 QString leftCharacters(const QString &text, int count)

@@ -30,6 +30,12 @@ QString rightCharacters(const QString &text, int count);
 // Whether an error description means the agent is not signed in (shown with a way to sign in).
 bool isAuthenticationFailure(const QString &description);
 
+// A chat's name from its first message when no model names it: the first four words, "..."
+// when there were more, at most 50 characters; "New Chat" for nothing.
+QString simpleTitle(const QString &message);
+// Whether a chat still carries a name we gave it, so its next message may name it.
+bool hasPlaceholderName(const QString &chatName);
+
 struct TranscriptMessage
 {
     MessageRole role = MessageRole::user;

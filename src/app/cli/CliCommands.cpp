@@ -2,6 +2,7 @@
 
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
+#include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/WorkspaceCommands.h"
 #include "core/Log.h"
@@ -32,15 +33,22 @@ Works on the same data as the Corvane window ($XDG_DATA_HOME/Corvane).
 
 Commands:
   send --project DIR [--chat UUID] [--agent claude|codex] [--model ID]
-       [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH] TEXT
+       [--mode default|acceptEdits|acceptAll|plan] [--claude PATH] [--codex PATH]
+       [--profile NAME] [--on-permission ask|allow|deny|allow-session] [--attach FILE]... TEXT
       Sends TEXT to the chat's agent and prints the reply as it streams. Adds the
       project (by folder), a workspace and a new chat when needed; with --chat the
       chat's agent session resumes. Prints "chat <UUID>" on standard error first.
       Exits 0 when the turn completed, non-zero with the error on standard error.
+      Permission requests, questions and plans are answered by --on-permission:
+      ask (the default on a terminal) prompts there; questions take an option's
+      number. Slash commands such as /compact or /clear work as in the window.
   messages --chat UUID
       The chat's stored messages in order, one JSON object per line.
   chats [--project DIR]
       One line per chat: id, project, workspace, name, agent.
+  profiles [--claude PATH] [--no-probe]
+      One line per profile: id, name, claude and codex sign-in state, config folder.
+      Asks claude about each profile unless --no-probe.
   workspaces --project DIR
       One line per workspace, archived ones too: id, name, branch, mode
       (worktree or checkout), folder, archived or active.
@@ -179,6 +187,8 @@ int run(const QStringList &arguments)
         return listMessages(rest);
     if (command == QLatin1String("chats"))
         return listChats(rest);
+    if (command == QLatin1String("profiles"))
+        return profilesCommand(rest);
     if (command == QLatin1String("workspaces"))
         return listWorkspaces(rest);
     if (command == QLatin1String("workspace"))

@@ -2,15 +2,19 @@
 
 #include "agent/AgentModelCatalogue.h"
 #include "agent/claude/ClaudeAdapter.h"
+#include "agent/input/AttachmentService.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
 #include "agent/session/ChatSessionUIHandler.h"
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
+#include "accounts/ProfileService.h"
+#include "app/cli/PromptAnswers.h"
 #include "core/Paths.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
+#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -22,6 +26,7 @@
 #include <QHash>
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace corvane::cli {
 
@@ -93,6 +98,26 @@ std::optional<AgentModelDescriptor> pickModel(const QString &requested, AgentTyp
     return AgentModelCatalogue::forAgentType(agent).value(0);
 }
 
+// A project runs under one profile. A project with no chats yet takes the one asked for; one that
+// already has chats keeps its own, since moving it is a migration the window does with care.
+Status placeUnderProfile(StoreContext &ctx, const ChatPlace &place, const QString &name)
+{
+    ProfileService profiles(ctx);
+    const auto profile = profiles.profileNamed(name);
+    if (!profile)
+        return Error(QStringLiteral("no profile named \"%1\" (corvane-cli profiles lists them)").arg(name));
+    if (place.project->profileId == profile->id)
+        return {};
+    const qint64 chats = ctx.count<Chat>(where::eq("projectId", place.project->id) && where::ne("id", place.chat->id)).valueOr(1);
+    if (chats > 0) {
+        const auto current = place.project->profileId ? ctx.get<Profile>(*place.project->profileId) : nullptr;
+        return Error(QStringLiteral("the project \"%1\" belongs to the profile \"%2\"; move it to \"%3\" in the window first")
+                         .arg(place.project->name, current ? current->name : QStringLiteral("(none)"), profile->name));
+    }
+    place.project->profileId = profile->id;
+    return ctx.save();
+}
+
 } // namespace
 
 int sendCommand(const QStringList &arguments)
@@ -105,13 +130,31 @@ int sendCommand(const QStringList &arguments)
     parser.addOption({"mode", "default, acceptEdits, acceptAll or plan.", "MODE", "default"});
     parser.addOption({"claude", "Path of the claude command.", "PATH"});
     parser.addOption({"codex", "Path of the codex command.", "PATH"});
+    parser.addOption({"profile", "Run under this profile (name or id; see corvane-cli profiles).", "NAME"});
+    parser.addOption({"on-permission", "ask, allow, deny or allow-session (default: ask on a terminal, else deny).", "HOW"});
+    parser.addOption({"attach", "A PNG, JPEG, GIF, WebP or PDF file to send with the text (repeatable).", "FILE"});
     parser.addPositionalArgument("text", "What to send.");
     if (!parser.parse(arguments)) {
         printErr(QStringLiteral("corvane-cli send: ") + parser.errorText());
         return 2;
     }
     const QString text = parser.positionalArguments().join(QLatin1Char(' '));
-    if (text.trimmed().isEmpty()) {
+    QList<Attachment> attached;
+    for (const QString &file : parser.values("attach")) {
+        auto attachment = attachments::fromFile(file);
+        if (!attachment) {
+            printErr(QStringLiteral("corvane-cli send: Cannot attach file %1: %2").arg(file, attachment.error().message));
+            return 2;
+        }
+        attached.append(attachment.value());
+    }
+    AnswerPolicy policy = isatty(STDIN_FILENO) ? AnswerPolicy::ask : AnswerPolicy::deny;
+    if (parser.isSet("on-permission") && !PromptAnswers::parsePolicy(parser.value("on-permission"), policy)) {
+        printErr(QStringLiteral("corvane-cli send: --on-permission is ask, allow, deny or allow-session, not \"%1\"")
+                     .arg(parser.value("on-permission")));
+        return 2;
+    }
+    if (text.trimmed().isEmpty() && attached.isEmpty()) {
         printErr(QStringLiteral("corvane-cli send: nothing to send (give the text after the options)"));
         return 2;
     }
@@ -176,6 +219,12 @@ int sendCommand(const QStringList &arguments)
             return 1;
         }
     }
+    if (parser.isSet("profile")) {
+        if (Status placed = placeUnderProfile(ctx, place, parser.value("profile")); !placed) {
+            printErr(QStringLiteral("corvane-cli send: ") + placed.error().message);
+            return 1;
+        }
+    }
     std::fprintf(stderr, "chat %s\n", place.chat->id.toString(QUuid::WithoutBraces).toUtf8().constData());
     std::fflush(stderr);
 
@@ -201,19 +250,11 @@ int sendCommand(const QStringList &arguments)
         status = 1;
         loop.exit(1);
     });
-    QObject::connect(&session, &ChatSession::permissionRequested, &loop,
-                     [&](const QUuid &, const AgentPermissionRequest &request) {
-        // Answering from the terminal is not offered yet: say why the tool did not run.
-        printErr(QStringLiteral("corvane-cli: %1 asked for permission and was denied (run with --mode acceptEdits or acceptAll)")
-                     .arg(request.toolName));
-        session.adapter()->respondToPermission(request.requestId, false, std::nullopt,
-                                               QStringLiteral("Not allowed from corvane-cli in this permission mode"));
-        session.didCancelPermissionRequest(request.requestId);
-    });
+    PromptAnswers answers(session, policy);
 
     controller.bind(session, *model, mode);
     printer.skipExisting();
-    if (Status sent = controller.sendMessage(session, prompt, {}, *model, mode); !sent) {
+    if (Status sent = controller.sendMessage(session, prompt, attached, *model, mode); !sent) {
         printErr(QStringLiteral("corvane-cli: ") + sent.error().message);
         return 1;
     }

@@ -64,6 +64,18 @@ Status Connection::exec(const char *sql)
     return error;
 }
 
+Status Connection::run(const QByteArray &sql)
+{
+    auto stmt = prepare(sql);
+    if (!stmt)
+        return stmt.error();
+    const int rc = sqlite3_step(*stmt);
+    sqlite3_reset(*stmt);
+    if (rc == SQLITE_DONE || rc == SQLITE_ROW)
+        return {};
+    return lastError(QString::fromUtf8(sql));
+}
+
 Result<qint64> Connection::queryInteger(const char *sql)
 {
     sqlite3_stmt *stmt = nullptr;

@@ -3,12 +3,16 @@
 #include "core/store/ColumnCodec.h"
 
 #include <QByteArrayList>
+#include <QDateTime>
 #include <QHash>
 #include <QString>
 #include <QStringList>
 #include <QUuid>
 
+#include <cstring>
 #include <memory>
+#include <optional>
+#include <type_traits>
 #include <tuple>
 
 namespace corvane::store {
@@ -66,6 +70,22 @@ struct RecordOps
 
 namespace detail {
 
+// Every save compares each held record with its snapshot, so the common case, an unchanged
+// value that still shares its data with the snapshot, must be cheap. Dates compare through time
+// zones otherwise, strings by content.
+template <typename T>
+bool sameValue(const T &a, const T &b)
+{
+    if constexpr (std::is_same_v<T, QDateTime> || std::is_same_v<T, std::optional<QDateTime>>) {
+        if (std::memcmp(static_cast<const void *>(&a), static_cast<const void *>(&b), sizeof(T)) == 0)
+            return true;
+    } else if constexpr (std::is_same_v<T, QString>) {
+        if (a.size() == b.size() && a.constData() == b.constData())
+            return true;
+    }
+    return a == b;
+}
+
 template <typename Tuple, typename Fn, std::size_t... I>
 void forEachColumn(const Tuple &tuple, Fn &&fn, std::index_sequence<I...>)
 {
@@ -122,7 +142,7 @@ const RecordOps &recordOps()
             const R &snapshot = *static_cast<const R *>(b);
             ColumnMask mask = 0;
             detail::forEachColumn<R>([&](const auto &column, std::size_t index) {
-                if (!(current.*column.member == snapshot.*column.member))
+                if (!detail::sameValue(current.*column.member, snapshot.*column.member))
                     mask |= ColumnMask(1) << index;
             });
             return mask;

@@ -87,6 +87,19 @@ void StoreContext::markDeleted(const RecordOps &ops, const QUuid &id)
     it->state = State::deleted;
 }
 
+void StoreContext::settleEntry(const RecordOps &ops, const QUuid &id)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    const auto map = m_entries.find(&ops);
+    if (map == m_entries.end())
+        return;
+    const auto it = map->find(id);
+    if (it == map->end() || it->state != State::persisted || ops.diff(it->object.get(), it->snapshot.get()))
+        return;
+    map->erase(it);
+    --m_registered;
+}
+
 std::shared_ptr<void> StoreContext::registered(const RecordOps &ops, const QUuid &id) const
 {
     const auto map = m_entries.constFind(&ops);
@@ -218,7 +231,7 @@ Status StoreContext::save()
     if (!opened)
         return opened.error().prefixed(QStringLiteral("Saving: "));
     Connection &connection = **opened;
-    if (Status s = connection.exec("BEGIN IMMEDIATE"); !s)
+    if (Status s = connection.run(QByteArrayLiteral("BEGIN IMMEDIATE")); !s)
         return s.error().prefixed(QStringLiteral("Saving: "));
     connection.takeTouchedTables();
 
@@ -227,7 +240,7 @@ Status StoreContext::save()
     QList<std::pair<const RecordOps *, QUuid>> vanished;
     auto write = [&]() -> Status {
         // Parents and children may arrive in any order within one save: check the keys at commit.
-        if (Status s = connection.exec("PRAGMA defer_foreign_keys = ON"); !s)
+        if (Status s = connection.run(QByteArrayLiteral("PRAGMA defer_foreign_keys = ON")); !s)
             return s;
         for (const auto &[ops, id] : std::as_const(inserts)) {
             auto stmt = connection.prepare(ops->entity->insertSql);
@@ -262,10 +275,10 @@ Status StoreContext::save()
                 return s;
             changes.deleted[ops->entity->name].insert(id);
         }
-        return connection.exec("COMMIT");
+        return connection.run(QByteArrayLiteral("COMMIT"));
     };
     if (Status s = write(); !s) {
-        (void)connection.exec("ROLLBACK");
+        (void)connection.run(QByteArrayLiteral("ROLLBACK"));
         connection.takeTouchedTables();
         logLine("Store", QStringLiteral("Save failed, changes kept for the next save: ") + s.error().message);
         return s.error().prefixed(QStringLiteral("Saving: "));

@@ -119,6 +119,16 @@ public:
     void rollback();
     bool hasChanges() const;
 
+    // Stops comparing a saved, unchanged record at every save: the caller keeps its object and
+    // promises not to edit it again through this context (a later edit would not be saved).
+    // Long chats hold thousands of finished rows, and comparing them all made each save grow
+    // with the chat. Does nothing for a record with pending changes.
+    template <typename R>
+    void settle(const std::shared_ptr<R> &record)
+    {
+        settleEntry(store::recordOps<R>(), record->id);
+    }
+
     // How many records the context holds (for tests and measurements).
     int registeredCount() const;
 
@@ -143,6 +153,7 @@ private:
 
     void registerInserted(const store::RecordOps &ops, std::shared_ptr<void> object);
     void markDeleted(const store::RecordOps &ops, const QUuid &id);
+    void settleEntry(const store::RecordOps &ops, const QUuid &id);
     std::shared_ptr<void> registered(const store::RecordOps &ops, const QUuid &id) const;
     Result<QList<std::shared_ptr<void>>> fetchErased(const store::RecordOps &ops, const Query &query);
     Result<qint64> countErased(const store::RecordOps &ops, const Predicate &filter);

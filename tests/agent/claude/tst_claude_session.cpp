@@ -10,6 +10,7 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "agent/session/ClaudeChatHarness.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -126,22 +127,7 @@ private slots:
         m_store = Store::open(m_env->path("Corvane.store")).value();
         m_folder = m_env->path("repo");
         QDir().mkpath(m_folder);
-        StoreContext &ctx = m_store->mainContext();
-        Project project;
-        project.name = "repo";
-        project.path = m_folder;
-        Workspace workspace;
-        workspace.name = "repo";
-        workspace.projectId = project.id;
-        Chat chat;
-        chat.name = "Test chat";
-        chat.projectId = project.id;
-        chat.workspaceId = workspace.id;
-        m_chatId = chat.id;
-        ctx.insert(project);
-        ctx.insert(workspace);
-        ctx.insert(chat);
-        QVERIFY(ctx.save().ok());
+        m_chatId = test::insertChat(*m_store, m_folder);
         m_timing = ClaudeSDKService::Timing();
     }
 
@@ -360,6 +346,79 @@ private slots:
         QVERIFY(!texts[0].contains(QChar(0xFFFD))); // nothing broken
         QVERIFY(texts[0].contains(QString::fromUtf8("👍🏽")));
         QVERIFY(texts[0].contains(QString::fromUtf8("日本語のテキスト")));
+    }
+    void aStopMidTurnEndsItQuietlyAndTheChatGoesOn()
+    {
+        test::FakeModel model("slow_reply.json", {"DELAY=0", "DELTA_DELAY=0.3"});
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QSignalSpy done(session.get(), &ChatSession::turnCompleted);
+        QSignalSpy failed(session.get(), &ChatSession::turnFailed);
+        const auto sonnet = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
+        QVERIFY(chat.sendMessage(*session, "Take your time", {}, sonnet, PermissionMode::acceptAll).ok());
+        // Stop once the reply has started to stream, so the stop lands inside the turn.
+        const auto streaming = [&] {
+            for (const auto &m : session->messages())
+                if (m->role == MessageRole::assistant && !m->content.isEmpty())
+                    return true;
+            return false;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(streaming(), 30000);
+        session->adapter()->interrupt();
+        QTRY_VERIFY_WITH_TIMEOUT(done.count() + failed.count() > 0, 15000);
+        QCOMPARE(failed.count(), 0);
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        QVERIFY(m_lastService->processId() > 0); // the interrupt request keeps the process
+        for (const auto &m : stored())
+            QVERIFY2(m->contentType != MessageContentType::error, qPrintable(m->content));
+        QVERIFY(send(*session, chat, "Go on").completed);
+        QVERIFY(assistantTexts().contains("Fresh reply after the stop."));
+    }
+
+    void aNonZeroExitShowsTheToolsOwnWords()
+    {
+        // claude started with an option it does not know: a real exit status 1 with its reason
+        // on standard error, before any turn.
+        test::FakeModel model("plain_text.json");
+        QVERIFY(startModel(model));
+        const QString wrapper = m_env->path("claude-with-a-bad-option");
+        QFile script(wrapper);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\nexec '%1' --no-such-option \"$@\"\n").arg(test::FakeModel::claudePath()).toUtf8());
+        script.close();
+        script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
+        auto session = newSession();
+        ChatController chat([this, wrapper](AgentType) -> std::unique_ptr<AgentAdapter> {
+            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, wrapper));
+            adapter->service().setExtraEnvironment(m_claudeEnv);
+            return adapter;
+        });
+        const Turn turn = send(*session, chat, "Hello");
+        QVERIFY(!turn.completed);
+        QVERIFY2(turn.failure.contains("no-such-option"), qPrintable(turn.failure));
+        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        int errors = 0;
+        for (const auto &m : stored())
+            errors += m->contentType == MessageContentType::error ? 1 : 0;
+        QCOMPARE(errors, 1);
+    }
+
+    void aModeSwitchReachesTheRunningProcess()
+    {
+        test::FakeModel model("mode_switch.json");
+        QVERIFY(startModel(model));
+        auto session = newSession();
+        ChatController chat = controller();
+        QVERIFY(send(*session, chat, "first", PermissionMode::acceptAll).completed);
+        const qint64 pid = m_lastService->processId();
+        QSignalSpy asked(session.get(), &ChatSession::permissionRequested);
+        const auto sonnet = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
+        QVERIFY(chat.sendMessage(*session, "run it", {}, sonnet, PermissionMode::ask).ok());
+        QTRY_VERIFY_WITH_TIMEOUT(asked.count() == 1, 30000);
+        QCOMPARE(asked.at(0).at(1).value<AgentPermissionRequest>().toolName, QStringLiteral("Bash"));
+        QCOMPARE(m_lastService->processId(), pid); // same process, new mode
+        session->adapter()->interrupt();
     }
 };
 

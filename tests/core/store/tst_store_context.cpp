@@ -359,6 +359,29 @@ private slots:
         QVERIFY(ctx.save().ok());
         QCOMPARE(ctx.count<Message>(where::eq("content", QString("edited, then let go"))).valueOr(-1), 1);
     }
+    void settledRecordsAreNoLongerCompared()
+    {
+        auto store = openStore();
+        StoreContext &ctx = store->mainContext();
+        auto chat = ctx.insert(Chat{});
+        Message m;
+        m.chatId = chat->id;
+        auto done = ctx.insert(m);
+        m.id = QUuid::createUuid();
+        auto live = ctx.insert(m);
+        QVERIFY(ctx.save().ok());
+        live->content = "still streaming";
+        ctx.settle(live); // pending change: stays tracked
+        ctx.settle(done);
+        QVERIFY(ctx.hasChanges());
+        QVERIFY(ctx.save().ok());
+        QCOMPARE(ctx.count<Message>(where::eq("content", QString("still streaming"))).valueOr(-1), 1);
+        done->content = "edited after settling";
+        QVERIFY(!ctx.hasChanges());
+        ctx.remove(done); // a settled record can still be deleted
+        QVERIFY(ctx.save().ok());
+        QCOMPARE(ctx.count<Message>().valueOr(-1), 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(StoreContextTest)

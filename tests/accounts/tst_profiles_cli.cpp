@@ -1,0 +1,124 @@
+// `corvane-cli profiles` on a real store, asking the real claude.
+#include "accounts/ProfileRepairs.h"
+#include "accounts/ProfileService.h"
+#include "core/NotificationCenter.h"
+#include "core/Paths.h"
+#include "core/process/ChildProcess.h"
+#include "core/records/Profile.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "support/FakeModel.h"
+#include "support/TestEnvironment.h"
+
+#include <QtTest>
+
+using namespace corvane;
+
+class ProfilesCliTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listsEachProfilesSignIn()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed under .deps/npm (run scripts/setup.sh)");
+        test::TestEnvironment env;
+        qunsetenv("ANTHROPIC_API_KEY");
+        QString workDir;
+        QString workId;
+        {
+            auto store = Store::open(paths::storeFile());
+            QVERIFY(store.ok());
+            NotificationCenter center;
+            ProfileService service((*store)->mainContext(), center);
+            profiles::ensureDefaultProfile((*store)->mainContext());
+            auto work = service.createProfile("Work", ProfileColor::teal);
+            auto home = service.createProfile("Home", ProfileColor::pink);
+            QVERIFY(work.ok() && home.ok());
+            QFile settings((*work)->configDirPath + "/settings.json");
+            QVERIFY(settings.open(QIODevice::WriteOnly));
+            settings.write(R"({"apiKeyHelper": "echo sk-ant-work"})");
+            settings.close();
+            QVERIFY(service.saveCodexApiKey(*home, "sk-proj-home").ok());
+            workDir = (*work)->configDirPath;
+            workId = (*work)->id.toString(QUuid::WithoutBraces).toUpper();
+        }
+
+        ProcessCommand command;
+        command.program = QStringLiteral(CORVANE_CLI_PATH);
+        command.arguments = {"profiles", "--claude", test::FakeModel::claudePath()};
+        auto ran = ChildProcess::runSync(command, {}, 120000);
+        QVERIFY(ran.ok());
+        QVERIFY2(ran->exitCode == 0, ran->errorOutput.constData());
+        const QStringList lines = QString::fromUtf8(ran->output).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 3);
+        QCOMPARE(lines.at(0).section('\t', 1), QStringLiteral("Default (default)\tclaude: signed out\tcodex: signed out\t")
+                                                   + QDir::homePath() + "/.claude");
+        QCOMPARE(lines.at(1), QStringList({workId, "Work", "claude: signed in (api_key_helper)", "codex: signed out", workDir})
+                                  .join('\t'));
+        QCOMPARE(lines.at(2).section('\t', 1, 3), QStringLiteral("Home\tclaude: signed out\tcodex: signed in (apikey)"));
+
+        // The answer was stored: the signed-in profile now has a sign-in time.
+        auto store = Store::open(paths::storeFile());
+        QVERIFY(store.ok());
+        auto work = (*store)->mainContext().get<Profile>(QUuid::fromString(workId));
+        QVERIFY(work && work->lastLoginAt);
+    }
+
+    void unknownOptionIsRefused()
+    {
+        test::TestEnvironment env;
+        ProcessCommand command;
+        command.program = QStringLiteral(CORVANE_CLI_PATH);
+        command.arguments = {"profiles", "--bogus"};
+        auto ran = ChildProcess::runSync(command, {}, 30000);
+        QVERIFY(ran.ok());
+        QCOMPARE(ran->exitCode, 2);
+        QVERIFY(ran->errorOutput.contains("corvane-cli profiles: "));
+    }
+    void sendRunsUnderTheNamedProfile()
+    {
+        // The Work profile reaches the model service only through its own settings file, so a
+        // reply proves claude ran with the profile's configuration folder.
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed under .deps/npm (run scripts/setup.sh)");
+        test::TestEnvironment env;
+        qunsetenv("ANTHROPIC_API_KEY");
+        test::FakeModel model("two_turns.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        {
+            auto store = Store::open(paths::storeFile());
+            QVERIFY(store.ok());
+            NotificationCenter center;
+            ProfileService service((*store)->mainContext(), center);
+            profiles::ensureDefaultProfile((*store)->mainContext());
+            auto work = service.createProfile("Work", ProfileColor::teal);
+            QVERIFY(work.ok());
+            QFile settings((*work)->configDirPath + "/settings.json");
+            QVERIFY(settings.open(QIODevice::WriteOnly));
+            settings.write(QStringLiteral("{\"apiKeyHelper\": \"echo sk-ant-work\", \"env\": {\"ANTHROPIC_BASE_URL\": "
+                                          "\"http://127.0.0.1:%1\"}}").arg(model.port()).toUtf8());
+        }
+        const QString repo = env.path("repo");
+        QDir().mkpath(repo);
+        ProcessCommand command;
+        command.program = QStringLiteral(CORVANE_CLI_PATH);
+        command.arguments = {"send", "--profile", "work", "--project", repo, "--claude", test::FakeModel::claudePath(),
+                             "Please answer the first question"};
+        command.environment.insert("CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC", "1");
+        command.environment.insert("IS_SANDBOX", "1");
+        auto ran = ChildProcess::runSync(command, {}, 120000);
+        QVERIFY(ran.ok());
+        QVERIFY2(ran->exitCode == 0, ran->errorOutput.constData());
+        QCOMPARE(ran->output.trimmed(), QByteArray("Answer to the first question."));
+
+        command.arguments = {"send", "--profile", "Nobody", "--project", repo, "Hello"};
+        ran = ChildProcess::runSync(command, {}, 30000);
+        QVERIFY(ran.ok());
+        QVERIFY2(ran->errorOutput.contains("no profile named \"Nobody\""), ran->errorOutput.constData());
+    }
+};
+
+QTEST_GUILESS_MAIN(ProfilesCliTest)
+#include "tst_profiles_cli.moc"
