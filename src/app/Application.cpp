@@ -9,8 +9,8 @@
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "shell/Appearance.h"
-#include "shell/window/MainWindow.h"
 #include "shell/OnboardingWindow.h"
+#include "shell/window/MainWindow.h"
 
 #include <QApplication>
 #include <QGuiApplication>

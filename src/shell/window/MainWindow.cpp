@@ -1,5 +1,6 @@
 #include "shell/window/MainWindow.h"
 
+#include "core/MainThread.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
@@ -13,6 +14,7 @@
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceNotifications.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -25,7 +27,6 @@ namespace corvane {
 
 namespace {
 
-const QString chatSessionDidChange = QStringLiteral("chatSessionDidChange");
 const QList<int> defaultColumnWidths{260, 820, 360};
 
 } // namespace
@@ -57,11 +58,16 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
             m_sidebar->setTools(visibleTools(m_services.settings));
             scheduleRefresh();
         }, nullptr, this));
-    m_sessionObserver = ObserverGuard(center, center.addObserver(chatSessionDidChange, [this](const Notification &n) {
-        m_navigator->sessionChanged(n.payload.value(QStringLiteral("chatId")).toUuid(),
-                                    n.payload.value(QStringLiteral("hasSession")).toBool());
-        refresh();
-    }, nullptr, this));
+    m_sessionObserver = ObserverGuard(center, center.addObserver(workspaceNotification::chatSessionDidChange,
+        [this](const Notification &n) {
+            const QUuid chatId = n.payload.value(workspaceNotification::chatIdKey).toUuid();
+            const bool hasSession = n.payload.value(workspaceNotification::hasSessionKey).toBool();
+            // Sessions may post from their own threads; the window is the main thread's.
+            runOnMainThread(this, [this, chatId, hasSession] {
+                m_navigator->sessionChanged(chatId, hasSession);
+                refresh();
+            });
+        }, nullptr, this));
 
     connect(m_state, &WindowStateModel::changed, this, &MainWindow::scheduleRefresh);
     connect(m_sidebarModel, &SidebarViewModel::projectsChanged, this, [this] {
