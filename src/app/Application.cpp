@@ -10,8 +10,8 @@
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "shell/Appearance.h"
-#include "shell/MainWindow.h"
 #include "shell/OnboardingWindow.h"
+#include "shell/window/MainWindow.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -68,10 +68,13 @@ bool Application::start()
 
 MainWindow *Application::openMainWindow()
 {
-    auto *window = new MainWindow(m_store->mainContext(), ++m_windowCounter);
+    const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center};
+    auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     m_windows.append(window);
-    if (QScreen *screen = QGuiApplication::primaryScreen()) {
+    // A window that remembers where it was stays there; a first one opens in the middle.
+    QScreen *screen = QGuiApplication::primaryScreen();
+    if (screen && !window->hasSavedGeometry()) {
         const QRect area = screen->availableGeometry();
         window->move(area.center() - window->rect().center());
     }

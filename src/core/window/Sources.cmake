@@ -1,0 +1,11 @@
+target_sources(corvane_core PRIVATE
+    window/ContentState.h window/ContentState.cpp
+    window/PinnedTool.h window/PinnedTool.cpp
+    window/PreferencesTab.h window/PreferencesTab.cpp
+    window/WindowStateModel.h window/WindowStateModel.cpp
+    window/WindowCommands.h window/WindowCommands.cpp
+    window/ShortcutBindings.h window/ShortcutBindings.cpp
+    window/TabBarLayout.h window/TabBarLayout.cpp
+    window/ProfilePage.h window/ProfilePage.cpp
+    window/SidebarTree.h window/SidebarTree.cpp
+    window/WindowNavigator.h window/WindowNavigator.cpp)

@@ -1,0 +1,180 @@
+#include "shell/window/ContentArea.h"
+
+#include <QLabel>
+#include <QEvent>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+namespace corvane {
+
+namespace {
+
+QLabel *title(const QString &text, int pointDelta = 6)
+{
+    auto *label = new QLabel(text);
+    QFont font = label->font();
+    font.setPointSize(font.pointSize() + pointDelta);
+    font.setBold(true);
+    label->setFont(font);
+    label->setAlignment(Qt::AlignCenter);
+    label->setWordWrap(true);
+    return label;
+}
+
+QLabel *quiet(const QString &text = {})
+{
+    auto *label = new QLabel(text);
+    label->setAlignment(Qt::AlignCenter);
+    label->setWordWrap(true);
+    label->setEnabled(false);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
+} // namespace
+
+ContentArea::ContentArea(QWidget *parent)
+    : QStackedWidget(parent), m_emptyPage(page(QStringLiteral("emptyState"))),
+      m_projectPage(page(QStringLiteral("projectPage"))), m_workspacePage(page(QStringLiteral("workspacePage"))),
+      m_chatPage(page(QStringLiteral("chatPage"))), m_toolPage(page(QStringLiteral("toolPage"))),
+      m_projectTitle(title({})), m_projectPath(quiet()), m_toolTitle(title({})), m_toolDescription(quiet()),
+      m_tabBar(new WorkspaceTabBar), m_tabScroller(new QScrollArea), m_workspaceHost(new QVBoxLayout), m_chatHost(new QVBoxLayout)
+{
+    setObjectName(QStringLiteral("content"));
+    setMinimumWidth(400);
+    setAutoFillBackground(true);
+    setBackgroundRole(QPalette::Base);
+
+    auto *empty = new QVBoxLayout(m_emptyPage);
+    empty->addStretch();
+    empty->addWidget(title(tr("Nothing selected")));
+    empty->addWidget(quiet(tr("Pick a workspace or a chat in the sidebar, or add a project folder.")));
+    auto *add = new QPushButton(tr("Add Project"));
+    add->setObjectName(QStringLiteral("emptyAddProjectButton"));
+    connect(add, &QPushButton::clicked, this, &ContentArea::addProjectRequested);
+    empty->addWidget(add, 0, Qt::AlignHCenter);
+    empty->addStretch();
+
+    auto *project = new QVBoxLayout(m_projectPage);
+    project->addStretch();
+    project->addWidget(m_projectTitle);
+    project->addWidget(m_projectPath);
+    project->addStretch();
+
+    auto *workspace = new QVBoxLayout(m_workspacePage);
+    workspace->setContentsMargins(0, 0, 0, 0);
+    workspace->setSpacing(0);
+    // Many chats make the row wider than the column; it scrolls sideways, the + stays reachable.
+    m_tabScroller->setObjectName(QStringLiteral("tabScroller"));
+    m_tabScroller->setFrameShape(QFrame::NoFrame);
+    m_tabScroller->setWidgetResizable(true);
+    m_tabScroller->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_tabScroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_tabScroller->setWidget(m_tabBar);
+    m_tabScroller->setFixedHeight(m_tabBar->height() + m_tabScroller->horizontalScrollBar()->sizeHint().height());
+    m_tabScroller->viewport()->installEventFilter(this);
+    workspace->addWidget(m_tabScroller);
+    workspace->addLayout(m_workspaceHost, 1);
+
+    m_chatHost->setContentsMargins(0, 0, 0, 0);
+    auto *chat = new QVBoxLayout(m_chatPage);
+    chat->setContentsMargins(0, 0, 0, 0);
+    chat->addLayout(m_chatHost, 1);
+
+    auto *tool = new QVBoxLayout(m_toolPage);
+    tool->addStretch();
+    tool->addWidget(m_toolTitle);
+    tool->addWidget(m_toolDescription);
+    tool->addStretch();
+
+    setCurrentWidget(m_emptyPage);
+}
+
+bool ContentArea::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_tabScroller->viewport() && event->type() == QEvent::Resize)
+        m_tabBar->setLayoutWidth(m_tabScroller->viewport()->width());
+    return QStackedWidget::eventFilter(watched, event);
+}
+
+QWidget *ContentArea::page(const QString &name)
+{
+    auto *widget = new QWidget;
+    widget->setObjectName(name);
+    addWidget(widget);
+    return widget;
+}
+
+void ContentArea::setChatViewFactory(ChatViewFactory factory)
+{
+    m_factory = std::move(factory);
+    // The chat on show is drawn again by the new factory.
+    if (m_chatViewId) {
+        delete m_chatView;
+        m_chatViewId.reset();
+    }
+}
+
+void ContentArea::placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title)
+{
+    if (m_chatView && m_chatViewId == chatId && m_chatView->parentWidget() == host->parentWidget())
+        return;
+    delete m_chatView;
+    m_chatViewId = chatId;
+    if (!chatId) {
+        auto *none = quiet(tr("This workspace has no open chats. Add one with the + button."));
+        m_chatView = none;
+    } else if (QWidget *made = m_factory ? m_factory(*chatId) : nullptr) {
+        m_chatView = made;
+    } else {
+        auto *placeholder = quiet(title);
+        placeholder->setObjectName(QStringLiteral("chatPlaceholder"));
+        m_chatView = placeholder;
+    }
+    host->addWidget(m_chatView, 1);
+    // Shown now rather than at the layout's next pass, so that it can take focus at once.
+    m_chatView->show();
+}
+
+void ContentArea::showEmpty()
+{
+    delete m_chatView;
+    m_chatViewId.reset();
+    setCurrentWidget(m_emptyPage);
+}
+
+void ContentArea::showProject(const QString &name, const QString &path)
+{
+    delete m_chatView;
+    m_chatViewId.reset();
+    m_projectTitle->setText(name);
+    m_projectPath->setText(path);
+    setCurrentWidget(m_projectPage);
+}
+
+void ContentArea::showWorkspace(const QString &, const QList<WorkspaceTabBar::Tab> &tabs,
+                                std::optional<QUuid> chatId, const QString &chatTitle)
+{
+    m_tabBar->setTabs(tabs, chatId);
+    placeChatView(m_workspaceHost, chatId, chatTitle);
+    setCurrentWidget(m_workspacePage);
+}
+
+void ContentArea::showChat(const QUuid &chatId, const QString &title)
+{
+    placeChatView(m_chatHost, chatId, title);
+    setCurrentWidget(m_chatPage);
+}
+
+void ContentArea::showTool(const PinnedTool &tool)
+{
+    delete m_chatView;
+    m_chatViewId.reset();
+    m_toolTitle->setText(tool.name);
+    m_toolDescription->setText(tool.description);
+    setCurrentWidget(m_toolPage);
+}
+
+} // namespace corvane

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "core/window/PinnedTool.h"
+#include "shell/window/WorkspaceTabBar.h"
+
+#include <QPointer>
+#include <QStackedWidget>
+#include <QUuid>
+
+#include <functional>
+#include <optional>
+
+class QLabel;
+class QScrollArea;
+class QVBoxLayout;
+
+namespace corvane {
+
+// Makes the widget that shows one chat; the window owns what it returns.
+using ChatViewFactory = std::function<QWidget *(const QUuid &chatId)>;
+
+// The content column: one page at a time, for the empty state, a project, a workspace with its
+// tab bar of chats, a chat on its own, or a tool. The chat itself is drawn by the widget the
+// factory makes; without a factory a placeholder names the chat.
+class ContentArea : public QStackedWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ContentArea(QWidget *parent = nullptr);
+
+    void setChatViewFactory(ChatViewFactory factory);
+
+    void showEmpty();
+    void showProject(const QString &name, const QString &path);
+    void showWorkspace(const QString &name, const QList<WorkspaceTabBar::Tab> &tabs, std::optional<QUuid> chatId,
+                       const QString &chatTitle);
+    void showChat(const QUuid &chatId, const QString &title);
+    void showTool(const PinnedTool &tool);
+
+    WorkspaceTabBar *tabBar() const { return m_tabBar; }
+    // The widget that shows the current chat, or null.
+    QWidget *chatView() const { return m_chatView; }
+    std::optional<QUuid> chatViewId() const { return m_chatViewId; }
+
+signals:
+    void addProjectRequested();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    QWidget *page(const QString &name);
+    void placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title);
+
+    ChatViewFactory m_factory;
+    QWidget *m_emptyPage;
+    QWidget *m_projectPage;
+    QWidget *m_workspacePage;
+    QWidget *m_chatPage;
+    QWidget *m_toolPage;
+    QLabel *m_projectTitle;
+    QLabel *m_projectPath;
+    QLabel *m_toolTitle;
+    QLabel *m_toolDescription;
+    WorkspaceTabBar *m_tabBar;
+    QScrollArea *m_tabScroller;
+    QVBoxLayout *m_workspaceHost;
+    QVBoxLayout *m_chatHost;
+    QPointer<QWidget> m_chatView;
+    std::optional<QUuid> m_chatViewId;
+};
+
+} // namespace corvane

@@ -1,0 +1,317 @@
+#include "shell/window/MainWindow.h"
+
+#include "core/MainThread.h"
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
+#include "core/store/StoreContext.h"
+#include "core/window/PinnedTool.h"
+#include "core/window/ShortcutBindings.h"
+#include "core/window/WindowNavigator.h"
+#include "core/window/WindowStateModel.h"
+#include "shell/window/InspectorView.h"
+#include "shell/window/SidebarView.h"
+#include "shell/window/WindowActions.h"
+#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceNotifications.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QMenuBar>
+#include <QSplitter>
+#include <QTimer>
+
+namespace corvane {
+
+namespace {
+
+const QList<int> defaultColumnWidths{260, 820, 360};
+
+} // namespace
+
+MainWindow::MainWindow(const WindowServices &services, int number, QWidget *parent)
+    : QMainWindow(parent), m_services(services), m_state(new WindowStateModel(services.preferences, this)),
+      m_sidebarModel(new SidebarViewModel(services.context, services.center, this)),
+      m_navigator(new WindowNavigator(services.context, *m_state, this)), m_saveColumnsTimer(new QTimer(this))
+{
+    setObjectName(QStringLiteral("MainWindow%1").arg(number));
+    setWindowTitle(QStringLiteral("Corvane"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    m_folderPicker = [](QWidget *parent) {
+        return QFileDialog::getExistingDirectory(parent, tr("Select a folder for your project"));
+    };
+
+    buildColumns();
+    m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
+    connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
+    m_actions->applyBindings(resolveShortcutBindings(services.settings));
+    m_sidebar->setTools(visibleTools(services.settings));
+
+    NotificationCenter &center = services.center;
+    m_shortcutObserver = ObserverGuard(center, center.addObserver(settingsNotification::shortcutSettingsChanged,
+        [this](const Notification &) { m_actions->applyBindings(resolveShortcutBindings(m_services.settings)); },
+        nullptr, this));
+    m_toolsObserver = ObserverGuard(center, center.addObserver(settingsNotification::toolSettingsChanged,
+        [this](const Notification &) {
+            m_sidebar->setTools(visibleTools(m_services.settings));
+            scheduleRefresh();
+        }, nullptr, this));
+    m_sessionObserver = ObserverGuard(center, center.addObserver(workspaceNotification::chatSessionDidChange,
+        [this](const Notification &n) {
+            const QUuid chatId = n.payload.value(workspaceNotification::chatIdKey).toUuid();
+            const bool hasSession = n.payload.value(workspaceNotification::hasSessionKey).toBool();
+            // Sessions may post from their own threads; the window is the main thread's.
+            runOnMainThread(this, [this, chatId, hasSession] {
+                m_navigator->sessionChanged(chatId, hasSession);
+                refresh();
+            });
+        }, nullptr, this));
+
+    connect(m_state, &WindowStateModel::changed, this, &MainWindow::scheduleRefresh);
+    connect(m_sidebarModel, &SidebarViewModel::projectsChanged, this, [this] {
+        m_navigator->reconcile();
+        scheduleRefresh();
+    });
+    connect(m_sidebarModel, &SidebarViewModel::activityStatesChanged, this, [this](const QUuid &chatId) {
+        m_content->tabBar()->setActivity(chatId, m_sidebarModel->activityStates().value(chatId));
+        m_actions->update(commandContext(), isFullScreen());
+    });
+    connect(&services.context, &StoreContext::saved, this, &MainWindow::storeChanged);
+    connect(&services.context, &StoreContext::merged, this, &MainWindow::storeChanged);
+    m_sidebarModel->loadProjects();
+
+    // Quitting closes no window, so the layout is kept on the way out as well.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &MainWindow::saveLayout);
+
+    restoreLayout();
+    m_navigator->restore();
+    refresh();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::buildColumns()
+{
+    m_splitter = new QSplitter(Qt::Horizontal);
+    m_splitter->setObjectName(QStringLiteral("columns"));
+    m_splitter->setChildrenCollapsible(false);
+    m_splitter->setHandleWidth(1);
+    m_sidebar = new SidebarView(*m_sidebarModel);
+    m_sidebar->setMinimumWidth(200);
+    m_sidebar->setMaximumWidth(350);
+    m_content = new ContentArea;
+    m_inspector = new InspectorView;
+    m_splitter->addWidget(m_sidebar);
+    m_splitter->addWidget(m_content);
+    m_splitter->addWidget(m_inspector);
+    m_splitter->setStretchFactor(0, 0);
+    m_splitter->setStretchFactor(1, 1);
+    m_splitter->setStretchFactor(2, 0);
+    setCentralWidget(m_splitter);
+
+    connect(m_sidebar, &SidebarView::projectActivated, this, [this](const QUuid &id) {
+        m_navigator->showProject(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::workspaceActivated, this, [this](const QUuid &id) {
+        m_navigator->showWorkspace(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::chatActivated, this, [this](const QUuid &id) {
+        m_navigator->showChat(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::toolActivated, this, [this](const QString &id) {
+        m_navigator->showTool(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::profileActivated, this, [this](const QUuid &id) {
+        m_navigator->selectProfile(id);
+        refresh();
+    });
+    connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
+    connect(m_sidebar, &SidebarView::newWorkspaceRequested, this, &MainWindow::newWorkspaceIn);
+    connect(m_sidebar, &SidebarView::archiveWorkspaceRequested, this,
+            [this](const QUuid &id) { archiveWorkspace(id, false); });
+    connect(m_sidebar, &SidebarView::archiveChatRequested, this, [this](const QUuid &id) { archiveChat(id, false); });
+    connect(m_sidebar, &SidebarView::closeWorkspaceSessionsRequested, this, &MainWindow::closeWorkspaceSessions);
+    connect(m_content, &ContentArea::addProjectRequested, this, &MainWindow::addProject);
+    connect(m_content->tabBar(), &WorkspaceTabBar::chatSelected, this, [this](const QUuid &id) {
+        m_navigator->showChat(id);
+        refresh();
+    });
+    connect(m_content->tabBar(), &WorkspaceTabBar::addChatRequested, this, &MainWindow::newChatInWorkspace);
+
+    // Widths are kept a moment after the user stops dragging, not at every pixel.
+    m_saveColumnsTimer->setSingleShot(true);
+    m_saveColumnsTimer->setInterval(400);
+    connect(m_splitter, &QSplitter::splitterMoved, m_saveColumnsTimer, qOverload<>(&QTimer::start));
+    connect(m_saveColumnsTimer, &QTimer::timeout, this, &MainWindow::saveLayout);
+}
+
+void MainWindow::restoreLayout()
+{
+    const QByteArray geometry = m_state->geometry();
+    m_hasSavedGeometry = !geometry.isEmpty() && restoreGeometry(geometry);
+    if (!m_hasSavedGeometry)
+        resize(1200, 780);
+    m_columnWidths = m_state->columnWidths();
+    if (m_columnWidths.isEmpty())
+        m_columnWidths = defaultColumnWidths;
+    m_splitter->setSizes(m_columnWidths);
+}
+
+void MainWindow::saveLayout()
+{
+    // A hidden column reports no width; it keeps the one it had when it was last shown.
+    const QList<int> sizes = m_splitter->sizes();
+    for (int i = 0; i < sizes.size() && i < m_columnWidths.size(); ++i)
+        if (sizes[i] > 0 && m_splitter->widget(i)->isVisibleTo(this))
+            m_columnWidths[i] = sizes[i];
+    m_state->setColumnWidths(m_columnWidths);
+    m_state->setGeometry(saveGeometry());
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    saveLayout();
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::setChatViewFactory(ChatViewFactory factory)
+{
+    m_content->setChatViewFactory(std::move(factory));
+    refresh();
+}
+
+void MainWindow::setPendingPermissionProbe(std::function<bool(const QUuid &)> probe)
+{
+    m_pendingPermission = std::move(probe);
+    refresh();
+}
+
+void MainWindow::setFolderPicker(std::function<QString(QWidget *)> picker)
+{
+    m_folderPicker = std::move(picker);
+}
+
+std::optional<QUuid> MainWindow::currentChatId() const
+{
+    return m_navigator->currentChatId();
+}
+
+CommandContext MainWindow::commandContext() const
+{
+    CommandContext context;
+    context.content = m_state->content();
+    context.hasProjects = !m_sidebarModel->projects().isEmpty();
+    const auto chat = currentChatId();
+    context.hasPendingPermission = chat && m_pendingPermission && m_pendingPermission(*chat);
+    context.isSidebarOpen = !m_state->isSidebarCollapsed();
+    context.isInspectorOpen = !m_state->isInspectorCollapsed();
+    context.isTerminalVisible = m_state->isTerminalVisible();
+    return context;
+}
+
+void MainWindow::scheduleRefresh()
+{
+    if (m_refreshQueued)
+        return;
+    m_refreshQueued = true;
+    QTimer::singleShot(0, this, [this] {
+        if (m_refreshQueued)
+            refresh();
+    });
+}
+
+void MainWindow::storeChanged(const StoreChanges &changes)
+{
+    // Saves made elsewhere (sessions, other windows) change what the sidebar lists; one reload
+    // serves a burst of them.
+    if (m_reloadQueued || !(changes.touches(QStringLiteral("Project")) || changes.touches(QStringLiteral("Workspace"))
+                            || changes.touches(QStringLiteral("Chat"))))
+        return;
+    m_reloadQueued = true;
+    QTimer::singleShot(0, this, [this] {
+        m_reloadQueued = false;
+        m_sidebarModel->loadProjects();
+    });
+}
+
+void MainWindow::selectInSidebar()
+{
+    // The sidebar's selection follows the content: a project stays selected while one of its
+    // workspaces or chats is shown, and so picks where "New Workspace" goes.
+    const ContentState content = m_state->content();
+    if (const auto project = m_navigator->projectOfContent(); project && project != m_sidebarModel->selectedProjectId())
+        m_sidebarModel->selectProject(project);
+    if (m_sidebarModel->selectedWorkspaceId() != m_state->selectedWorkspaceId())
+        m_sidebarModel->selectWorkspace(m_state->selectedWorkspaceId());
+    const auto chat = currentChatId();
+    if (content.showsChat() && m_sidebarModel->selectedChatId() != chat)
+        m_sidebarModel->selectChat(chat);
+}
+
+void MainWindow::refresh()
+{
+    m_refreshQueued = false;
+    selectInSidebar();
+    m_sidebar->setActiveProfile(m_state->activeProfileId());
+    drawContent();
+    m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
+    m_sidebar->setVisible(!m_state->isSidebarCollapsed());
+    m_inspector->setVisible(!m_state->isInspectorCollapsed());
+    m_actions->update(commandContext(), isFullScreen());
+}
+
+void MainWindow::drawContent()
+{
+    StoreContext &context = m_services.context;
+    const ContentState content = m_state->content();
+    switch (content.kind) {
+    case ContentState::Kind::empty:
+        m_content->showEmpty();
+        m_inspector->clear();
+        return;
+    case ContentState::Kind::projectInfo:
+        if (const auto project = context.get<Project>(content.id)) {
+            m_content->showProject(project->name, project->path);
+            m_inspector->showSubject(project->name, project->path);
+        }
+        return;
+    case ContentState::Kind::tool:
+        if (const PinnedTool *tool = pinnedTool(content.toolId)) {
+            m_content->showTool(*tool);
+            m_inspector->showSubject(tool->name, tool->description);
+        }
+        return;
+    case ContentState::Kind::chat:
+        if (const auto chat = context.get<Chat>(content.id)) {
+            m_content->showChat(chat->id, chat->name);
+            m_inspector->showSubject(chat->name, chat->gitBranch.value_or(QString()));
+        }
+        return;
+    case ContentState::Kind::workspace:
+        break;
+    }
+    const auto workspace = context.get<Workspace>(content.id);
+    if (!workspace)
+        return;
+    QList<WorkspaceTabBar::Tab> tabs;
+    QString chatTitle;
+    const auto selected = m_state->selectedChatIdInWorkspace();
+    for (const auto &chat : m_navigator->openChats(workspace->id)) {
+        tabs.append({chat->id, chat->name, m_sidebarModel->activityStates().value(chat->id)});
+        if (chat->id == selected)
+            chatTitle = chat->name;
+    }
+    m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
+    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
+    const QString folder = workspace->workingDirectory(project.get()).value_or(QString());
+    m_inspector->showSubject(workspace->name, QStringList{branch, folder}.join(QLatin1Char('\n')).trimmed());
+}
+
+} // namespace corvane

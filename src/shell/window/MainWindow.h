@@ -1,0 +1,127 @@
+#pragma once
+
+#include "core/NotificationCenter.h"
+#include "core/Result.h"
+#include "core/settings/KeyboardShortcutAction.h"
+#include "core/window/WindowCommands.h"
+#include "shell/window/ContentArea.h"
+
+#include <QMainWindow>
+#include <QUuid>
+
+#include <functional>
+#include <optional>
+
+class QSplitter;
+class QTimer;
+
+namespace corvane {
+
+class AppSettings;
+class InspectorView;
+class PreferencesStore;
+class SidebarView;
+class SidebarViewModel;
+class StoreContext;
+struct StoreChanges;
+class WindowActions;
+class WindowNavigator;
+class WindowStateModel;
+
+// What a main window is given by the application.
+struct WindowServices
+{
+    StoreContext &context;
+    PreferencesStore &preferences;
+    AppSettings &settings;
+    NotificationCenter &center;
+};
+
+// A main window: the sidebar, the content column and the inspector side by side, with the menus
+// of the window's commands. It draws the window state and forwards input to WindowNavigator and
+// SidebarViewModel, which decide.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    MainWindow(const WindowServices &services, int number, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // The widget for a chat; until one is set, a placeholder names the chat.
+    void setChatViewFactory(ChatViewFactory factory);
+    // Whether a chat's session has a permission request waiting (enables Allow and Deny).
+    void setPendingPermissionProbe(std::function<bool(const QUuid &chatId)> probe);
+    // Asks for a project folder; empty means cancelled. The default is the desktop's folder picker.
+    void setFolderPicker(std::function<QString(QWidget *parent)> picker);
+
+    // Adds a project for the folder with its first workspace, and shows that workspace.
+    Status addProjectFolder(const QString &folder);
+    void runCommand(KeyboardShortcutAction action);
+
+    bool hasSavedGeometry() const { return m_hasSavedGeometry; }
+    std::optional<QUuid> currentChatId() const;
+
+    WindowStateModel &state() const { return *m_state; }
+    WindowNavigator &navigator() const { return *m_navigator; }
+    SidebarViewModel &sidebarModel() const { return *m_sidebarModel; }
+    SidebarView *sidebar() const { return m_sidebar; }
+    ContentArea *content() const { return m_content; }
+    InspectorView *inspector() const { return m_inspector; }
+    QSplitter *splitter() const { return m_splitter; }
+    WindowActions &actions() const { return *m_actions; }
+
+signals:
+    void newWindowRequested();
+    // Commands that belong to other parts of the application (sessions, issues, quick open),
+    // with the chat the window shows.
+    void commandRequested(corvane::KeyboardShortcutAction action, std::optional<QUuid> chatId);
+    // "Close Workspace" on a shown workspace: its sessions are to be closed.
+    void workspaceCloseRequested(const QUuid &workspaceId);
+    // A lifecycle operation asked the user to confirm, or failed: the text shown.
+    void lifecycleMessageShown(const QString &text);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void buildColumns();
+    void restoreLayout();
+    void saveLayout();
+    void refresh();
+    void scheduleRefresh();
+    void storeChanged(const StoreChanges &changes);
+    void selectInSidebar();
+    void drawContent();
+    CommandContext commandContext() const;
+    void addProject();
+    void newWorkspace();
+    void newChatInWorkspace();
+    void newWorkspaceIn(const QUuid &projectId);
+    void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
+    void archiveChat(const QUuid &chatId, bool confirmed);
+    void closeWorkspaceSessions(const QUuid &workspaceId);
+    void showAbout();
+
+    WindowServices m_services;
+    WindowStateModel *m_state;
+    SidebarViewModel *m_sidebarModel;
+    WindowNavigator *m_navigator;
+    SidebarView *m_sidebar = nullptr;
+    ContentArea *m_content = nullptr;
+    InspectorView *m_inspector = nullptr;
+    QSplitter *m_splitter = nullptr;
+    WindowActions *m_actions = nullptr;
+    QTimer *m_saveColumnsTimer;
+    std::function<bool(const QUuid &)> m_pendingPermission;
+    std::function<QString(QWidget *)> m_folderPicker;
+    QList<int> m_columnWidths;
+    ObserverGuard m_sessionObserver;
+    ObserverGuard m_shortcutObserver;
+    ObserverGuard m_toolsObserver;
+    bool m_hasSavedGeometry = false;
+    bool m_refreshQueued = false;
+    bool m_reloadQueued = false;
+};
+
+} // namespace corvane

@@ -1,0 +1,224 @@
+#include "shell/window/MainWindow.h"
+
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/StoreContext.h"
+#include "core/window/WindowNavigator.h"
+#include "core/window/WindowStateModel.h"
+#include "source_control/workspaces/LifecycleTexts.h"
+#include "source_control/workspaces/SidebarViewModel.h"
+
+#include <QMessageBox>
+#include <QPushButton>
+
+// The window's commands: the menu items, and the sidebar's row actions on the workspace
+// lifecycle. Each asks the logic layer and shows its answer.
+
+namespace corvane {
+
+namespace {
+
+void showWarning(QWidget *parent, const QString &title, const QString &text)
+{
+    // Not modal: the window stays usable and nothing waits on the answer.
+    auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+} // namespace
+
+void MainWindow::runCommand(KeyboardShortcutAction action)
+{
+    using A = KeyboardShortcutAction;
+    if (!isCommandEnabled(action, commandContext()))
+        return;
+    switch (action) {
+    case A::newWindow:
+        return emit newWindowRequested();
+    case A::newChat:
+        return newWorkspace();
+    case A::newChatInWorkspace:
+        return newChatInWorkspace();
+    case A::addProject:
+        return addProject();
+    case A::closeWindow:
+        close();
+        return;
+    case A::closeChat:
+        if (const auto workspaceId = m_navigator->closeShownWorkspace()) {
+            if (const auto workspace = m_services.context.get<Workspace>(*workspaceId))
+                m_sidebarModel->closeWorkspace(*workspace);
+            emit workspaceCloseRequested(*workspaceId);
+        }
+        return refresh();
+    case A::toggleSidebar:
+        m_state->setSidebarCollapsed(!m_state->isSidebarCollapsed());
+        return refresh();
+    case A::toggleInspector:
+        m_state->setInspectorCollapsed(!m_state->isInspectorCollapsed());
+        return refresh();
+    case A::toggleTerminal:
+        m_state->setTerminalVisible(!m_state->isTerminalVisible());
+        return refresh();
+    case A::toggleFullScreen:
+        isFullScreen() ? showNormal() : showFullScreen();
+        return refresh();
+    case A::focusChatInput:
+        // The chat view hands focus on to its input (a focus proxy); the chat's own controller
+        // hears of it too.
+        if (QWidget *chat = m_content->chatView())
+            chat->setFocus(Qt::ShortcutFocusReason);
+        return emit commandRequested(action, currentChatId());
+    case A::newIssue:
+    case A::allowOnce:
+    case A::allowForSession:
+    case A::deny:
+    case A::quickOpen:
+    case A::toggleDictation:
+    case A::stopAgent:
+        return emit commandRequested(action, currentChatId());
+    }
+}
+
+void MainWindow::addProject()
+{
+    const QString folder = m_folderPicker ? m_folderPicker(this) : QString();
+    if (folder.isEmpty())
+        return;
+    if (Status added = addProjectFolder(folder); !added)
+        showWarning(this, tr("Cannot add project"), added.error().message);
+}
+
+Status MainWindow::addProjectFolder(const QString &folder)
+{
+    auto workspace = m_sidebarModel->addProjectFolder(folder, m_state->activeProfileId());
+    if (!workspace)
+        return workspace.error();
+    m_navigator->showWorkspace(workspace.value()->id);
+    refresh();
+    return {};
+}
+
+void MainWindow::newWorkspace()
+{
+    QList<QUuid> ids;
+    for (const auto &project : m_sidebarModel->projects())
+        ids.append(project->id);
+    if (const auto chosen = m_navigator->projectForNewWorkspace(m_sidebarModel->selectedProjectId(), ids))
+        newWorkspaceIn(*chosen);
+}
+
+void MainWindow::newWorkspaceIn(const QUuid &projectId)
+{
+    std::shared_ptr<Project> project;
+    for (const auto &each : m_sidebarModel->projects())
+        if (each->id == projectId)
+            project = each;
+    if (!project)
+        return;
+    // The project opens in the sidebar so that the new workspace can be seen.
+    project->isExpanded = true;
+    const auto workspace = m_sidebarModel->createSimpleWorkspace(*project);
+    m_navigator->showWorkspace(workspace->id);
+    refresh();
+}
+
+void MainWindow::newChatInWorkspace()
+{
+    const ContentState content = m_state->content();
+    if (content.kind != ContentState::Kind::workspace)
+        return;
+    const auto workspace = m_services.context.get<Workspace>(content.id);
+    if (!workspace)
+        return;
+    const auto chat = m_sidebarModel->createChat(*workspace);
+    m_navigator->showChat(chat->id);
+    refresh();
+}
+
+namespace {
+
+// Asks before a lifecycle operation that would lose work; `confirmed` runs on the button.
+void confirm(QWidget *parent, const QString &text, const QString &button, std::function<void()> confirmed)
+{
+    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Corvane"), text, QMessageBox::NoButton, parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton *go = box->addButton(button, QMessageBox::DestructiveRole);
+    box->addButton(QMessageBox::Cancel);
+    QObject::connect(go, &QPushButton::clicked, parent, std::move(confirmed));
+    box->open();
+}
+
+} // namespace
+
+void MainWindow::archiveWorkspace(const QUuid &workspaceId, bool confirmed)
+{
+    const auto workspace = m_services.context.get<Workspace>(workspaceId);
+    if (!workspace)
+        return;
+    m_sidebarModel->archiveWorkspace(workspace, confirmed).then(this, [this, workspaceId](GitResult<LifecycleOutcome> result) {
+        const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
+        switch (outcome.kind) {
+        case LifecycleOutcome::Kind::needsConfirmation:
+            emit lifecycleMessageShown(outcome.message);
+            return confirm(this, outcome.message, lifecycleText::archiveWorkspaceButton,
+                           [this, workspaceId] { archiveWorkspace(workspaceId, true); });
+        case LifecycleOutcome::Kind::failed:
+            emit lifecycleMessageShown(outcome.message);
+            return showWarning(this, tr("Cannot archive workspace"), outcome.message);
+        case LifecycleOutcome::Kind::busy:
+            return;
+        case LifecycleOutcome::Kind::done:
+            m_navigator->reconcile();
+            return refresh();
+        }
+    });
+}
+
+void MainWindow::archiveChat(const QUuid &chatId, bool confirmed)
+{
+    const auto chat = m_services.context.get<Chat>(chatId);
+    if (!chat)
+        return;
+    m_sidebarModel->archiveChat(chat, confirmed).then(this, [this, chatId](GitResult<LifecycleOutcome> result) {
+        const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
+        switch (outcome.kind) {
+        case LifecycleOutcome::Kind::needsConfirmation:
+            emit lifecycleMessageShown(outcome.message);
+            return confirm(this, outcome.message, lifecycleText::archiveChatButton,
+                           [this, chatId] { archiveChat(chatId, true); });
+        case LifecycleOutcome::Kind::failed:
+            emit lifecycleMessageShown(outcome.message);
+            return showWarning(this, tr("Cannot archive chat"), outcome.message);
+        case LifecycleOutcome::Kind::busy:
+            return;
+        case LifecycleOutcome::Kind::done:
+            m_navigator->reconcile();
+            return refresh();
+        }
+    });
+}
+
+void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
+{
+    const auto workspace = m_services.context.get<Workspace>(workspaceId);
+    if (!workspace)
+        return;
+    // A workspace whose sessions close is no longer shown.
+    if (m_state->content() == ContentState::workspace(workspaceId)) {
+        m_navigator->showEmpty();
+        refresh();
+    }
+    m_sidebarModel->closeWorkspace(*workspace);
+    emit workspaceCloseRequested(workspaceId);
+}
+
+void MainWindow::showAbout()
+{
+    QMessageBox::about(this, tr("About Corvane"),
+                       tr("Corvane runs coding agents against your local git repositories."));
+}
+
+} // namespace corvane

@@ -1,0 +1,270 @@
+#include "shell/window/SidebarView.h"
+
+#include "core/window/ProfilePage.h"
+#include "core/window/SidebarTree.h"
+#include "shell/window/ActivityColors.h"
+#include "source_control/workspaces/SidebarViewModel.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QPainter>
+#include <QPixmap>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QToolButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace corvane {
+
+namespace {
+
+QIcon dotIcon(std::optional<QColor> colour)
+{
+    QPixmap pixmap(12, 12);
+    pixmap.fill(Qt::transparent);
+    if (colour) {
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(*colour);
+        painter.drawEllipse(QRectF(2, 2, 8, 8));
+    }
+    return QIcon(pixmap);
+}
+
+// One icon per state, made once: a large sidebar sets thousands of them.
+QIcon activityIcon(const QString &state)
+{
+    static QHash<QString, QIcon> icons;
+    auto found = icons.constFind(state);
+    if (found == icons.constEnd())
+        found = icons.insert(state, dotIcon(activityColor(state)));
+    return *found;
+}
+
+} // namespace
+
+SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
+    : QWidget(parent), m_model(model), m_profiles(new QComboBox), m_toolsLayout(new QGridLayout),
+      m_tree(new QTreeWidget)
+{
+    setObjectName(QStringLiteral("sidebar"));
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 8);
+    layout->setSpacing(6);
+    m_profiles->setObjectName(QStringLiteral("profilePicker"));
+    m_profiles->setToolTip(tr("The profile whose projects are listed"));
+    layout->addWidget(m_profiles);
+    connect(m_profiles, &QComboBox::activated, this, [this](int index) {
+        emit profileActivated(m_profiles->itemData(index).toUuid());
+    });
+    m_toolsLayout->setSpacing(4);
+    layout->addLayout(m_toolsLayout);
+
+    m_tree->setObjectName(QStringLiteral("sidebarTree"));
+    m_tree->setHeaderHidden(true);
+    m_tree->setRootIsDecorated(true);
+    m_tree->setIndentation(14);
+    m_tree->setFrameShape(QFrame::NoFrame);
+    m_tree->setUniformRowHeights(true);
+    // The sidebar reads as one surface with the window, the content column as the page.
+    m_tree->viewport()->setBackgroundRole(QPalette::Window);
+    layout->addWidget(m_tree, 1);
+
+    auto *add = new QPushButton(tr("Add Project"));
+    add->setObjectName(QStringLiteral("addProjectButton"));
+    add->setFlat(true);
+    layout->addWidget(add);
+
+    connect(add, &QPushButton::clicked, this, &SidebarView::addProjectRequested);
+    m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_tree, &QTreeWidget::customContextMenuRequested, this, [this](const QPoint &at) {
+        QTreeWidgetItem *item = m_tree->itemAt(at);
+        if (!item)
+            return;
+        QMenu menu;
+        const QList<QAction *> actions = rowActions(item->data(0, idRole).toUuid(), &menu);
+        menu.addActions(actions);
+        menu.exec(m_tree->viewport()->mapToGlobal(at));
+    });
+    connect(m_tree, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem *item) { itemClicked(item); });
+    connect(m_tree, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem *item) {
+        if (ItemKind(item->data(0, kindRole).toInt()) == ItemKind::project)
+            m_collapsedProjects.insert(item->data(0, idRole).toUuid());
+    });
+    connect(m_tree, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem *item) {
+        m_collapsedProjects.remove(item->data(0, idRole).toUuid());
+    });
+    connect(&m_model, &SidebarViewModel::projectsChanged, this, &SidebarView::rebuild);
+    connect(&m_model, &SidebarViewModel::activityStatesChanged, this, &SidebarView::updateActivity);
+    rebuild();
+}
+
+void SidebarView::setTools(const QList<PinnedTool> &tools)
+{
+    while (QLayoutItem *item = m_toolsLayout->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    constexpr int columns = 3;
+    for (int i = 0; i < tools.size(); ++i) {
+        const PinnedTool &tool = tools[i];
+        auto *button = new QToolButton;
+        button->setObjectName(QStringLiteral("tool:") + tool.id);
+        button->setText(tool.name);
+        button->setToolTip(tool.description);
+        button->setAutoRaise(true);
+        button->setCheckable(true);
+        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        button->setIcon(dotIcon(QColor(tool.color)));
+        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        connect(button, &QToolButton::clicked, this, [this, id = tool.id] { emit toolActivated(id); });
+        m_toolsLayout->addWidget(button, i / columns, i % columns);
+    }
+    setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::rebuild()
+{
+    const QSignalBlocker blocker(m_tree);
+    // A rebuild follows every save that touches the lists; the user's place in a long list stays.
+    const int scrolled = m_tree->verticalScrollBar()->value();
+    m_tree->clear();
+    m_items.clear();
+    rebuildProfiles();
+    QFont bold = m_tree->font();
+    bold.setBold(true);
+    const auto page = projectsOnProfilePage(m_model.projects(), m_model.profiles(), m_activeProfile);
+    for (const SidebarProjectRow &project : readSidebarTree(m_model.modelContext(), page)) {
+        auto *projectItem = new QTreeWidgetItem(m_tree, {project.name});
+        projectItem->setData(0, kindRole, int(ItemKind::project));
+        projectItem->setData(0, idRole, project.id);
+        projectItem->setToolTip(0, project.path);
+        projectItem->setFont(0, bold);
+        m_items.insert(project.id, projectItem);
+        for (const SidebarWorkspaceRow &workspace : project.workspaces) {
+            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
+            workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
+            workspaceItem->setData(0, idRole, workspace.id);
+            if (workspace.gitBranch)
+                workspaceItem->setToolTip(0, *workspace.gitBranch);
+            m_items.insert(workspace.id, workspaceItem);
+            for (const SidebarChatRow &chat : workspace.chats) {
+                auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat.name});
+                chatItem->setData(0, kindRole, int(ItemKind::chat));
+                chatItem->setData(0, idRole, chat.id);
+                chatItem->setIcon(0, activityIcon(m_model.activityStates().value(chat.id)));
+                m_items.insert(chat.id, chatItem);
+            }
+            workspaceItem->setExpanded(true);
+        }
+        projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
+    }
+    m_tree->verticalScrollBar()->setValue(scrolled);
+    setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::rebuildProfiles()
+{
+    // With one account or none there is nothing to choose.
+    const QSignalBlocker blocker(m_profiles);
+    m_profiles->clear();
+    for (const auto &profile : m_model.profiles()) {
+        m_profiles->addItem(dotIcon(profile->colorHex ? std::optional(QColor(*profile->colorHex)) : std::nullopt),
+                            profile->name, profile->id);
+        if (profile->id == m_activeProfile)
+            m_profiles->setCurrentIndex(m_profiles->count() - 1);
+    }
+    if (!m_activeProfile)
+        m_profiles->setCurrentIndex(-1);
+    m_profiles->setVisible(m_model.profiles().size() > 1);
+}
+
+void SidebarView::setActiveProfile(std::optional<QUuid> profileId)
+{
+    if (profileId == m_activeProfile)
+        return;
+    m_activeProfile = profileId;
+    rebuild();
+}
+
+void SidebarView::updateActivity(const QUuid &chatId)
+{
+    if (QTreeWidgetItem *item = m_items.value(chatId))
+        item->setIcon(0, activityIcon(m_model.activityStates().value(chatId)));
+}
+
+void SidebarView::setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace)
+{
+    m_content = content;
+    m_chatInWorkspace = chatInWorkspace;
+    QUuid selected;
+    switch (content.kind) {
+    case ContentState::Kind::projectInfo:
+    case ContentState::Kind::chat:
+        selected = content.id;
+        break;
+    case ContentState::Kind::workspace:
+        selected = chatInWorkspace.value_or(content.id);
+        break;
+    default:
+        break;
+    }
+    const QSignalBlocker blocker(m_tree);
+    m_tree->setCurrentItem(m_items.value(selected));
+    if (selected.isNull())
+        m_tree->clearSelection();
+    for (int i = 0; i < m_toolsLayout->count(); ++i)
+        if (auto *button = qobject_cast<QToolButton *>(m_toolsLayout->itemAt(i)->widget()))
+            button->setChecked(content.kind == ContentState::Kind::tool
+                               && button->objectName() == QStringLiteral("tool:") + content.toolId);
+}
+
+QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
+{
+    QTreeWidgetItem *item = m_items.value(id);
+    if (!item)
+        return {};
+    QList<QAction *> actions;
+    const auto add = [&](const QString &text, auto signal) {
+        auto *action = new QAction(text, owner);
+        connect(action, &QAction::triggered, this, [this, id, signal] { emit(this->*signal)(id); });
+        actions.append(action);
+    };
+    switch (ItemKind(item->data(0, kindRole).toInt())) {
+    case ItemKind::project:
+        add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
+        break;
+    case ItemKind::workspace:
+        add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
+        add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
+        break;
+    case ItemKind::chat:
+        add(tr("Archive Chat"), &SidebarView::archiveChatRequested);
+        break;
+    }
+    return actions;
+}
+
+void SidebarView::itemClicked(QTreeWidgetItem *item)
+{
+    if (!item)
+        return;
+    const QUuid id = item->data(0, idRole).toUuid();
+    switch (ItemKind(item->data(0, kindRole).toInt())) {
+    case ItemKind::project:
+        return emit projectActivated(id);
+    case ItemKind::workspace:
+        return emit workspaceActivated(id);
+    case ItemKind::chat:
+        return emit chatActivated(id);
+    }
+}
+
+} // namespace corvane

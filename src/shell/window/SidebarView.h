@@ -1,0 +1,79 @@
+#pragma once
+
+#include "core/window/ContentState.h"
+#include "core/window/PinnedTool.h"
+
+#include <QHash>
+#include <QSet>
+#include <QUuid>
+#include <QWidget>
+
+#include <optional>
+
+class QAction;
+class QComboBox;
+class QGridLayout;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace corvane {
+
+class SidebarViewModel;
+
+// The sidebar column: the pinned tools, then projects with their live workspaces and open chats,
+// each chat marked with its activity, and a button to add a project. It draws the
+// SidebarViewModel and reports what the user picked.
+class SidebarView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    enum class ItemKind { project = 1, workspace, chat };
+    static constexpr int kindRole = Qt::UserRole;
+    static constexpr int idRole = Qt::UserRole + 1;
+
+    explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
+
+    void setTools(const QList<PinnedTool> &tools);
+    // Highlights what the content column shows.
+    void setSelection(const ContentState &content, std::optional<QUuid> chatInWorkspace);
+    // Lists the projects of this profile's page.
+    void setActiveProfile(std::optional<QUuid> profileId);
+    void rebuild();
+
+    // The actions of a row's context menu; owned by the caller.
+    QList<QAction *> rowActions(const QUuid &id, QObject *owner);
+
+    QTreeWidget *tree() const { return m_tree; }
+    QComboBox *profilePicker() const { return m_profiles; }
+    QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
+
+signals:
+    void profileActivated(const QUuid &profileId);
+    void projectActivated(const QUuid &projectId);
+    void workspaceActivated(const QUuid &workspaceId);
+    void chatActivated(const QUuid &chatId);
+    void toolActivated(const QString &toolId);
+    void addProjectRequested();
+    void archiveWorkspaceRequested(const QUuid &workspaceId);
+    void closeWorkspaceSessionsRequested(const QUuid &workspaceId);
+    void archiveChatRequested(const QUuid &chatId);
+    void newWorkspaceRequested(const QUuid &projectId);
+
+private:
+    void updateActivity(const QUuid &chatId);
+    void rebuildProfiles();
+    void itemClicked(QTreeWidgetItem *item);
+
+    SidebarViewModel &m_model;
+    QComboBox *m_profiles;
+    QGridLayout *m_toolsLayout;
+    QTreeWidget *m_tree;
+    QHash<QUuid, QTreeWidgetItem *> m_items;
+    QSet<QUuid> m_collapsedProjects;
+    ContentState m_content;
+    std::optional<QUuid> m_chatInWorkspace;
+    std::optional<QUuid> m_activeProfile;
+};
+
+} // namespace corvane

@@ -1,0 +1,11 @@
+target_sources(corvane_shell PRIVATE
+    window/ActivityColors.h
+    window/KeySequences.h window/KeySequences.cpp
+    window/WorkspaceTabBar.h window/WorkspaceTabBar.cpp
+    window/SidebarView.h window/SidebarView.cpp
+    window/ContentArea.h window/ContentArea.cpp
+    window/InspectorView.h window/InspectorView.cpp
+    window/WindowActions.h window/WindowActions.cpp
+    window/MainWindow.h window/MainWindow.cpp window/MainWindowCommands.cpp)
+# The sidebar draws the workspace lifecycle's view model.
+target_link_libraries(corvane_shell PUBLIC corvane_source_control)

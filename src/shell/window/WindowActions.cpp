@@ -1,0 +1,71 @@
+#include "shell/window/WindowActions.h"
+
+#include "shell/window/KeySequences.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <QMenuBar>
+
+namespace corvane {
+
+WindowActions::WindowActions(QMenuBar *menuBar, QWidget *window, Handler handler) : QObject(window)
+{
+    using A = KeyboardShortcutAction;
+    QHash<ShortcutCategory, QMenu *> menus;
+    for (ShortcutCategory category : {ShortcutCategory::file, ShortcutCategory::edit, ShortcutCategory::view})
+        menus.insert(category, menuBar->addMenu(QLatin1Char('&') + menuTitle(category)));
+
+    // Groups inside a menu, in the order the actions come.
+    const QList<A> separatedBefore{A::closeWindow, A::toggleSidebar, A::quickOpen, A::toggleFullScreen};
+    for (A action : allKeyboardShortcutActions()) {
+        QMenu *menu = menus.value(category(action));
+        if (separatedBefore.contains(action))
+            menu->addSeparator();
+        auto *item = menu->addAction(displayName(action));
+        item->setObjectName(QStringLiteral("action:") + rawName(action));
+        // Window-wide: a shortcut fires wherever focus is inside the window, menus open or not.
+        item->setShortcutContext(Qt::WindowShortcut);
+        connect(item, &QAction::triggered, this, [handler, action] { handler(action); });
+        m_actions.insert(action, item);
+    }
+
+    QMenu *file = menus.value(ShortcutCategory::file);
+    file->addSeparator();
+    m_quit = file->addAction(tr("Quit"), qApp, &QApplication::closeAllWindows);
+    m_quit->setObjectName(QStringLiteral("action:quit"));
+    m_quit->setShortcut(keySequence(quitCombo()));
+    m_quit->setMenuRole(QAction::QuitRole);
+
+    QMenu *help = menuBar->addMenu(tr("&Help"));
+    QAction *about = help->addAction(tr("About Corvane"), this, &WindowActions::aboutRequested);
+    about->setMenuRole(QAction::AboutRole);
+}
+
+QList<QAction *> WindowActions::allActions() const
+{
+    QList<QAction *> all = m_actions.values();
+    all.append(m_quit);
+    return all;
+}
+
+void WindowActions::applyBindings(const QList<ShortcutBinding> &bindings)
+{
+    for (const ShortcutBinding &binding : bindings) {
+        QAction *item = m_actions.value(binding.action);
+        item->setShortcut(binding.combo ? keySequence(*binding.combo) : QKeySequence());
+        item->setToolTip(binding.note.isEmpty() ? item->text() : binding.note);
+    }
+}
+
+void WindowActions::update(const CommandContext &context, bool isFullScreen)
+{
+    for (auto it = m_actions.cbegin(); it != m_actions.cend(); ++it) {
+        it.value()->setEnabled(isCommandEnabled(it.key(), context));
+        it.value()->setText(menuItemTitle(it.key(), context));
+    }
+    if (isFullScreen)
+        m_actions.value(KeyboardShortcutAction::toggleFullScreen)->setText(tr("Exit Full Screen"));
+}
+
+} // namespace corvane

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "core/settings/KeyboardShortcutAction.h"
+#include "core/window/ShortcutBindings.h"
+#include "core/window/WindowCommands.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+
+#include <functional>
+
+class QAction;
+class QMenuBar;
+class QWidget;
+
+namespace corvane {
+
+// The menu items of a main window: one per shortcut action in the menu of its category, plus
+// Quit and About. Choosing an item calls the handler with its action; which items are enabled,
+// their titles and their keys come from the logic layer.
+class WindowActions : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Handler = std::function<void(KeyboardShortcutAction)>;
+
+    WindowActions(QMenuBar *menuBar, QWidget *window, Handler handler);
+
+    QAction *action(KeyboardShortcutAction action) const { return m_actions.value(action); }
+    QAction *quitAction() const { return m_quit; }
+    // Every action of the window, the menus' own and Quit, for checks on their keys.
+    QList<QAction *> allActions() const;
+
+    void applyBindings(const QList<ShortcutBinding> &bindings);
+    void update(const CommandContext &context, bool isFullScreen);
+
+signals:
+    void aboutRequested();
+
+private:
+    QHash<KeyboardShortcutAction, QAction *> m_actions;
+    QAction *m_quit = nullptr;
+};
+
+} // namespace corvane

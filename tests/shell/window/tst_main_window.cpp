@@ -1,0 +1,416 @@
+#include "core/NotificationCenter.h"
+#include "core/records/Chat.h"
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
+#include "core/settings/PreferencesStore.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "core/window/WindowNavigator.h"
+#include "core/window/WindowStateModel.h"
+#include "shell/Appearance.h"
+#include "shell/window/ContentArea.h"
+#include "shell/window/InspectorView.h"
+#include "shell/window/MainWindow.h"
+#include "shell/window/SidebarView.h"
+#include "shell/window/WindowActions.h"
+#include "shell/window/WorkspaceTabBar.h"
+#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceNotifications.h"
+#include "support/TestEnvironment.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QPointer>
+#include <QProcess>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QSplitter>
+#include <QTest>
+#include <QTreeWidget>
+
+#include <memory>
+
+using namespace corvane;
+
+namespace {
+
+// A real repository with one commit.
+void git(const QString &folder, const QStringList &args)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.start(QStringLiteral("git"), args);
+    QVERIFY(process.waitForFinished(10000));
+    QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+}
+
+void makeRepository(const QString &path)
+{
+    QDir().mkpath(path);
+    git(path, {"init", "-q", "-b", "main"});
+    git(path, {"-c", "user.name=T", "-c", "user.email=t@example.com", "commit", "-q", "--allow-empty", "-m", "first"});
+}
+
+void triggerRowAction(MainWindow *window, const QUuid &id, const QString &text)
+{
+    QObject owner;
+    for (QAction *action : window->sidebar()->rowActions(id, &owner))
+        if (action->text() == text)
+            return action->trigger();
+    QFAIL(qPrintable("no row action " + text));
+}
+
+// What the application gives a window: one store, one preferences file, one settings object.
+struct Services
+{
+    test::TestEnvironment env;
+    std::shared_ptr<Store> store = Store::open(env.path("store.sqlite")).value();
+    PreferencesStore preferences{env.path("settings.json")};
+    NotificationCenter center;
+    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
+
+    std::unique_ptr<MainWindow> openWindow()
+    {
+        auto window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center}, 1);
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->show();
+        return window;
+    }
+};
+
+void click(SidebarView *sidebar, const QUuid &id)
+{
+    QTreeWidget *tree = sidebar->tree();
+    QTreeWidgetItem *item = sidebar->item(id);
+    QVERIFY(item);
+    tree->scrollToItem(item);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(item).center());
+}
+
+void clickPill(WorkspaceTabBar *bar, int index)
+{
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->pillRects().at(index).center().toPoint());
+}
+
+QStringList tabTitles(WorkspaceTabBar *bar)
+{
+    QStringList titles;
+    for (const auto &tab : bar->tabs())
+        titles << tab.title;
+    return titles;
+}
+
+} // namespace
+
+class MainWindowTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void addProjectSelectAndSwitchTabs()
+    {
+        Services s;
+        const QString repo = s.env.path("alpha");
+        makeRepository(repo);
+        auto window = s.openWindow();
+        window->setFolderPicker([&](QWidget *) { return repo; });
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+
+        window->actions().action(KeyboardShortcutAction::addProject)->trigger();
+        QCOMPARE(window->sidebarModel().projects().size(), 1);
+        const auto project = window->sidebarModel().projects().first();
+        QCOMPARE(project->name, QStringLiteral("alpha"));
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("workspacePage"));
+        WorkspaceTabBar *bar = window->content()->tabBar();
+        QCOMPARE(tabTitles(bar), QStringList{"Chat 1"});
+        auto *placeholder = qobject_cast<QLabel *>(window->content()->chatView());
+        QVERIFY(placeholder);
+        QCOMPARE(placeholder->text(), QStringLiteral("Chat 1"));
+
+        // The + button adds a chat and shows it; the factory draws it from now on.
+        window->setChatViewFactory([](const QUuid &id) {
+            auto *view = new QLabel(id.toString());
+            view->setObjectName(QStringLiteral("chatView"));
+            return view;
+        });
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->addButtonRect().center().toPoint());
+        QCOMPARE(tabTitles(bar), (QStringList{"Chat 1", "Chat 2"}));
+        const QUuid second = bar->tabs().at(1).chatId;
+        QCOMPARE(bar->selectedChatId(), std::optional(second));
+        QCOMPARE(window->content()->chatView()->objectName(), QStringLiteral("chatView"));
+        QCOMPARE(window->currentChatId(), std::optional(second));
+
+        clickPill(bar, 0);
+        QCOMPARE(window->currentChatId(), std::optional(bar->tabs().at(0).chatId));
+        QCOMPARE(window->content()->chatViewId(), std::optional(bar->tabs().at(0).chatId));
+
+        // Sidebar: the project shows its overview, a chat brings back its workspace.
+        click(window->sidebar(), project->id);
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("projectPage"));
+        QVERIFY(!window->actions().action(KeyboardShortcutAction::closeChat)->isEnabled());
+        click(window->sidebar(), second);
+        QCOMPARE(window->state().content(), ContentState::workspace(window->sidebarModel().workspaces(*project).first()->id));
+        QCOMPARE(window->currentChatId(), std::optional(second));
+        QCOMPARE(window->sidebar()->tree()->currentItem(), window->sidebar()->item(second));
+
+        // Activity from the sessions reaches the tab bar.
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", second}, {"state", QStringLiteral("processing")}});
+        QCOMPARE(bar->tabs().at(1).activity, QStringLiteral("processing"));
+
+        // Close Workspace goes to the empty state and hands the workspace over for its sessions.
+        QSignalSpy closed(window.get(), &MainWindow::workspaceCloseRequested);
+        window->actions().action(KeyboardShortcutAction::closeChat)->trigger();
+        QCOMPARE(closed.size(), 1);
+        QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+    }
+
+    void manyChatsScroll()
+    {
+        Services s;
+        makeRepository(s.env.path("many"));
+        auto window = s.openWindow();
+        window->resize(1000, 600);
+        QVERIFY(window->addProjectFolder(s.env.path("many")));
+        for (int i = 0; i < 11; ++i)
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+        QApplication::processEvents();
+        WorkspaceTabBar *bar = window->content()->tabBar();
+        QCOMPARE(bar->tabs().size(), 12);
+        QCOMPARE(bar->pillRects().first().width(), 120.0);
+        // The row is wider than the column, scrolls, and still ends with the + button.
+        auto *scroller = window->content()->findChild<QScrollArea *>(QStringLiteral("tabScroller"));
+        QVERIFY(bar->width() > scroller->viewport()->width());
+        QVERIFY(scroller->horizontalScrollBar()->maximum() > 0);
+        QVERIFY(bar->rect().contains(bar->addButtonRect().toRect()));
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->addButtonRect().center().toPoint());
+        QCOMPARE(bar->tabs().size(), 13);
+    }
+
+    void archivingFromTheSidebar()
+    {
+        Services s;
+        const QString repo = s.env.path("epsilon");
+        makeRepository(repo);
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(repo));
+        const QUuid plain = window->state().content().id;
+
+        // A workspace on the checkout goes at once, and the window leaves it.
+        triggerRowAction(window.get(), plain, QStringLiteral("Archive Workspace"));
+        QTRY_VERIFY(window->state().content().isEmpty());
+        QVERIFY(!window->sidebar()->item(plain));
+
+        // A worktree with uncommitted work asks first; nothing goes before the answer.
+        const QString tree = s.env.path("trees/feature");
+        git(repo, {"worktree", "add", "-q", "-b", "feature", tree});
+        QFile dirty(tree + "/notes.txt");
+        QVERIFY(dirty.open(QIODevice::WriteOnly));
+        dirty.write("draft");
+        dirty.close();
+        auto &context = s.store->mainContext();
+        Workspace workspace;
+        workspace.name = QStringLiteral("feature");
+        workspace.usesWorktree = true;
+        workspace.worktreePath = tree;
+        workspace.projectId = window->sidebarModel().projects().first()->id;
+        const auto stored = context.insert(workspace);
+        Chat chat;
+        chat.name = QStringLiteral("Chat 1");
+        chat.workspaceId = stored->id;
+        chat.projectId = workspace.projectId;
+        context.insert(chat);
+        QVERIFY(context.save());
+        QTRY_VERIFY(window->sidebar()->item(stored->id));
+        click(window->sidebar(), chat.id);
+        QCOMPARE(window->state().content(), ContentState::workspace(stored->id));
+
+        QSignalSpy asked(window.get(), &MainWindow::lifecycleMessageShown);
+        triggerRowAction(window.get(), stored->id, QStringLiteral("Archive Workspace"));
+        QTRY_COMPARE(asked.size(), 1);
+        QVERIFY2(asked.first().first().toString().contains("uncommitted changes"), qPrintable(asked.first().first().toString()));
+        QVERIFY(QFileInfo::exists(tree + "/notes.txt"));
+        QCOMPARE(window->state().content(), ContentState::workspace(stored->id));
+
+        QMessageBox *box = window->findChild<QMessageBox *>();
+        QVERIFY(box);
+        QPushButton *go = nullptr;
+        for (QAbstractButton *button : box->buttons())
+            if (button->text() == QStringLiteral("Archive Workspace & Remove Worktree"))
+                go = qobject_cast<QPushButton *>(button);
+        QVERIFY(go);
+        go->click();
+        QTRY_VERIFY_WITH_TIMEOUT(window->state().content().isEmpty(), 20000);
+        QTRY_VERIFY(!QFileInfo::exists(tree));
+        QVERIFY(context.get<Workspace>(stored->id)->isArchived());
+    }
+
+    void archivedWorkspaceLeavesTheWindow()
+    {
+        Services s;
+        makeRepository(s.env.path("beta"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("beta")));
+        const QUuid workspaceId = window->state().content().id;
+        QVERIFY(!window->addProjectFolder(s.env.path("beta")));
+        QCOMPARE(window->sidebarModel().projects().size(), 1);
+
+        auto other = s.store->newContext();
+        other->get<Workspace>(workspaceId)->statusRaw = QStringLiteral("archived");
+        QVERIFY(other->save());
+        QTRY_VERIFY(window->state().content().isEmpty());
+        QTRY_COMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("emptyState"));
+        QVERIFY(!window->sidebar()->item(workspaceId));
+    }
+
+    void profilePages()
+    {
+        Services s;
+        Profile work, home;
+        work.name = QStringLiteral("Work");
+        work.isDefault = true;
+        home.name = QStringLiteral("Home");
+        home.sortOrder = 1;
+        s.store->mainContext().insert(work);
+        s.store->mainContext().insert(home);
+        QVERIFY(s.store->mainContext().save());
+        makeRepository(s.env.path("job"));
+        makeRepository(s.env.path("hobby"));
+
+        auto window = s.openWindow();
+        QComboBox *picker = window->sidebar()->profilePicker();
+        QVERIFY(picker->isVisible());
+        picker->activated(0);
+        QVERIFY(window->addProjectFolder(s.env.path("job")));
+        const QUuid jobWorkspace = window->state().content().id;
+        picker->activated(1);
+        QVERIFY(window->state().content().isEmpty());
+        QVERIFY(window->addProjectFolder(s.env.path("hobby")));
+        const auto hobby = window->sidebarModel().projects().last();
+        QCOMPARE(hobby->profileId, std::optional(home.id));
+        QVERIFY(window->sidebar()->item(hobby->id));
+        QVERIFY(!window->sidebar()->item(jobWorkspace));
+
+        // Back on the work page, its last workspace comes back.
+        picker->activated(0);
+        QCOMPARE(window->state().content(), ContentState::workspace(jobWorkspace));
+        QVERIFY(window->sidebar()->item(jobWorkspace));
+        QVERIFY(!window->sidebar()->item(hobby->id));
+    }
+
+    void keyboardShortcuts()
+    {
+        Services s;
+        makeRepository(s.env.path("gamma"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("gamma")));
+        QApplication::setActiveWindow(window.get());
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+
+        // No two actions on one key, and none on a key the terminal needs.
+        QHash<QString, QString> owners;
+        for (QAction *action : window->actions().allActions()) {
+            const QString key = action->shortcut().toString(QKeySequence::PortableText);
+            if (key.isEmpty())
+                continue;
+            QVERIFY2(!owners.contains(key), qPrintable(key + " on " + action->text() + " and " + owners.value(key)));
+            owners.insert(key, action->text());
+        }
+        for (const char *kept : {"Ctrl+C", "Ctrl+D", "Ctrl+Z", "Ctrl+L", "Ctrl+R", "Ctrl+W", "Ctrl+S"})
+            QVERIFY2(!owners.contains(kept), kept);
+
+        QVERIFY(window->sidebar()->isVisible());
+        QTest::keyClick(window.get(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!window->sidebar()->isVisible());
+        QCOMPARE(window->actions().action(KeyboardShortcutAction::toggleSidebar)->text(), QStringLiteral("Show Sidebar"));
+        QTest::keyClick(window.get(), Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(window->sidebar()->isVisible());
+
+        QVERIFY(!window->inspector()->isVisible());
+        QTest::keyClick(window.get(), Qt::Key_I, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(window->inspector()->isVisible());
+
+        QTest::keyClick(window.get(), Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(tabTitles(window->content()->tabBar()), (QStringList{"Chat 1", "Chat 2"}));
+
+        window->setChatViewFactory([](const QUuid &) { return new QLineEdit; });
+        QVERIFY(!window->content()->chatView()->hasFocus());
+        QTest::keyClick(window.get(), Qt::Key_L, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(window->content()->chatView()->hasFocus());
+        // Ctrl+L is the chat's, or the terminal's, not the window's.
+        QTest::keyClick(window->content()->chatView(), Qt::Key_D, Qt::ControlModifier);
+        QCOMPARE(window->state().content().kind, ContentState::Kind::workspace);
+
+        // A changed binding is live at once.
+        QVERIFY(s.settings.setShortcut({QStringLiteral("b"), KeyCombo::Command}, KeyboardShortcutAction::toggleSidebar));
+        QTest::keyClick(window.get(), Qt::Key_B, Qt::ControlModifier);
+        QVERIFY(!window->sidebar()->isVisible());
+    }
+
+    void stateRestoredAfterRestart()
+    {
+        Services s;
+        makeRepository(s.env.path("delta"));
+        QUuid chat;
+        QList<int> widths;
+        QSize size(1100, 700);
+        {
+            auto window = s.openWindow();
+            QVERIFY(window->addProjectFolder(s.env.path("delta")));
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+            clickPill(window->content()->tabBar(), 0);
+            chat = *window->currentChatId();
+            window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+            window->resize(size);
+            window->splitter()->setSizes({300, 400, 380});
+            QApplication::processEvents();
+            widths = window->splitter()->sizes();
+            window->close();
+        }
+        auto window = s.openWindow();
+        QVERIFY(window->hasSavedGeometry());
+        QCOMPARE(window->size(), size);
+        QCOMPARE(window->currentChatId(), std::optional(chat));
+        QCOMPARE(window->content()->chatViewId(), std::optional(chat));
+        QVERIFY(window->inspector()->isVisible());
+        QCOMPARE(window->splitter()->sizes(), widths);
+    }
+
+    void screenshots()
+    {
+        Services s;
+        for (const char *name : {"corvane", "website"})
+            makeRepository(s.env.path(name));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("website")));
+        QVERIFY(window->addProjectFolder(s.env.path("corvane")));
+        window->actions().action(KeyboardShortcutAction::newChat)->trigger();
+        for (int i = 0; i < 2; ++i)
+            window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
+        const auto tabs = window->content()->tabBar()->tabs();
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(0).chatId}, {"state", "processing"}});
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(1).chatId}, {"state", "waitingForPermission"}});
+        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(2).chatId}, {"state", "completed"}});
+        window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+        window->resize(1400, 820);
+        QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
+        for (auto [mode, name] : {std::pair{AppearanceMode::light, "light"}, std::pair{AppearanceMode::dark, "dark"}}) {
+            applyAppearance(mode);
+            QApplication::processEvents();
+            const QString file = QStringLiteral(CORVANE_SCREENSHOT_DIR "/main-window-%1.png").arg(name);
+            QVERIFY(window->grab().save(file));
+        }
+        applyAppearance(AppearanceMode::light);
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "tst_main_window.moc"
