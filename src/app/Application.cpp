@@ -1,6 +1,10 @@
 #include "app/Application.h"
 
+#include "agent/session/ChatSession.h"
+#include "agent/session/SessionManager.h"
 #include "app/AgentServices.h"
+#include "core/window/WindowNavigator.h"
+#include "source_control/workspaces/SidebarViewModel.h"
 #include "app/StartupSequence.h"
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
@@ -58,6 +62,7 @@ bool Application::start()
     startup::startActivityBackfill(m_store, this, m_center);
     startup::runMigrations(*m_store);
     m_agents = std::make_unique<AgentServices>(*m_store, *m_settings, m_center);
+    connect(m_agents.get(), &AgentServices::chatActivationRequested, this, &Application::showChat);
 
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
@@ -71,6 +76,7 @@ MainWindow *Application::openMainWindow()
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
+    connectAgents(*window);
     m_windows.append(window);
     // A window that remembers where it was stays there; a first one opens in the middle.
     QScreen *screen = QGuiApplication::primaryScreen();
@@ -87,6 +93,43 @@ MainWindow *Application::openMainWindow()
         QTimer::singleShot(0, this, &Application::firstWindowShown);
     }
     return window;
+}
+
+void Application::connectAgents(MainWindow &window)
+{
+    SessionManager &sessions = m_agents->sessions();
+    // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
+    window.sidebarModel().setSessionCloser([&sessions](const QUuid &chatId) { sessions.closeSession(chatId); });
+    window.sidebarModel().setWorkspaceCloser([&sessions](const QUuid &workspaceId) { sessions.removeGitMonitor(workspaceId); });
+    window.setPendingPermissionProbe([&sessions](const QUuid &chatId) {
+        ChatSession *session = sessions.existingSession(chatId);
+        return session && !session->pendingRequests().isEmpty();
+    });
+    connect(&window, &MainWindow::commandRequested, this,
+            [&sessions](KeyboardShortcutAction action, std::optional<QUuid> chatId) {
+                ChatSession *session = chatId ? sessions.existingSession(*chatId) : nullptr;
+                if (!session || session->pendingRequests().isEmpty())
+                    return;
+                const QString requestId = session->pendingRequests().first().requestId;
+                if (action == KeyboardShortcutAction::allowOnce)
+                    session->handlePermissionApproval(requestId, PermissionScope::once);
+                else if (action == KeyboardShortcutAction::allowForSession)
+                    session->handlePermissionApproval(requestId, PermissionScope::session);
+                else if (action == KeyboardShortcutAction::deny)
+                    session->handlePermissionDenial(requestId);
+            });
+}
+
+void Application::showChat(const QUuid &chatId)
+{
+    // A click on a desktop notification: the chat comes up in the frontmost window.
+    MainWindow *window = m_windows.isEmpty() ? openMainWindow() : m_windows.last().data();
+    if (!window)
+        window = openMainWindow();
+    window->navigator().showChat(chatId);
+    window->show();
+    window->raise();
+    window->activateWindow();
 }
 
 void Application::openOnboarding()

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QUuid>
 
 #include <functional>
 #include <memory>
@@ -39,6 +40,8 @@ signals:
 
 private:
     void openOnboarding();
+    void connectAgents(MainWindow &window);
+    void showChat(const QUuid &chatId);
     void shutdown();
 
     NotificationCenter &m_center;
