@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs everything Corvane needs on Debian 12: the Debian packages listed in
-# scripts/debian-packages.txt and the pinned agent tools the tests drive, which go
-# into .deps/npm inside the checkout. Safe to run again: it only installs what is missing.
+# scripts/debian-packages.txt, the pinned agent tools the tests drive, which go into
+# .deps/npm inside the checkout, and highlight.js 11 into .deps/npm-hljs. Safe to run
+# again: it only installs what is missing.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -34,5 +35,13 @@ if [ "$(have @anthropic-ai/claude-code)" != "$want_claude" ] || [ "$(have @opena
     mkdir -p "$npm_dir"
     npm install --prefix "$npm_dir" --no-audit --no-fund --loglevel=error \
         "@anthropic-ai/claude-code@$want_claude" "@openai/codex@$want_codex"
+fi
+# highlight.js for code blocks in chats, in a folder of its own: the app loads its CommonJS
+# lib/ and its theme CSS from there (or from $CORVANE_HLJS_DIR).
+hljs_dir="$root/.deps/npm-hljs"
+if [ "$(node -p "require('$hljs_dir/node_modules/highlight.js/package.json').version.split('.')[0]" 2>/dev/null || true)" != "11" ]; then
+    echo "setup: installing highlight.js into $hljs_dir"
+    mkdir -p "$hljs_dir"
+    npm install --prefix "$hljs_dir" --no-audit --no-fund --loglevel=error "highlight.js@11"
 fi
 echo "setup: done"
