@@ -1,0 +1,73 @@
+#include "shell/chat/ChatTextEdit.h"
+
+#include "agent/input/AttachmentService.h"
+
+#include <QImage>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QUrl>
+
+namespace corvane {
+
+ChatTextEdit::ChatTextEdit(QWidget *parent) : QPlainTextEdit(parent)
+{
+    setPlaceholderText(QStringLiteral("Message Claude..."));
+    setTabChangesFocus(false);
+    setFrameShape(QFrame::NoFrame);
+}
+
+QSize ChatTextEdit::sizeHint() const
+{
+    const int lines = qBound(1, int(document()->lineCount()), 8);
+    return {200, fontMetrics().lineSpacing() * lines + 16};
+}
+
+void ChatTextEdit::keyPressEvent(QKeyEvent *event)
+{
+    if (keyFilter && keyFilter(event))
+        return;
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !(event->modifiers() & Qt::ShiftModifier)) {
+        emit submitRequested();
+        return;
+    }
+    if (enter) {
+        insertPlainText(QStringLiteral("\n"));
+        return;
+    }
+    QPlainTextEdit::keyPressEvent(event);
+    updateGeometry();
+}
+
+bool ChatTextEdit::canInsertFromMimeData(const QMimeData *source) const
+{
+    return source->hasUrls() || source->hasImage() || QPlainTextEdit::canInsertFromMimeData(source);
+}
+
+void ChatTextEdit::insertFromMimeData(const QMimeData *source)
+{
+    // In this order: files, long text, an image, then an ordinary paste.
+    QStringList files;
+    if (source->hasUrls())
+        for (const QUrl &url : source->urls())
+            if (url.isLocalFile())
+                files << url.toLocalFile();
+    if (!files.isEmpty()) {
+        emit filesDropped(files);
+        return;
+    }
+    if (source->hasText() && source->text().size() > attachments::LongPasteCharacters) {
+        emit longTextPasted(source->text());
+        return;
+    }
+    if (source->hasImage()) {
+        const QImage image = qvariant_cast<QImage>(source->imageData());
+        if (!image.isNull()) {
+            emit imagePasted(image);
+            return;
+        }
+    }
+    QPlainTextEdit::insertFromMimeData(source);
+}
+
+} // namespace corvane
