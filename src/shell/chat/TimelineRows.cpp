@@ -156,8 +156,11 @@ public:
     bool waitsForHighlight() const { return m_blocks.waitsForHighlight(); }
     void rerender()
     {
+        // A highlight changes colours only, which the block signatures leave out: refill all.
         m_blocks.invalidate();
+        m_refillAll = true;
         apply(width());
+        m_refillAll = false;
         layoutViews();
     }
 
@@ -185,10 +188,14 @@ private:
         auto plan = m_blocks.update(m_item.message->content, width);
         if (!plan)
             return;
+        while (m_views.size() > plan->removeFrom)
+            delete m_views.takeLast();
         for (const MarkdownBlockList::Step &step : std::as_const(plan->steps)) {
             const MarkdownBlock &block = plan->blocks[step.index];
             switch (step.action) {
             case MarkdownBlockList::Action::keep:
+                if (m_refillAll)
+                    m_views[step.index]->setBlocks({block}, m_context.style);
                 break;
             case MarkdownBlockList::Action::refill:
                 m_views[step.index]->setBlocks({block}, m_context.style);
@@ -202,8 +209,6 @@ private:
                 break;
             }
         }
-        while (m_views.size() > plan->removeFrom)
-            delete m_views.takeLast();
     }
     MarkdownTextView *makeView(const MarkdownBlock &block)
     {
@@ -225,6 +230,7 @@ private:
 
     MarkdownBlockList m_blocks;
     QList<MarkdownTextView *> m_views;
+    bool m_refillAll = false;
 };
 
 // A centred note, an error, the sign-in prompt, or the collapsed thinking row.

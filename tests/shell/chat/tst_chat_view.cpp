@@ -17,6 +17,7 @@
 #include <QComboBox>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -79,7 +80,7 @@ private slots:
         typeAndSend(*view, "Show the report");
         QVERIFY(view->input()->textEdit()->toPlainText().isEmpty());
         QCOMPARE(view->input()->sendButton()->text(), QStringLiteral("Stop"));
-        QTRY_VERIFY_WITH_TIMEOUT(timelineText(*view).contains("See the notes for more."), kTurnTimeout);
+        QTRY_VERIFY_WITH_TIMEOUT(test::timelineText(*view).contains("See the notes for more."), kTurnTimeout);
         QTRY_VERIFY_WITH_TIMEOUT(isIdle(*view), kTurnTimeout);
         const QString shown = test::timelineText(*view);
         QVERIFY2(shown.contains("Show the report"), qPrintable(shown));
