@@ -14,12 +14,15 @@ ChatTextEdit::ChatTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     setPlaceholderText(QStringLiteral("Message Claude..."));
     setTabChangesFocus(false);
     setFrameShape(QFrame::NoFrame);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    connect(this, &QPlainTextEdit::textChanged, this, [this] { setFixedHeight(sizeHint().height()); });
+    setFixedHeight(sizeHint().height());
 }
 
 QSize ChatTextEdit::sizeHint() const
 {
-    const int lines = qBound(1, int(document()->lineCount()), 8);
-    return {200, fontMetrics().lineSpacing() * lines + 16};
+    const int lines = qBound(2, int(document()->lineCount()), 8);
+    return {200, fontMetrics().lineSpacing() * lines + 12};
 }
 
 void ChatTextEdit::keyPressEvent(QKeyEvent *event)

@@ -85,12 +85,12 @@ protected:
         const QRect bubble = geometryFor(width()).translated(0, kVerticalMargin);
         const QRect inner = bubble.adjusted(12, 8, -12, -8);
         int y = inner.top();
-        if (m_text->isVisible()) {
+        if (!m_text->text().isEmpty()) {
             const int h = m_text->heightForWidth(inner.width());
             m_text->setGeometry(inner.left(), y, inner.width(), h);
             y += h;
         }
-        if (m_files->isVisible())
+        if (!m_files->text().isEmpty())
             m_files->setGeometry(inner.left(), y, inner.width(), m_files->heightForWidth(inner.width()));
         m_bubble = bubble;
         update();
@@ -112,7 +112,7 @@ private:
         int natural = 0;
         for (const QString &line : m_text->text().split(QLatin1Char('\n')))
             natural = qMax(natural, fm.horizontalAdvance(line));
-        if (m_files->isVisible())
+        if (!m_files->text().isEmpty())
             for (const QString &line : m_files->text().split(QLatin1Char('\n')))
                 natural = qMax(natural, QFontMetrics(m_files->font()).horizontalAdvance(line));
         const int inner = qBound(40, natural + 2, maxInner);
@@ -226,11 +226,22 @@ private:
             view->setGeometry(kSideMargin, y, w, h);
             y += h;
         }
+        // A height measured before the text settled (a highlight, a late font) is corrected
+        // from here: the timeline measures the row again.
+        if (width() > 0 && height() > 0 && y + kVerticalMargin != height() && !m_remeasureQueued) {
+            m_remeasureQueued = true;
+            QMetaObject::invokeMethod(this, [this] {
+                m_remeasureQueued = false;
+                if (m_context.heightChanged)
+                    m_context.heightChanged(this);
+            }, Qt::QueuedConnection);
+        }
     }
 
     MarkdownBlockList m_blocks;
     QList<MarkdownTextView *> m_views;
     bool m_refillAll = false;
+    bool m_remeasureQueued = false;
 };
 
 // A centred note, an error, the sign-in prompt, or the collapsed thinking row.

@@ -145,6 +145,8 @@ void TimelineView::rowHeightChanged(TimelineRow *row)
     const int index = m_model.rowOfMessage(row->itemId());
     if (index >= 0 && index < m_measured.size())
         m_measured[index] = false;
+    for (const MessagePtr &m : row->item().messages())
+        MessageHeightCache::removeMessage(m->id);
     layoutRows();
 }
 
@@ -157,6 +159,8 @@ void TimelineView::highlightArrived()
             const int index = m_model.rowOfMessage(row->itemId());
             if (index >= 0 && index < m_measured.size())
                 m_measured[index] = false;
+            for (const MessagePtr &m : row->item().messages())
+                MessageHeightCache::removeMessage(m->id);
             any = true;
         }
     }

@@ -11,6 +11,7 @@
 #include "shell/chat/PermissionCard.h"
 #include "shell/chat/PlanCard.h"
 #include "shell/chat/QuestionCard.h"
+#include "presentation/highlight/SyntaxHighlighter.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -235,7 +236,10 @@ private slots:
         view->setChat(chat.chatId());
         QTRY_COMPARE(coordinator.windows().size(), 0);
         QTRY_VERIFY(liveCard(*view)); // the open request is shown inline again
-        QTest::keySequence(view.get(), QKeySequence(Qt::CTRL | Qt::Key_Y));
+        view->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(view.get()));
+        view->input()->textEdit()->setFocus();
+        QTest::keySequence(view->input()->textEdit(), QKeySequence(Qt::CTRL | Qt::Key_Y));
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(chat.folder() + "/build/made-by-bash.txt"), kTurnTimeout);
     }
 
@@ -267,6 +271,8 @@ private slots:
         QTest::mouseClick(liveCard(*view)->allowOnceButton(), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(view->planCard()->isVisible() && view->planCard()->approveButton()->isVisible(), kTurnTimeout);
         view->input()->textEdit()->setPlainText(QStringLiteral("Looks good"));
+        QTRY_COMPARE_WITH_TIMEOUT(sharedHighlighter()->pendingCount(), 0, 10000);
+        QTest::qWait(100);
         view->timelineModel().flush();
         const QString shown = test::timelineText(*view);
         QVERIFY2(shown.contains("2 tool calls: Bash, Write"), qPrintable(shown));
