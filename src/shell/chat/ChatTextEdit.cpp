@@ -42,6 +42,19 @@ void ChatTextEdit::keyPressEvent(QKeyEvent *event)
     updateGeometry();
 }
 
+bool ChatTextEdit::event(QEvent *event)
+{
+    // Ctrl+Y (redo in a text field) answers a permission request here: leave it to the shortcut.
+    if (event->type() == QEvent::ShortcutOverride) {
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if (key->key() == Qt::Key_Y && (key->modifiers() & Qt::ControlModifier)) {
+            event->ignore();
+            return true;
+        }
+    }
+    return QPlainTextEdit::event(event);
+}
+
 bool ChatTextEdit::canInsertFromMimeData(const QMimeData *source) const
 {
     return source->hasUrls() || source->hasImage() || QPlainTextEdit::canInsertFromMimeData(source);

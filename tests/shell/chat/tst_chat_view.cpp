@@ -239,7 +239,8 @@ private slots:
         view->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(view.get()));
         view->input()->textEdit()->setFocus();
-        QTest::keySequence(view->input()->textEdit(), QKeySequence(Qt::CTRL | Qt::Key_Y));
+        QTest::keySequence(view->windowHandle(), QKeySequence(Qt::CTRL | Qt::Key_Y));
+        QTRY_VERIFY_WITH_TIMEOUT(!liveCard(*view), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(chat.folder() + "/build/made-by-bash.txt"), kTurnTimeout);
     }
 
