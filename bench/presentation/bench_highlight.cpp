@@ -1,8 +1,9 @@
 // highlight.js in Qt's engine on a 200-line C++ block (the size agents paste), the one-off
-// engine load, and the Markdown renderer on a long reply: cold, cached, and re-parsed per
-// streamed delta the way a growing reply is.
+// engine load, and the Markdown renderer on a long reply: cold, cached, re-parsed per
+// streamed delta the way a growing reply is, and laid out for its height.
 #include "presentation/highlight/HighlightEngine.h"
 #include "presentation/highlight/HighlightTheme.h"
+#include "presentation/markdown/MarkdownDocument.h"
 #include "presentation/markdown/MarkdownRenderer.h"
 
 #include <benchmark/benchmark.h>
@@ -98,11 +99,23 @@ void BM_MarkdownStreamingPerDelta(benchmark::State &state)
     state.counters["reply_chars"] = double(reply.size());
 }
 
+// What a row delegate pays on a height-cache miss: the reply laid out in a QTextDocument.
+void BM_MarkdownHeightForWidth(benchmark::State &state)
+{
+    const auto blocks = MarkdownRenderer::blocks(longReply(), false, 14);
+    const auto fonts = FontRamp::forSize(14);
+    int height = 0;
+    for (auto _ : state)
+        height = markdowndocument::heightForWidth(blocks, *fonts, MarkdownPalette::light(), 600);
+    state.counters["height_px"] = height;
+}
+
 BENCHMARK(BM_EngineLoad)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Highlight200LineCpp)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MarkdownLongReplyCold)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_MarkdownLongReplyCached)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_MarkdownStreamingPerDelta)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_MarkdownHeightForWidth)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

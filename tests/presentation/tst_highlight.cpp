@@ -190,7 +190,10 @@ private slots:
         options.dark = true;
         options.highlighter = &highlighter;
         const QString content = QStringLiteral("```python\ndef f(): pass\n```");
-        auto first = MarkdownRenderer::blocks(content, false, 14, options);
+        MarkdownOptions withoutHighlighter;
+        withoutHighlighter.dark = true;
+        QVERIFY(!MarkdownRenderer::blocks(content, false, 14, withoutHighlighter)[0].highlightPending);
+        auto first = MarkdownRenderer::blocks(content, false, 14, options); // not the plain list cached above
         QVERIFY(first[0].highlightPending);
         QCOMPARE(first[0].backgroundColor.name(), QStringLiteral("#282c34"));
         QTRY_COMPARE_WITH_TIMEOUT(done.size(), 3, 20000);

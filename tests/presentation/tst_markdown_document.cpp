@@ -1,7 +1,9 @@
 // Rendered Markdown handed to Qt's text system, and the update plan of a message drawn as
 // one view per block.
 #include "presentation/markdown/MarkdownBlockList.h"
+#include "presentation/markdown/LiveMarkdownHighlighter.h"
 #include "presentation/markdown/MarkdownDocument.h"
+#include "presentation/markdown/TableColumnLayout.h"
 
 #include <QTextBlock>
 #include <QTextDocument>
@@ -119,6 +121,77 @@ private slots:
         plan = list.update(QStringLiteral("Intro"), 500);
         QCOMPARE(actions(*plan), QStringLiteral("k"));
         QCOMPARE(plan->removeFrom, 1);
+    }
+
+    void liveStylingKeepsTheText_data()
+    {
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("position");
+        QTest::addColumn<QString>("style"); // m mono, h1/h3 heading, b bold, i italic, l list marker, - plain
+        QTest::newRow("heading 1") << 0 << 3 << "h1";
+        QTest::newRow("heading 3 before 1") << 1 << 5 << "h3";
+        QTest::newRow("bold span") << 2 << 3 << "b";
+        QTest::newRow("italic span") << 2 << 11 << "i";
+        QTest::newRow("plain between") << 2 << 8 << "-";
+        QTest::newRow("code span") << 2 << 17 << "m";
+        QTest::newRow("list marker") << 3 << 0 << "l";
+        QTest::newRow("numbered marker") << 4 << 1 << "l";
+        QTest::newRow("fence line") << 5 << 1 << "m";
+        QTest::newRow("inside code, no markup") << 6 << 3 << "m";
+        QTest::newRow("after the fence") << 8 << 0 << "-";
+    }
+
+    void liveStylingKeepsTheText()
+    {
+        QFETCH(int, line);
+        QFETCH(int, position);
+        QFETCH(QString, style);
+        const QString text = QStringLiteral("# Title\n### Sub\nA **b** c *i* d `x` e\n- item\n12. item\n```\n# **not**\n```\nplain");
+        QTextDocument document(text);
+        LiveMarkdownHighlighter highlighter(&document, 14);
+        highlighter.rehighlight(); // it would otherwise run from the event loop
+        QCOMPARE(document.toPlainText(), text);
+        const QTextBlock block = document.findBlockByNumber(line);
+        QTextCharFormat format;
+        for (const auto &range : block.layout()->formats())
+            if (position >= range.start && position < range.start + range.length)
+                format = range.format;
+        const auto fonts = FontRamp::forSize(14);
+        if (style == "h1" || style == "h3")
+            QCOMPARE(format.font().pixelSize(), (style == "h1" ? fonts->h1 : fonts->h3).pixelSize());
+        else if (style == "b")
+            QCOMPARE(format.fontWeight(), int(QFont::DemiBold));
+        else if (style == "i")
+            QVERIFY(format.fontItalic());
+        else if (style == "m")
+            QVERIFY(format.fontFixedPitch() || format.font().fixedPitch());
+        else if (style == "l")
+            QCOMPARE(format.foreground().color(), MarkdownPalette::light().secondaryTextColor);
+        else
+            QVERIFY(!format.fontItalic() && format.fontWeight() != int(QFont::DemiBold) && !format.fontFixedPitch());
+    }
+
+    void tableColumns()
+    {
+        MarkdownBlock table = MarkdownRenderer::blocks(QStringLiteral("| Name | Size |\n|---|---|\n| a | 1 |"), false, 14)[0];
+        const QString key = TableColumnLayout::tableKey(table);
+        table.rows.append(table.rows.first()); // rows streaming in keep the key
+        QCOMPARE(TableColumnLayout::tableKey(table), key);
+
+        QList<qreal> widths = TableColumnLayout::widths(key, {300, 100}, 400);
+        QCOMPARE(widths, (QList<qreal>{300, 100}));
+        widths = TableColumnLayout::widths(key, {300, 10}, 100);
+        QCOMPARE(widths, (QList<qreal>{60, 40})); // squeezed under the minimum: given its 40
+
+        widths = TableColumnLayout::drag({300, 100}, 0, 500); // the right neighbour keeps 40
+        QCOMPARE(widths, (QList<qreal>{360, 40}));
+        widths = TableColumnLayout::drag(widths, 0, -1000);
+        QCOMPARE(widths, (QList<qreal>{40, 360}));
+        QCOMPARE(TableColumnLayout::drag(widths, 1, 10), widths); // no boundary right of the last column
+
+        TableColumnLayout::remember(key, {100, 300});
+        QCOMPARE(TableColumnLayout::widths(key, {300, 10}, 800), (QList<qreal>{200, 600}));
+        QCOMPARE(TableColumnLayout::widths(key, {1, 1, 1}, 90).size(), 3); // another shape: not applied
     }
 };
 

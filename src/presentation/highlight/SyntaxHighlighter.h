@@ -50,7 +50,8 @@ public:
     static std::optional<StyledText> cached(const HighlightKey &key);
     static void clearCache();
 
-    // Queues a block. False when there is nothing to wait for (cached already).
+    // Queues a block; on the thread that owns this object. False when there is nothing to
+    // wait for (cached already).
     bool request(const HighlightKey &key);
     qsizetype pendingCount() const { return qsizetype(m_queue.size()) + m_inFlight.size(); }
 

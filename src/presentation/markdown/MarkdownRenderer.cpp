@@ -15,13 +15,14 @@ struct BlocksKey
 {
     bool dark;
     double size;
+    bool highlighting; // lists made without a highlighter keep their code plain
     QString content;
     bool operator==(const BlocksKey &) const = default;
 };
 
 size_t qHash(const BlocksKey &key, size_t seed = 0)
 {
-    return qHashMulti(seed, key.dark, key.size, key.content.size(), key.content);
+    return qHashMulti(seed, key.dark, key.size, key.highlighting, key.content.size(), key.content);
 }
 
 BoundedCache<BlocksKey, QList<MarkdownBlock>> &blocksCache()
@@ -77,14 +78,12 @@ QList<MarkdownBlock> MarkdownRenderer::blocks(const QString &content, bool isStr
     renderer.m_streaming = isStreaming;
     if (isStreaming)
         return renderer.parseBlocks(content);
-    const BlocksKey key{options.dark, size, content};
+    const BlocksKey key{options.dark, size, options.highlighter != nullptr, content};
     if (auto hit = blocksCache().find(key))
         return *hit;
     QList<MarkdownBlock> result = renderer.parseBlocks(content);
-    // A list still waiting for a highlight would hide the highlight once it arrives.
-    const bool pending = std::any_of(result.cbegin(), result.cend(),
-                                     [](const MarkdownBlock &b) { return b.highlightPending; });
-    if (!pending)
+    // A list with code still waiting for its highlight would hide the highlight once it arrives.
+    if (!options.highlighter || renderer.m_unsettledCode == 0)
         blocksCache().insert(key, result);
     return result;
 }
@@ -199,6 +198,8 @@ MarkdownBlock MarkdownRenderer::codeBlock(const QString &code, const QString &la
             block.attributed = *highlighted;
             return block;
         }
+        if (!highlighted)
+            ++m_unsettledCode;
         // A fence still open in a streaming reply changes with every delta: highlighting each
         // version would keep the workers busy and push finished blocks out of the cache.
         if (m_highlighter && !highlighted && (closed || !m_streaming))

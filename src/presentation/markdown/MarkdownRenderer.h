@@ -23,6 +23,8 @@ struct MarkdownOptions
     // When set, code that is not highlighted yet is queued there; the block comes back with
     // `highlightPending` and the highlighter's `highlighted` signal says when to render again.
     // While streaming, the open fence at the end of a reply is shown plain and not queued.
+    // Set it only on the thread that owns the highlighter; elsewhere leave it null (cached
+    // highlights are still used, from any thread).
     SyntaxHighlighter *highlighter = nullptr;
 };
 
@@ -41,7 +43,8 @@ public:
     MarkdownRenderer(double size, bool dark, SyntaxHighlighter *highlighter = nullptr);
 
     // The entry point; the chat passes a font size of 14. While streaming nothing is cached
-    // (every call has a new string); otherwise the block lists of the last 256 contents are.
+    // (every call has a new string); otherwise the block lists of the last 256 contents are,
+    // once the highlights of their code are known.
     static QList<MarkdownBlock> blocks(const QString &content, bool isStreaming, double fontSize,
                                        const MarkdownOptions &options = {});
 
@@ -69,6 +72,7 @@ private:
     bool m_dark;
     SyntaxHighlighter *m_highlighter;
     bool m_streaming = false;
+    mutable int m_unsettledCode = 0; // code blocks parsed before their highlight was known
 };
 
 } // namespace corvane

@@ -37,6 +37,13 @@ struct TimelineChange
 // one dataChanged of its row per reload, never a rebuild. Structural changes are reported as
 // row removals and insertions of the smallest middle range, not as a model reset, so a view
 // keeps its scroll position and its measured heights.
+//
+// Wiring in a chat view: ChatSessionUIHandler::sessionMessagesChanged() -> setMessages(
+// session.messages()); sessionMessageChanged(id) -> messageChanged(id); another chat ->
+// resetMessages(). On timelineUpdated: drop the total-height cache, remove the updated rows'
+// entries from MessageHeightCache, redraw those rows (an assistant row through its
+// MarkdownBlockList), and scroll to the end when TimelineFollowState says so. Row heights come
+// from timelineRowHeight().
 class ChatTimelineModel : public QAbstractListModel
 {
     Q_OBJECT
@@ -70,6 +77,7 @@ public:
     // Runs a scheduled reload now, if one waits (a view about to be shown, tests).
     void flush();
 
+    // Valid until the next reload; copy an item to keep it (it holds shared pointers only).
     const QList<ChatDisplayItem> &displayItems() const { return m_items; }
     const ChatDisplayItem &itemAt(int row) const { return m_items.at(row); }
     // The row that shows a message (a group's row for its members), or -1.
