@@ -5,6 +5,8 @@
 
 #include <QTextBrowser>
 
+class QTextTable;
+
 namespace corvane {
 
 // Rendered Markdown blocks with selectable text and links that open in the desktop's browser.
@@ -23,8 +25,29 @@ public:
     bool hasHeightForWidth() const override { return true; }
     QSize sizeHint() const override;
 
+signals:
+    // The user dragged a table's column boundary: the row's height may have changed.
+    void tableResized();
+
 protected:
     void wheelEvent(QWheelEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    QTextTable *table() const;
+    // Header cell rectangles, left to right.
+    QList<QRectF> headerCells() const;
+    // The column boundary under x (between column i and i + 1), or -1.
+    int boundaryAt(const QPointF &position) const;
+    void applyWidths(const QList<qreal> &widths);
+
+    QString m_tableKey;
+    int m_dragBoundary = -1;
+    qreal m_dragStartX = 0;
+    QList<qreal> m_dragStartWidths;
+    QList<qreal> m_widths;
 };
 
 } // namespace corvane

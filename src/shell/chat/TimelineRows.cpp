@@ -214,6 +214,11 @@ private:
     {
         auto *view = new MarkdownTextView(this);
         view->setBlocks({block}, m_context.style);
+        connect(view, &MarkdownTextView::tableResized, this, [this] {
+            layoutViews();
+            if (m_context.heightChanged)
+                m_context.heightChanged(this);
+        });
         view->show();
         return view;
     }
