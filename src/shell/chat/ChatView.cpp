@@ -336,8 +336,11 @@ void ChatView::approveFirstRequest(PermissionScope scope)
 
 void ChatView::restyle()
 {
-    m_timeline->context().style = ChatStyle::from(palette(), m_settings.textSizeScale());
+    const ChatStyle style = ChatStyle::from(palette(), m_settings.textSizeScale());
+    m_timeline->context().style = style;
     m_timeline->restyle();
+    m_question->setStyleSheet(style.cardSheet(m_question->objectName()));
+    m_plan->setStyleSheet(style.cardSheet(m_plan->objectName()));
 }
 
 void ChatView::changeEvent(QEvent *event)
