@@ -44,6 +44,7 @@ ChatSession *SessionManager::session(const QUuid &chatId, const QString &chatNam
         postAsync(QStringLiteral("chatActivityStateDidChange"), {{"chatId", id}, {"state", toRaw(state)}}, raw);
     });
     m_sessions.insert(chatId, created);
+    emit sessionCreated(raw);
     postAsync(QStringLiteral("chatSessionDidChange"), {{"chatId", chatId}, {"hasSession", true}}, this);
     return created.get();
 }

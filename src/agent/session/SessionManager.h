@@ -66,6 +66,10 @@ public:
     // sessions save as they go.
     void shutdown();
 
+signals:
+    // A new live session, before anything can happen in it (for whoever shows its prompts).
+    void sessionCreated(corvane::ChatSession *session);
+
 private:
     void postAsync(const QString &name, const QVariantMap &payload, const void *sender);
 

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "presentation/timeline/ChatTimelineModel.h"
+#include "presentation/timeline/TimelineFollowState.h"
+#include "shell/chat/TimelineRow.h"
+
+#include <QAbstractScrollArea>
+#include <QHash>
+#include <QVector>
+
+class QToolButton;
+
+namespace corvane {
+
+// The chat's rows in a scrolling list that makes widgets only for the rows on screen. Heights
+// of rows never shown are estimates until a row is shown and measured; the row at the top of
+// the screen stays put while estimates above it are corrected. A streamed delta reaches one
+// row: that row refills its last block and is measured again, nothing else is touched.
+class TimelineView : public QAbstractScrollArea
+{
+    Q_OBJECT
+public:
+    TimelineView(ChatTimelineModel &model, QWidget *parent = nullptr);
+
+    RowContext &context() { return m_context; }
+    TimelineFollowState &follow() { return m_follow; }
+    // The widget of a row when it is on screen.
+    TimelineRow *rowWidget(int row) const;
+    QList<TimelineRow *> visibleRows() const;
+    void scrollToEnd();
+    // After the context's style changed: every row is made again.
+    void restyle();
+    // Rows made since the view was created, and layout passes: what benchmarks watch.
+    int rowsCreated() const { return m_rowsCreated; }
+    int layoutPasses() const { return m_layoutPasses; }
+
+signals:
+    void followingChanged(bool following);
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+    void scrollContentsBy(int dx, int dy) override;
+
+private:
+    void modelReset();
+    void timelineUpdated(const TimelineChange &change);
+    void rowHeightChanged(TimelineRow *row);
+    void highlightArrived();
+    int estimate(int row, int width) const;
+    int measured(int row, TimelineRow *widget, int width);
+    void ensureOffsets();
+    int rowAt(int y);
+    void layoutRows();
+    void setFollowing(bool following);
+
+    ChatTimelineModel &m_model;
+    RowContext m_context;
+    TimelineFollowState m_follow;
+    QVector<int> m_heights;
+    QVector<bool> m_measured;
+    QVector<int> m_offsets; // row tops, plus the total at the end
+    bool m_offsetsDirty = true;
+    QHash<QUuid, TimelineRow *> m_widgets;
+    int m_width = 0;
+    bool m_inLayout = false;
+    int m_rowsCreated = 0;
+    int m_layoutPasses = 0;
+    QToolButton *m_jump;
+};
+
+} // namespace corvane
