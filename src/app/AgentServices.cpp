@@ -7,6 +7,7 @@
 #include "agent/session/SessionManager.h"
 #include "core/NotificationCenter.h"
 #include "core/settings/AppSettings.h"
+#include "shell/chat/FloatingPromptCoordinator.h"
 #include "shell/notifications/BackgroundNotificationService.h"
 
 namespace corvane {
@@ -17,6 +18,8 @@ AgentServices::AgentServices(Store &store, AppSettings &settings, NotificationCe
     , m_sessions(std::make_unique<SessionManager>(store, center))
 {
     m_sessions->setNotifier(m_notifications.get());
+    // Prompts of chats no window shows open windows of their own, so no agent waits unseen.
+    m_prompts = std::make_unique<FloatingPromptCoordinator>(*m_sessions);
     connect(m_notifications.get(), &BackgroundNotificationService::chatActivationRequested, this,
             &AgentServices::chatActivationRequested);
     // The tool is looked up at each start, so a path set in the settings (or a tool installed

@@ -10,6 +10,7 @@ namespace corvane {
 class AppSettings;
 class BackgroundNotificationService;
 class ChatController;
+class FloatingPromptCoordinator;
 class NotificationCenter;
 class SessionManager;
 class Store;
@@ -27,6 +28,7 @@ public:
 
     SessionManager &sessions() { return *m_sessions; }
     ChatController &controller() { return *m_controller; }
+    FloatingPromptCoordinator &floatingPrompts() { return *m_prompts; }
 
     // Every agent process ends; called at quit.
     void shutdown();
@@ -39,6 +41,7 @@ private:
     std::unique_ptr<BackgroundNotificationService> m_notifications;
     std::unique_ptr<SessionManager> m_sessions;
     std::unique_ptr<ChatController> m_controller;
+    std::unique_ptr<FloatingPromptCoordinator> m_prompts;
 };
 
 } // namespace corvane

@@ -2,7 +2,10 @@
 
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionManager.h"
+#include "agent/session/ChatController.h"
 #include "app/AgentServices.h"
+#include "shell/chat/ChatView.h"
+#include "shell/chat/FloatingPromptCoordinator.h"
 #include "core/window/WindowNavigator.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "app/StartupSequence.h"
@@ -98,6 +101,22 @@ MainWindow *Application::openMainWindow()
 void Application::connectAgents(MainWindow &window)
 {
     SessionManager &sessions = m_agents->sessions();
+    AgentServices *agents = m_agents.get();
+    Store *store = m_store.get();
+    AppSettings *settings = m_settings.get();
+    window.setChatViewFactory([agents, store, settings](const QUuid &chatId) -> QWidget * {
+        auto *view = new ChatView(agents->sessions(), agents->controller(), *store, *settings);
+        QObject::connect(view, &ChatView::chatAttached, &agents->floatingPrompts(), &FloatingPromptCoordinator::closePromptsOf);
+        QObject::connect(view, &ChatView::signInRequested, view, [](const QUuid &) {
+            // Signing in runs the tool's own login in a terminal; until the embedded terminal
+            // exists the user does it in theirs, and the chat says how.
+            QMessageBox::information(nullptr, QObject::tr("Sign in"),
+                                     QObject::tr("Run \"claude /login\" in a terminal (with the profile's CLAUDE_CONFIG_DIR for a "
+                                                 "profile other than the default), then send your message again."));
+        });
+        view->setChat(chatId);
+        return view;
+    });
     // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
     window.sidebarModel().setSessionCloser([&sessions](const QUuid &chatId) { sessions.closeSession(chatId); });
     window.sidebarModel().setWorkspaceCloser([&sessions](const QUuid &workspaceId) { sessions.removeGitMonitor(workspaceId); });
@@ -106,8 +125,12 @@ void Application::connectAgents(MainWindow &window)
         return session && !session->pendingRequests().isEmpty();
     });
     connect(&window, &MainWindow::commandRequested, this,
-            [&sessions](KeyboardShortcutAction action, std::optional<QUuid> chatId) {
+            [&sessions, agents](KeyboardShortcutAction action, std::optional<QUuid> chatId) {
                 ChatSession *session = chatId ? sessions.existingSession(*chatId) : nullptr;
+                if (session && action == KeyboardShortcutAction::stopAgent) {
+                    agents->controller().stop(*session);
+                    return;
+                }
                 if (!session || session->pendingRequests().isEmpty())
                     return;
                 const QString requestId = session->pendingRequests().first().requestId;
