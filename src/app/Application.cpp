@@ -35,6 +35,10 @@ Application::Application(NotificationCenter &center) : m_center(center)
 
 Application::~Application()
 {
+    // Windows draw our store and sessions: they go first, then the agents, then the services.
+    for (const QPointer<MainWindow> &window : std::as_const(m_windows))
+        delete window.data();
+    delete m_onboarding.data();
     shutdown();
 }
 
@@ -96,6 +100,15 @@ MainWindow *Application::openMainWindow()
         QTimer::singleShot(0, this, &Application::firstWindowShown);
     }
     return window;
+}
+
+QList<MainWindow *> Application::windows() const
+{
+    QList<MainWindow *> out;
+    for (const QPointer<MainWindow> &window : m_windows)
+        if (window)
+            out.append(window.data());
+    return out;
 }
 
 void Application::connectAgents(MainWindow &window)

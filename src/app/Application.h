@@ -33,6 +33,7 @@ public:
     bool start();
 
     MainWindow *openMainWindow();
+    QList<MainWindow *> windows() const;
 
 signals:
     // After the first window has been shown (used to measure start-up).
