@@ -21,6 +21,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTemporaryDir>
 
 using namespace corvane;
@@ -157,8 +158,66 @@ void BM_Stream5000Deltas(benchmark::State &state)
     state.counters["layout_passes"] = layouts;
 }
 
+double residentMegabytes()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    return -1;
+}
+
+// Ten workspaces with two chats each, every chat open in a view of its own (as twenty tabs
+// would hold them), each chat 300 messages long: the resident memory of the whole process.
+void BM_TwentyChatsOpen(benchmark::State &state)
+{
+    Fixture f(0);
+    StoreContext &ctx = f.store->mainContext();
+    const auto project = ctx.fetchFirst<Project>().value();
+    QList<QUuid> chats;
+    for (int w = 0; w < 10; ++w) {
+        Workspace workspace;
+        workspace.name = QStringLiteral("ws %1").arg(w);
+        workspace.projectId = project->id;
+        ctx.insert(workspace);
+        for (int c = 0; c < 2; ++c) {
+            Chat chat;
+            chat.name = QStringLiteral("chat %1.%2").arg(w).arg(c);
+            chat.projectId = project->id;
+            chat.workspaceId = workspace.id;
+            ctx.insert(chat);
+            chats << chat.id;
+            for (int i = 0; i < 300; ++i) {
+                Message m;
+                m.chatId = chat.id;
+                m.timestamp = QDateTime::currentDateTime().addSecs(i - 1000);
+                m.role = i % 2 ? MessageRole::assistant : MessageRole::user;
+                m.content = QStringLiteral("## Reply %1\n\nSome **bold** text and `code`, then a list:\n\n- a\n- b\n").arg(i);
+                ctx.insert(m);
+            }
+        }
+    }
+    (void)ctx.save();
+    const double before = residentMegabytes();
+    for (auto _ : state) {
+        std::vector<std::unique_ptr<ChatView>> views;
+        for (const QUuid &chat : chats) {
+            views.push_back(std::make_unique<ChatView>(*f.sessions, f.controller, *f.store, *f.settings));
+            views.back()->resize(900, 800);
+            views.back()->show();
+            views.back()->setChat(chat);
+            QApplication::processEvents();
+        }
+        state.counters["rss_mb_all_open"] = residentMegabytes();
+        state.counters["rss_mb_before"] = before;
+    }
+}
+
 } // namespace
 
+BENCHMARK(BM_TwentyChatsOpen)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenChat10k)->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Stream5000Deltas)->Iterations(1)->Unit(benchmark::kMillisecond);
 
