@@ -13,7 +13,14 @@
 #include "core/store/StoreContext.h"
 #include "shell/chat/ChatInputView.h"
 #include "shell/chat/ChatTextEdit.h"
+#include "shell/Appearance.h"
+#include "shell/chat/ChatStyle.h"
 #include "shell/chat/ChatView.h"
+#include "shell/chat/PlanCard.h"
+#include "shell/chat/PermissionCard.h"
+#include "shell/chat/TimelineRow.h"
+#include "shell/chat/TimelineView.h"
+#include "presentation/highlight/SyntaxHighlighter.h"
 #include "shell/window/ContentArea.h"
 #include "shell/window/MainWindow.h"
 #include "support/FakeModel.h"
@@ -23,6 +30,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QProcess>
+#include <QPushButton>
 #include <QTest>
 
 using namespace corvane;
@@ -41,6 +49,32 @@ void say(ChatView &view, const QString &text)
     view.input()->textEdit()->setFocus();
     QTest::keyClicks(view.input()->textEdit(), text);
     QTest::keyClick(view.input()->textEdit(), Qt::Key_Return);
+}
+
+PermissionCard *liveCard(ChatView &view)
+{
+    view.timelineModel().flush();
+    for (TimelineRow *row : view.timeline()->visibleRows())
+        if (PermissionCard *card = permissionCardOf(row); card && card->isLive())
+            return card;
+    return nullptr;
+}
+
+// A fresh data folder whose settings skip onboarding and name the pinned claude.
+void prepareSettings()
+{
+    PreferencesStore preferences(paths::settingsFile());
+    NotificationCenter center;
+    AppSettings settings(preferences, center);
+    settings.setHasCompletedOnboarding(true);
+    settings.setClaudePath(test::FakeModel::claudePath());
+}
+
+QString gitRepository(test::TestEnvironment &env, const QString &name)
+{
+    const QString repo = env.path(name);
+    QDir().mkpath(repo);
+    return QProcess::execute("git", {"-C", repo, "init", "-q", "-b", "main"}) == 0 ? repo : QString();
 }
 
 } // namespace
@@ -62,16 +96,9 @@ private slots:
         test::FakeModel model("two_turns.json");
         QVERIFY2(model.isRunning(), qPrintable(model.error()));
         model.exportToThisProcess(); // the agent processes the application starts talk to the stand-in
-        {
-            PreferencesStore preferences(paths::settingsFile());
-            NotificationCenter center;
-            AppSettings settings(preferences, center);
-            settings.setHasCompletedOnboarding(true);
-            settings.setClaudePath(test::FakeModel::claudePath());
-        }
-        const QString repo = env.path("repo");
-        QDir().mkpath(repo);
-        QCOMPARE(QProcess::execute("git", {"-C", repo, "init", "-q", "-b", "main"}), 0);
+        prepareSettings();
+        const QString repo = gitRepository(env, "repo");
+        QVERIFY(!repo.isEmpty());
 
         NotificationCenter center;
         QUuid chatId;
@@ -110,6 +137,54 @@ private slots:
                                  10000);
         say(*shownChat(window), "Now the second question"); // the agent session resumes
         QTRY_VERIFY_WITH_TIMEOUT(test::timelineText(*shownChat(window)).contains("Answer to the second question."), kTurnTimeout);
+    }
+
+    void screenshotsOfTheWindow_data()
+    {
+        QTest::addColumn<bool>("dark");
+        QTest::newRow("light") << false;
+        QTest::newRow("dark") << true;
+    }
+
+    // The main window with a chat holding Markdown, a tool group, an answered permission card
+    // and a plan waiting for review: main-window-light.png and main-window-dark.png.
+    void screenshotsOfTheWindow()
+    {
+        QFETCH(bool, dark);
+        test::TestEnvironment env;
+        test::FakeModel model(test::chatScenario("showcase.json"), {"WORKDIR=" + env.path("corvane")});
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        model.exportToThisProcess();
+        prepareSettings();
+        const QString repo = gitRepository(env, "corvane");
+        QVERIFY(!repo.isEmpty());
+        NotificationCenter center;
+        Application app(center);
+        QVERIFY(app.start());
+        applyAppearance(dark ? AppearanceMode::dark : AppearanceMode::light);
+        MainWindow &window = *app.windows().first();
+        window.resize(1500, 1000);
+        QVERIFY(window.addProjectFolder(repo).ok());
+        window.runCommand(KeyboardShortcutAction::newChatInWorkspace);
+        QTRY_VERIFY_WITH_TIMEOUT(shownChat(window) && shownChat(window)->session(), 10000);
+        ChatView &view = *shownChat(window);
+        view.input()->setPermissionMode(PermissionMode::acceptAll);
+        say(view, "Build it and check the tree");
+        QTRY_VERIFY_WITH_TIMEOUT(test::timelineText(view).contains("Both tools ran."), kTurnTimeout);
+        QTRY_VERIFY_WITH_TIMEOUT(view.session()->activityState() == ChatActivityState::idle, kTurnTimeout);
+        view.input()->setPermissionMode(PermissionMode::ask);
+        say(view, "Make the build folder, then plan the button");
+        QTRY_VERIFY_WITH_TIMEOUT(liveCard(view), kTurnTimeout);
+        QTest::mouseClick(liveCard(view)->allowOnceButton(), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(view.planCard()->isVisible() && view.planCard()->approveButton()->isVisible(), kTurnTimeout);
+        QTRY_COMPARE_WITH_TIMEOUT(sharedHighlighter()->pendingCount(), 0, 10000);
+        QTest::qWait(100);
+        view.timelineModel().flush();
+        QApplication::processEvents();
+        window.grab().save(QDir::current().filePath(dark ? "main-window-dark.png" : "main-window-light.png"));
+        QTest::mouseClick(view.planCard()->approveButton(), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(view.session()->activityState() == ChatActivityState::idle, kTurnTimeout);
+        applyAppearance(AppearanceMode::light);
     }
 };
 
