@@ -84,6 +84,13 @@ class AppJourneyTest : public QObject
     Q_OBJECT
 
 private slots:
+    void cleanup()
+    {
+        // Agent processes ended at quit are reaped from the event loop; let that happen before
+        // the next test (and before the leak check at exit).
+        QTest::qWait(1000);
+    }
+
     void initTestCase()
     {
         if (test::FakeModel::claudePath().isEmpty())

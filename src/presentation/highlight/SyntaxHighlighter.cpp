@@ -46,7 +46,9 @@ SyntaxHighlighter::SyntaxHighlighter(int workerCount, QObject *parent) : QObject
         worker.thread->setObjectName(QStringLiteral("Highlight%1").arg(i));
         worker.object = new HighlightWorker;
         worker.object->moveToThread(worker.thread);
-        connect(worker.thread, &QThread::finished, worker.object, &QObject::deleteLater);
+        // The worker and its script engine go on their own thread as it ends: a deleteLater
+        // posted then would never run, and the engine's heap would leak at every quit.
+        connect(worker.thread, &QThread::finished, [object = worker.object] { delete object; });
         worker.thread->start(QThread::LowPriority);
         m_workers.append(worker);
     }

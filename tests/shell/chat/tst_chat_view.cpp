@@ -64,6 +64,13 @@ class ChatViewTest : public QObject
     Q_OBJECT
 
 private slots:
+    void cleanup()
+    {
+        // Agent processes ended with their views are reaped from the event loop; let that
+        // happen before the next test (and before the leak check at exit).
+        QTest::qWait(1000);
+    }
+
     void initTestCase()
     {
         if (test::FakeModel::claudePath().isEmpty())
