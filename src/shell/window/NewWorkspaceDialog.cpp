@@ -79,6 +79,8 @@ void NewWorkspaceDialog::build()
     auto *sources = new QButtonGroup(this);
     sources->addButton(m_newSource, int(Source::newBranch));
     sources->addButton(m_existingSource, int(Source::existing));
+    // The sources share a word with the modes above; the caption tells the two rows apart.
+    sourceRow->addWidget(new QLabel(tr("Worktree on"), m_sourceRow));
     sourceRow->addWidget(m_newSource);
     sourceRow->addWidget(m_existingSource);
     sourceRow->addStretch();
