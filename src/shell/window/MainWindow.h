@@ -20,6 +20,7 @@ namespace corvane {
 class AppSettings;
 class InspectorView;
 class PreferencesStore;
+struct Project;
 class SidebarView;
 class SidebarViewModel;
 class StoreContext;
@@ -97,7 +98,9 @@ private:
     void addProject();
     void newWorkspace();
     void newChatInWorkspace();
+    // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
     void newWorkspaceIn(const QUuid &projectId);
+    void createSimpleWorkspaceIn(Project &project);
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);

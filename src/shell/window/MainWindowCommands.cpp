@@ -6,6 +6,7 @@
 #include "core/store/StoreContext.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/window/NewWorkspaceDialog.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -118,9 +119,25 @@ void MainWindow::newWorkspaceIn(const QUuid &projectId)
             project = each;
     if (!project)
         return;
+    auto *dialog = new NewWorkspaceDialog(project, WorkspaceCreationMode::simple, m_services.center, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &NewWorkspaceDialog::simpleWorkspaceChosen, this, [this, project] { createSimpleWorkspaceIn(*project); });
+    connect(dialog, &NewWorkspaceDialog::chatCreated, this, [this, project](const Chat &chat) {
+        const auto workspace = m_sidebarModel->receiveSheetChat(chat, *project);
+        if (workspace->activeChatId)
+            m_navigator->showChat(*workspace->activeChatId);
+        else
+            m_navigator->showWorkspace(workspace->id);
+        refresh();
+    });
+    dialog->open();
+}
+
+void MainWindow::createSimpleWorkspaceIn(Project &project)
+{
     // The project opens in the sidebar so that the new workspace can be seen.
-    project->isExpanded = true;
-    const auto workspace = m_sidebarModel->createSimpleWorkspace(*project);
+    project.isExpanded = true;
+    const auto workspace = m_sidebarModel->createSimpleWorkspace(project);
     m_navigator->showWorkspace(workspace->id);
     refresh();
 }

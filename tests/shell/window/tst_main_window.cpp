@@ -13,6 +13,7 @@
 #include "shell/window/ContentArea.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/MainWindow.h"
+#include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "shell/window/WorkspaceTabBar.h"
@@ -393,6 +394,10 @@ private slots:
         QVERIFY(window->addProjectFolder(s.env.path("website")));
         QVERIFY(window->addProjectFolder(s.env.path("corvane")));
         window->actions().action(KeyboardShortcutAction::newChat)->trigger();
+        // The dialog opens on the checkout as it is: Create makes a plain workspace.
+        auto *dialog = window->findChild<NewWorkspaceDialog *>();
+        QVERIFY(dialog);
+        dialog->createButton()->click();
         for (int i = 0; i < 2; ++i)
             window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
         const auto tabs = window->content()->tabBar()->tabs();
