@@ -1,5 +1,9 @@
 #include "shell/window/SidebarView.h"
 
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/StoreContext.h"
 #include "core/window/ProfilePage.h"
 #include "core/window/SidebarTree.h"
 #include "shell/window/ActivityColors.h"
@@ -11,6 +15,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
 #include <QPushButton>
@@ -237,13 +242,36 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
         connect(action, &QAction::triggered, this, [this, id, signal] { emit(this->*signal)(id); });
         actions.append(action);
     };
+    // What was archived comes back from the row it belonged to.
+    const auto restore = [&](const QString &text, auto record) {
+        auto *action = new QAction(text, owner);
+        connect(action, &QAction::triggered, this, [this, record] {
+            LifecycleOutcome outcome;
+            if constexpr (std::is_same_v<decltype(record), std::shared_ptr<Workspace>>)
+                outcome = m_model.restoreWorkspace(record);
+            else
+                outcome = m_model.restoreChat(record);
+            if (!outcome.message.isEmpty())
+                QMessageBox::information(this, tr("Restore"), outcome.message);
+        });
+        actions.append(action);
+    };
     switch (ItemKind(item->data(0, kindRole).toInt())) {
     case ItemKind::project:
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
+        for (const auto &project : m_model.projects())
+            if (project->id == id)
+                for (const auto &workspace : m_model.workspaces(*project, true))
+                    if (workspace->isArchived())
+                        restore(tr("Restore Workspace \u201C%1\u201D").arg(workspace->name), workspace);
         break;
     case ItemKind::workspace:
         add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
         add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
+        if (const auto workspace = m_model.modelContext().get<Workspace>(id))
+            for (const auto &chat : m_model.chats(*workspace, true))
+                if (chat->isArchived())
+                    restore(tr("Restore Chat \u201C%1\u201D").arg(chat->name), chat);
         break;
     case ItemKind::chat:
         add(tr("Archive Chat"), &SidebarView::archiveChatRequested);

@@ -209,6 +209,14 @@ private slots:
         triggerRowAction(window.get(), plain, QStringLiteral("Archive Workspace"));
         QTRY_VERIFY(window->state().content().isEmpty());
         QVERIFY(!window->sidebar()->item(plain));
+        // ... and comes back from its project's row.
+        const QUuid projectId = window->sidebarModel().projects().first()->id;
+        const QString restoreText = QStringLiteral("Restore Workspace \u201C%1\u201D")
+                                        .arg(s.store->mainContext().get<Workspace>(plain)->name);
+        triggerRowAction(window.get(), projectId, restoreText);
+        QTRY_VERIFY(window->sidebar()->item(plain));
+        triggerRowAction(window.get(), plain, QStringLiteral("Archive Workspace"));
+        QTRY_VERIFY(!window->sidebar()->item(plain));
 
         // A worktree with uncommitted work asks first; nothing goes before the answer.
         const QString tree = s.env.path("trees/feature");
