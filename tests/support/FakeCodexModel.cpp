@@ -5,8 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace corvane::test {
 
@@ -15,23 +13,12 @@ FakeCodexModel::FakeCodexModel(const QString &scenario, const QStringList &vars)
     const QString scripts = sourceDir() + QStringLiteral("/tests/support/fakemodel");
     const QString scenarioPath =
         QFileInfo(scenario).isAbsolute() ? scenario : scripts + QStringLiteral("/codex_scenarios/") + scenario;
-    QStringList args{scripts + QStringLiteral("/fake_responses_server.py"), QStringLiteral("--scenario"), scenarioPath,
-                     QStringLiteral("--log"), m_dir.filePath("requests.jsonl")};
-    for (const QString &var : vars)
-        args << QStringLiteral("--var") << var;
-    m_server.setProcessChannelMode(QProcess::SeparateChannels);
-    m_server.start(QStringLiteral("python3"), args);
-    if (!m_server.waitForStarted(10000) || !m_server.waitForReadyRead(10000)) {
-        m_error = QStringLiteral("the model stand-in did not start: ") + m_server.errorString()
-            + QString::fromUtf8(m_server.readAllStandardError());
+    const int port = m_server.start(scripts + QStringLiteral("/fake_responses_server.py"), scenarioPath,
+                                    m_dir.filePath("requests.jsonl"), vars);
+    if (port == 0) {
+        m_error = m_server.error();
         return;
     }
-    const QByteArray first = m_server.readLine().trimmed();
-    if (!first.startsWith("PORT ")) {
-        m_error = QStringLiteral("unexpected first line from the model stand-in: ") + QString::fromUtf8(first);
-        return;
-    }
-    const int port = first.mid(5).toInt();
     QDir().mkpath(codexHome());
     QFile config(codexHome() + QStringLiteral("/config.toml"));
     if (!config.open(QIODevice::WriteOnly)) {
@@ -53,15 +40,7 @@ FakeCodexModel::FakeCodexModel(const QString &scenario, const QStringList &vars)
     m_port = port;
 }
 
-FakeCodexModel::~FakeCodexModel()
-{
-    if (m_server.state() != QProcess::NotRunning) {
-        m_server.terminate();
-        if (!m_server.waitForFinished(3000))
-            m_server.kill();
-        m_server.waitForFinished(3000);
-    }
-}
+FakeCodexModel::~FakeCodexModel() = default;
 
 QProcessEnvironment FakeCodexModel::codexEnvironment() const
 {
@@ -73,23 +52,12 @@ QProcessEnvironment FakeCodexModel::codexEnvironment() const
 
 QList<QVariantMap> FakeCodexModel::requests() const
 {
-    QList<QVariantMap> out;
-    QFile log(m_dir.filePath("requests.jsonl"));
-    if (!log.open(QIODevice::ReadOnly))
-        return out;
-    for (const QByteArray &line : log.readAll().split('\n'))
-        if (!line.trimmed().isEmpty())
-            out.append(QJsonDocument::fromJson(line).object().toVariantMap());
-    return out;
+    return readRequestLog(m_dir.filePath("requests.jsonl"));
 }
 
 QString FakeCodexModel::codexPath()
 {
-    QString npm = QString::fromLocal8Bit(qgetenv("CORVANE_NPM_DIR"));
-    if (npm.isEmpty())
-        npm = sourceDir() + QStringLiteral("/.deps/npm");
-    const QString path = npm + QStringLiteral("/node_modules/.bin/codex");
-    return QFileInfo(path).isExecutable() ? QFileInfo(path).absoluteFilePath() : QString();
+    return npmTool(QStringLiteral("codex"));
 }
 
 } // namespace corvane::test

@@ -5,8 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace corvane::test {
 
@@ -15,33 +13,11 @@ FakeModel::FakeModel(const QString &scenario, const QStringList &vars)
     const QString scripts = sourceDir() + QStringLiteral("/tests/support/fakemodel");
     const QString scenarioPath = QFileInfo(scenario).isAbsolute() ? scenario : scripts + QStringLiteral("/scenarios/") + scenario;
     QDir().mkpath(m_dir.filePath("config/home"));
-    QStringList args{scripts + QStringLiteral("/fake_model_server.py"), QStringLiteral("--scenario"), scenarioPath,
-                     QStringLiteral("--log"), m_dir.filePath("requests.jsonl")};
-    for (const QString &var : vars)
-        args << QStringLiteral("--var") << var;
-    m_server.setProcessChannelMode(QProcess::SeparateChannels);
-    m_server.start(QStringLiteral("python3"), args);
-    if (!m_server.waitForStarted(10000) || !m_server.waitForReadyRead(10000)) {
-        m_error = QStringLiteral("the model stand-in did not start: ") + m_server.errorString()
-            + QString::fromUtf8(m_server.readAllStandardError());
-        return;
-    }
-    const QByteArray first = m_server.readLine().trimmed();
-    if (first.startsWith("PORT "))
-        m_port = first.mid(5).toInt();
-    else
-        m_error = QStringLiteral("unexpected first line from the model stand-in: ") + QString::fromUtf8(first);
+    m_port = m_server.start(scripts + QStringLiteral("/fake_model_server.py"), scenarioPath, m_dir.filePath("requests.jsonl"), vars);
+    m_error = m_server.error();
 }
 
-FakeModel::~FakeModel()
-{
-    if (m_server.state() != QProcess::NotRunning) {
-        m_server.terminate();
-        if (!m_server.waitForFinished(3000))
-            m_server.kill();
-        m_server.waitForFinished(3000);
-    }
-}
+FakeModel::~FakeModel() = default;
 
 QProcessEnvironment FakeModel::claudeEnvironment() const
 {
@@ -64,23 +40,12 @@ void FakeModel::exportToThisProcess() const
 
 QList<QVariantMap> FakeModel::requests() const
 {
-    QList<QVariantMap> out;
-    QFile log(m_dir.filePath("requests.jsonl"));
-    if (!log.open(QIODevice::ReadOnly))
-        return out;
-    for (const QByteArray &line : log.readAll().split('\n'))
-        if (!line.trimmed().isEmpty())
-            out.append(QJsonDocument::fromJson(line).object().toVariantMap());
-    return out;
+    return readRequestLog(m_dir.filePath("requests.jsonl"));
 }
 
 QString FakeModel::claudePath()
 {
-    QString npm = QString::fromLocal8Bit(qgetenv("CORVANE_NPM_DIR"));
-    if (npm.isEmpty())
-        npm = sourceDir() + QStringLiteral("/.deps/npm");
-    const QString path = npm + QStringLiteral("/node_modules/.bin/claude");
-    return QFileInfo(path).isExecutable() ? path : QString();
+    return npmTool(QStringLiteral("claude"));
 }
 
 } // namespace corvane::test

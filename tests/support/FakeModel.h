@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QProcess>
+#include "support/ScriptedServer.h"
+
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -33,7 +34,7 @@ public:
 
 private:
     QTemporaryDir m_dir;
-    QProcess m_server;
+    ScriptedServer m_server;
     int m_port = 0;
     QString m_error;
 };
