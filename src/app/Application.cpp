@@ -66,6 +66,7 @@ bool Application::start()
                                 "Nothing was deleted: the old store was moved to\n%2")
                                  .arg(m_store->openReport().setAsideReason, *aside));
     }
+    m_store->watchOtherWriters();
     startup::startActivityBackfill(m_store, this, m_center);
     startup::runMigrations(*m_store);
     m_agents = std::make_unique<AgentServices>(*m_store, *m_settings, m_center);

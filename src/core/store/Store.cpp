@@ -9,6 +9,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QTimer>
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QThread>
@@ -249,6 +250,26 @@ void Store::closeConnectionOf(QThread *thread)
 {
     QMutexLocker lock(&m_mutex);
     delete m_connections.take(thread);
+}
+
+void Store::watchOtherWriters(int intervalMs)
+{
+    if (!m_watch) {
+        m_watch = new QTimer(this);
+        connect(m_watch, &QTimer::timeout, this, [this] {
+            auto opened = connection();
+            if (!opened)
+                return;
+            const auto version = (*opened)->queryInteger("PRAGMA data_version");
+            if (!version)
+                return;
+            const bool changed = m_dataVersion >= 0 && *version != m_dataVersion;
+            m_dataVersion = *version;
+            if (changed)
+                emit changedElsewhere();
+        });
+    }
+    m_watch->start(intervalMs);
 }
 
 } // namespace corvane

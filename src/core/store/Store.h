@@ -14,6 +14,8 @@
 
 class QThread;
 
+class QTimer;
+
 namespace corvane {
 
 namespace store { class Connection; }
@@ -57,8 +59,14 @@ public:
     // The calling thread's connection, opened on first use.
     Result<store::Connection *> connection();
 
+    // Notices commits made through other connections to the same file (corvane-cli, another
+    // process, our own background threads) by polling SQLite's data version on the main thread,
+    // a read of a counter in shared memory; changedElsewhere() follows each one.
+    void watchOtherWriters(int intervalMs = 1000);
+
 signals:
     void didSave(const corvane::StoreChanges &changes);
+    void changedElsewhere();
 
 private:
     friend class StoreContext;
@@ -70,6 +78,8 @@ private:
     QMutex m_mutex;
     QHash<QThread *, store::Connection *> m_connections;
     std::unique_ptr<StoreContext> m_mainContext;
+    QTimer *m_watch = nullptr;
+    qint64 m_dataVersion = -1;
 };
 
 } // namespace corvane

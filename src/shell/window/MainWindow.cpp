@@ -5,6 +5,7 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
+#include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "core/window/PinnedTool.h"
 #include "core/window/ShortcutBindings.h"
@@ -80,6 +81,12 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     });
     connect(&services.context, &StoreContext::saved, this, &MainWindow::storeChanged);
     connect(&services.context, &StoreContext::merged, this, &MainWindow::storeChanged);
+    // corvane-cli and other windows' processes write the same file; their chats appear here too.
+    connect(&services.context.store(), &Store::changedElsewhere, this, [this] {
+        StoreChanges elsewhere;
+        elsewhere.entities = {QStringLiteral("Project"), QStringLiteral("Workspace"), QStringLiteral("Chat")};
+        storeChanged(elsewhere);
+    });
     m_sidebarModel->loadProjects();
 
     // Quitting closes no window, so the layout is kept on the way out as well.

@@ -382,6 +382,22 @@ private slots:
         QVERIFY(ctx.save().ok());
         QCOMPARE(ctx.count<Message>().valueOr(-1), 1);
     }
+    void writesThroughAnotherConnectionAreNoticed()
+    {
+        // A second Store on the same file stands in for corvane-cli writing while the window runs.
+        auto store = openStore();
+        QSignalSpy noticed(store.get(), &Store::changedElsewhere);
+        store->watchOtherWriters(20);
+        QTest::qWait(60);
+        store->mainContext().insert(Chat{});
+        QVERIFY(store->mainContext().save().ok());
+        QTest::qWait(100);
+        QCOMPARE(noticed.count(), 0); // our own main-thread saves are told through didSave
+        auto other = Store::open(store->path()).value();
+        other->mainContext().insert(Chat{});
+        QVERIFY(other->mainContext().save().ok());
+        QTRY_COMPARE(noticed.count(), 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(StoreContextTest)

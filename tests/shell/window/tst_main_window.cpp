@@ -262,6 +262,26 @@ private slots:
         QVERIFY(context.get<Workspace>(stored->id)->isArchived());
     }
 
+    void chatsWrittenByAnotherProcessAppear()
+    {
+        Services s;
+        const QString repo = s.env.path("zeta");
+        makeRepository(repo);
+        s.store->watchOtherWriters(50);
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(repo));
+        const QUuid workspaceId = window->state().content().id;
+        // corvane-cli writes through its own connection, as this second store does.
+        auto other = Store::open(s.store->path()).value();
+        Chat chat;
+        chat.name = QStringLiteral("From the command line");
+        chat.workspaceId = workspaceId;
+        chat.projectId = window->sidebarModel().projects().first()->id;
+        other->mainContext().insert(chat);
+        QVERIFY(other->mainContext().save());
+        QTRY_VERIFY_WITH_TIMEOUT(window->sidebar()->item(chat.id), 5000);
+    }
+
     void archivedWorkspaceLeavesTheWindow()
     {
         Services s;
