@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Configures and builds into build/ (or build-asan/ with --asan). Used by run.sh and test.sh.
+# The build's progress goes to standard error; the last line of standard output is the build
+# folder, for the caller.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build="$root/build"
@@ -13,6 +15,10 @@ for arg in "$@"; do
         *) echo "build.sh: unknown option $arg" >&2; exit 2 ;;
     esac
 done
-cmake -S "$root" -B "$build" "${args[@]}" >/dev/null
-cmake --build "$build" -j"$(nproc)"
+# ccache keeps its files inside the checkout unless the caller chose a place.
+export CCACHE_DIR="${CCACHE_DIR:-$root/.cache/ccache}"
+echo "build: configuring $build" >&2
+cmake -S "$root" -B "$build" "${args[@]}" >&2
+echo "build: compiling with $(nproc) jobs (the first build takes a while)" >&2
+cmake --build "$build" -j"$(nproc)" >&2
 echo "$build"
