@@ -45,16 +45,18 @@ public:
                                      const std::optional<QString> &message) = 0;
     // Stops the current turn.
     virtual void interrupt() = 0;
-    // Orderly end: input closed, then the process is asked to end.
+    // The chat is done with its agent (closed, archived, the application quits): input closed,
+    // the process left to end by itself and save what it keeps, bounded by signals. Nothing more
+    // reaches the delegate.
     virtual void terminate() = 0;
-    // Immediate end; every handle is released.
+    // Immediate end of whatever runs (a forced stop, a reset); the client can be launched again.
     virtual void forceTerminate() = 0;
 
     // When a stored session can no longer be resumed, the client starts a new one and replays
     // the recent conversation into it. The session supplies that text (absent: nothing to replay).
     virtual void setResumeFallback(std::function<std::optional<QString>()> replay) { Q_UNUSED(replay); }
 
-private:
+protected:
     AgentStreamDelegate *m_delegate = nullptr;
 };
 

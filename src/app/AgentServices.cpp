@@ -1,7 +1,7 @@
 #include "app/AgentServices.h"
 
-#include "agent/claude/ClaudeAdapter.h"
-#include "agent/codex/CodexAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
+#include "agent/codex/CodexSDKService.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/SessionManager.h"
@@ -27,8 +27,8 @@ AgentServices::AgentServices(Store &store, AppSettings &settings, NotificationCe
     AppSettings *prefs = &settings;
     m_controller = std::make_unique<ChatController>([prefs](AgentType type) -> std::unique_ptr<AgentAdapter> {
         if (type == AgentType::codex)
-            return std::make_unique<CodexAdapter>(locateTool(AgentTool::codex, prefs->codexPath()));
-        return std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, prefs->claudePath()));
+            return std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, prefs->codexPath()));
+        return std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, prefs->claudePath()));
     });
     m_controller->setRenameObserver([&center](const QUuid &chatId) {
         center.post(QStringLiteral("chatDidRename"), nullptr, {{"chatId", chatId}});

@@ -13,6 +13,7 @@
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
 #include "core/settings/AppSettings.h"
+#include "core/process/ProcessReaper.h"
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
@@ -186,10 +187,13 @@ void Application::openOnboarding()
 
 void Application::shutdown()
 {
-    // No agent process outlives us; records need no final write, since every change was saved
-    // as it happened.
+    // Every agent ends by itself, all at once, while the event loop still runs: claude writes its
+    // session only on the way out, so the next start can resume it. Bounded by signals, and no
+    // agent process outlives us. Records need no final write: every change was saved as it
+    // happened.
     if (m_agents)
         m_agents->shutdown();
+    ProcessReaper::shared().drain();
 }
 
 } // namespace corvane

@@ -31,6 +31,7 @@
 #include <QDir>
 #include <QProcess>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace corvane;
@@ -118,13 +119,11 @@ private slots:
             window.runCommand(KeyboardShortcutAction::newChatInWorkspace);
             QTRY_VERIFY_WITH_TIMEOUT(shownChat(window) && shownChat(window)->session(), 10000);
             ChatView &view = *shownChat(window);
+            QSignalSpy turnEnded(view.session(), &ChatSession::turnCompleted);
             say(view, "Please answer the first question");
-            QTRY_VERIFY_WITH_TIMEOUT(test::timelineText(view).contains("Answer to the first question."), kTurnTimeout);
-            QTRY_VERIFY_WITH_TIMEOUT(view.session()->activityState() == ChatActivityState::idle, kTurnTimeout);
+            QVERIFY(turnEnded.wait(kTurnTimeout));
             chatId = *window.currentChatId();
-            QApplication::processEvents();
-            window.grab().save(QDir::current().filePath("journey-first-run.png"));
-        } // quit: the agent process ends, nothing is lost
+        } // quit right after the turn, as a user would: the agent ends by itself, nothing is lost
 
         auto store = Store::open(paths::storeFile());
         QVERIFY(store.ok());
@@ -133,7 +132,8 @@ private slots:
             if (m->role == MessageRole::user || m->role == MessageRole::assistant)
                 stored << m->content;
         QCOMPARE(stored, (QStringList{"Please answer the first question", "Answer to the first question."}));
-        QVERIFY(!(*store)->mainContext().get<Chat>(chatId)->claudeSessionId.value_or(QString()).isEmpty());
+        const QString sessionId = (*store)->mainContext().get<Chat>(chatId)->claudeSessionId.value_or(QString());
+        QVERIFY(!sessionId.isEmpty());
         store->reset();
 
         Application again(center);
@@ -144,6 +144,12 @@ private slots:
                                  10000);
         say(*shownChat(window), "Now the second question"); // the agent session resumes
         QTRY_VERIFY_WITH_TIMEOUT(test::timelineText(*shownChat(window)).contains("Answer to the second question."), kTurnTimeout);
+        // claude saved its session on the way out at quit, so it resumed as it was: the same id,
+        // and no replay of the conversation into a new one.
+        ChatSession &session = *shownChat(window)->session();
+        QCOMPARE(session.chat()->claudeSessionId.value_or(QString()), sessionId);
+        for (const auto &m : session.messages())
+            QVERIFY2(!m->content.contains("could not be resumed"), qPrintable(m->content));
     }
 
     void screenshotsOfTheWindow_data()

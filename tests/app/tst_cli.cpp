@@ -102,8 +102,15 @@ private slots:
         QVERIFY2(second.exitCode == 0, second.err);
         QCOMPARE(second.out.trimmed(), QByteArray("Answer to the second question."));
 
+        // Each call ended right after its turn; claude still saved its session on the way out,
+        // so the second call resumed that session instead of replaying into a new one.
+        const QStringList sessions = QDir(model.configDir() + "/projects").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QCOMPARE(sessions.size(), 1);
+        QCOMPARE(QDir(model.configDir() + "/projects/" + sessions.first()).entryList({"*.jsonl"}).size(), 1);
+
         const Run messages = cli({"messages", "--chat", chatId});
         QCOMPARE(messages.exitCode, 0);
+        QVERIFY2(!messages.out.contains("could not be resumed"), messages.out);
         QStringList rows;
         for (const QByteArray &line : messages.out.split('\n')) {
             if (line.isEmpty())

@@ -31,23 +31,18 @@ bool meansSessionLost(const QString &text)
 
 } // namespace
 
-ClaudeSDKService::ClaudeSDKService(ToolLocation tool, QObject *parent) : QObject(parent), m_tool(std::move(tool))
+ClaudeSDKService::ClaudeSDKService(ToolLocation tool, QObject *parent)
+    : AgentProcessClient(std::move(tool), Tag, parent)
 {
     m_activityTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_activityTimer, &QTimer::timeout, this, &ClaudeSDKService::checkStall);
     m_interruptFallback.setSingleShot(true);
     connect(&m_interruptFallback, &QTimer::timeout, this, [this] {
-        if (m_process && m_process->isRunning() && m_turnInProgress) {
+        if (m_process && m_process->isRunning() && inTurn()) {
             logLine(Tag, QStringLiteral("Sent SIGINT (interrupt)"));
             m_process->interrupt();
         }
     });
-}
-
-ClaudeSDKService::~ClaudeSDKService()
-{
-    m_delegate = nullptr;
-    detachProcess(); // the process group goes with the wrapper
 }
 
 QStringList ClaudeSDKService::arguments(PermissionMode mode, const QString &model, const QString &sessionId)
@@ -65,67 +60,44 @@ QStringList ClaudeSDKService::arguments(PermissionMode mode, const QString &mode
 void ClaudeSDKService::launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
                               const Profile *profile)
 {
-    m_workingDirectory = workingDirectory;
-    m_model = model;
-    if (profile)
-        m_profile = *profile;
-    else
-        m_profile.reset();
-    if (!sessionId.isEmpty())
-        m_sessionId = sessionId;
-
-    detachProcess();
+    setPlace(workingDirectory, model, sessionId, profile);
+    // A process still running here is being replaced (a relaunch): it need not save anything.
+    releaseProcess(200, 2000);
+    setState(State::NotLaunched);
     m_decoder = ClaudeStreamDecoder();
-    m_resumedThisProcess = !m_sessionId.isEmpty();
-    m_initSeenThisProcess = false;
-    m_sessionLost = false;
-    m_lastArguments = arguments(m_permissionMode, m_model, m_sessionId);
+    m_run = Run{};
+    m_run.resumed = !m_sessionId.isEmpty();
 
-    if (!m_tool.found()) {
-        logLine(Tag, QStringLiteral("Failed to launch: ") + m_tool.notFoundMessage());
-        fail(1, m_tool.notFoundMessage());
+    if (!startProcess(arguments(m_permissionMode, m_model, m_sessionId),
+                      claudeEnvironment(QProcessEnvironment::systemEnvironment(), this->profile()))) {
+        m_activityTimer.stop();
         return;
     }
-
-    ProcessCommand command;
-    command.program = m_tool.program();
-    command.arguments = m_lastArguments;
-    command.workingDirectory = m_workingDirectory;
-    QProcessEnvironment env = claudeEnvironment(QProcessEnvironment::systemEnvironment(), m_profile ? &*m_profile : nullptr);
-    for (const QString &key : m_extraEnvironment.keys())
-        env.insert(key, m_extraEnvironment.value(key));
-    command.environment = env;
-
-    m_process = std::make_unique<ChildProcess>(ChildProcess::OutputMode::Lines);
-    ChildProcess *process = m_process.get();
-    connect(process, &ChildProcess::lineReady, this, &ClaudeSDKService::onLine);
-    connect(process, &ChildProcess::errorOutput, this, [](const QByteArray &data) {
-        logLine(Tag, QStringLiteral("stderr: ") + QString::fromUtf8(data).trimmed());
-    });
-    connect(process, &ChildProcess::finished, this, &ClaudeSDKService::onExit);
-    connect(process, &ChildProcess::failedToStart, this, &ClaudeSDKService::onFailedToStart);
-    connect(process, &ChildProcess::stateChanged, this, [this](ChildProcess::State state) {
-        if (state == ChildProcess::State::Running && m_delegate)
-            m_delegate->agentDidBecomeReady();
-    });
-    process->start(command);
     // Counted as launched from here: a turn written now waits in the pipe until claude reads it.
-    m_isLaunched = true;
-    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, m_lastArguments.join(QLatin1Char(' '))));
+    setState(State::Ready);
+    const Profile *p = this->profile();
+    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(m_tool.program(), m_lastArguments.join(QLatin1Char(' '))));
     logLine(Tag, QStringLiteral("Profile: %1 | configDir: %2 | account: %3")
-                     .arg(m_profile ? m_profile->name : QStringLiteral("Default"),
-                          m_profile && !m_profile->isDefault ? m_profile->configDirPath : QStringLiteral("~/.claude (inherited)"),
-                          m_profile ? m_profile->accountEmail.value_or(QStringLiteral("unknown")) : QStringLiteral("unknown")));
+                     .arg(p ? p->name : QStringLiteral("Default"),
+                          p && !p->isDefault ? p->configDirPath : QStringLiteral("~/.claude (inherited)"),
+                          p ? p->accountEmail.value_or(QStringLiteral("unknown")) : QStringLiteral("unknown")));
+}
+
+void ClaudeSDKService::onStarted()
+{
+    if (m_delegate)
+        m_delegate->agentDidBecomeReady();
 }
 
 void ClaudeSDKService::send(const QString &text, const QList<Attachment> &attachments)
 {
     if (!m_process || !m_process->isRunning()) {
         logLine(Tag, QStringLiteral("Process not running, relaunching for new message"));
-        launch(m_workingDirectory, m_model, m_sessionId, m_profile ? &*m_profile : nullptr);
+        const std::optional<Profile> place = profile() ? std::optional<Profile>(*profile()) : std::nullopt;
+        launch(m_workingDirectory, m_model, m_sessionId, place ? &*place : nullptr);
     }
-    if (!m_process || !m_isLaunched) {
-        fail(1, QStringLiteral("Process not launched"));
+    if (!m_process || !isLaunched()) {
+        failTurn(1, QStringLiteral("Process not launched"));
         return;
     }
     m_pendingTurn = claudeprotocol::contentBlocks(text, attachments);
@@ -140,12 +112,17 @@ void ClaudeSDKService::beginTurn()
     m_decoder.resetTurn();
     m_sinceActivity.start();
     m_sinceContent.start();
-    m_didReceiveResult = false;
-    m_stallNotified = false;
-    m_userStopped = false;
-    m_failureReported = false;
-    m_turnInProgress = true;
+    m_turn = Turn{};
+    setState(State::InTurn);
     m_activityTimer.start(m_timing.stallCheckMs);
+}
+
+void ClaudeSDKService::endTurn()
+{
+    if (inTurn())
+        setState(State::Ready);
+    m_activityTimer.stop();
+    m_interruptFallback.stop();
 }
 
 void ClaudeSDKService::writeLine(const QByteArray &line)
@@ -154,12 +131,12 @@ void ClaudeSDKService::writeLine(const QByteArray &line)
         return;
     if (!m_process->isRunning()) {
         logLine(Tag, QStringLiteral("Write skipped: process not running"));
-        fail(-2, QStringLiteral("Lost connection to Claude process."));
+        failTurn(-2, QStringLiteral("Lost connection to Claude process."));
         return;
     }
     if (!m_process->write(line)) {
         logLine(Tag, QStringLiteral("Write failed"));
-        fail(-2, QStringLiteral("Lost connection to Claude process."));
+        failTurn(-2, QStringLiteral("Lost connection to Claude process."));
         return;
     }
     logLine(Tag, QStringLiteral("→ ") + QString::fromUtf8(line.left(200)).trimmed());
@@ -193,65 +170,29 @@ void ClaudeSDKService::interrupt()
         return;
     // The interrupt request ends the turn and keeps the process (a signal would end claude
     // itself, and sometimes before it reports the turn); the signal is the fallback.
-    m_userStopped = true;
+    m_turn.userStopped = true;
     m_decoder.noteInterruptRequested();
     writeLine(claudeprotocol::interruptRequest(QStringLiteral("corvane-interrupt-%1").arg(++m_controlCounter)));
     logLine(Tag, QStringLiteral("Sent interrupt request"));
     m_interruptFallback.start(m_timing.interruptFallbackMs);
 }
 
-void ClaudeSDKService::terminate()
-{
-    m_activityTimer.stop();
-    if (!m_process)
-        return;
-    m_process->closeInput();
-    QPointer<ChildProcess> process = m_process.get();
-    QTimer::singleShot(m_timing.terminateGraceMs, this, [process] {
-        if (process && process->isRunning()) {
-            logLine(Tag, QStringLiteral("Force terminating process"));
-            process->terminate();
-        }
-    });
-}
-
 void ClaudeSDKService::forceTerminate()
 {
-    m_activityTimer.stop();
-    m_interruptFallback.stop();
-    m_turnInProgress = false;
-    detachProcess();
+    endTurn();
+    releaseProcess(200, 2000);
+    setState(State::NotLaunched);
     if (m_delegate)
         QMetaObject::invokeMethod(this, [this] { if (m_delegate) m_delegate->agentDidBecomeReady(); }, Qt::QueuedConnection);
 }
 
-void ClaudeSDKService::detachProcess()
-{
-    m_isLaunched = false;
-    if (!m_process)
-        return;
-    ChildProcess *process = m_process.release();
-    process->disconnect(this);
-    if (!process->isRunning()) {
-        process->deleteLater();
-        return;
-    }
-    // Ask politely, then make sure; the wrapper deletes itself when the process is gone.
-    process->setParent(this);
-    connect(process, &ChildProcess::finished, process, &QObject::deleteLater);
-    process->stop(200, 2000);
-}
-
 void ClaudeSDKService::onFailedToStart(const Error &error)
 {
-    m_isLaunched = false;
-    m_turnInProgress = false;
     m_activityTimer.stop();
+    setState(State::NotLaunched);
     logLine(Tag, QStringLiteral("Failed to launch: ") + error.message);
-    if (m_process) {
-        m_process.release()->deleteLater();
-    }
-    fail(1, error.message);
+    dropEndedProcess();
+    failTurn(1, error.message);
 }
 
 void ClaudeSDKService::onLine(const QByteArray &line)
@@ -279,7 +220,7 @@ void ClaudeSDKService::dispatch(const ClaudeEvent &event)
         return;
     switch (event.kind) {
     case ClaudeEvent::Kind::initialized:
-        m_initSeenThisProcess = true;
+        m_run.initSeen = true;
         if (!event.info.sessionId.isEmpty() && event.info.sessionId != m_sessionId) {
             m_sessionId = event.info.sessionId;
             logLine(Tag, QStringLiteral("Session ID: ") + m_sessionId);
@@ -301,18 +242,16 @@ void ClaudeSDKService::dispatch(const ClaudeEvent &event)
 
 void ClaudeSDKService::onResult(const ClaudeEvent &event)
 {
-    m_didReceiveResult = true;
-    m_turnInProgress = false;
-    m_activityTimer.stop();
-    m_interruptFallback.stop();
+    m_turn.receivedResult = true;
+    endTurn();
     AgentResult result = event.result;
     const QString errors = event.errors.join(QLatin1Char('\n'));
-    if (result.isError && m_resumedThisProcess && !m_initSeenThisProcess && meansSessionLost(errors + result.text)) {
+    if (result.isError && m_run.resumed && !m_run.initSeen && meansSessionLost(errors + result.text)) {
         // Claude refuses the stored session before reading anything; the exit that follows
         // starts a new session instead (see onExit).
-        m_sessionLost = true;
-        m_didReceiveResult = false; // the turn itself is still unanswered
-        m_turnInProgress = true;
+        m_run.sessionLost = true;
+        m_turn.receivedResult = false; // the turn itself is still unanswered
+        setState(State::InTurn);
         return;
     }
     if (!m_delegate)
@@ -326,8 +265,8 @@ void ClaudeSDKService::onResult(const ClaudeEvent &event)
         return;
     }
     if (event.ending == ClaudeEvent::Ending::failed) {
-        m_failureReported = true;
-        fail(event.error.code, event.error.message);
+        m_turn.failureReported = true;
+        failTurn(event.error.code, event.error.message);
         return;
     }
     logLine(Tag, QStringLiteral("Complete. Cost: $%1").arg(result.cost, 0, 'f', 4));
@@ -337,15 +276,16 @@ void ClaudeSDKService::onResult(const ClaudeEvent &event)
 bool ClaudeSDKService::fallBackFromLostSession()
 {
     const QString stderrText = m_process ? m_process->errorTailText() : QString();
-    if (!m_sessionLost && !(m_resumedThisProcess && !m_initSeenThisProcess && meansSessionLost(stderrText)))
+    if (!m_run.sessionLost && !(m_run.resumed && !m_run.initSeen && meansSessionLost(stderrText)))
         return false;
     logLine(Tag, QStringLiteral("Session %1 could not be resumed; starting a new session with the recent conversation replayed")
                      .arg(m_sessionId));
     m_sessionId.clear();
     const QJsonArray turn = m_pendingTurn;
-    const bool hadTurn = !turn.isEmpty() && !m_didReceiveResult;
+    const bool hadTurn = !turn.isEmpty() && !m_turn.receivedResult;
     const std::optional<QString> replay = m_replay ? m_replay() : std::nullopt;
-    launch(m_workingDirectory, m_model, QString(), m_profile ? &*m_profile : nullptr);
+    const std::optional<Profile> place = profile() ? std::optional<Profile>(*profile()) : std::nullopt;
+    launch(m_workingDirectory, m_model, QString(), place ? &*place : nullptr);
     if (!m_process)
         return true;
     QJsonArray blocks;
@@ -365,23 +305,19 @@ void ClaudeSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sig
     m_activityTimer.stop();
     m_interruptFallback.stop();
     const QString stderrText = m_process ? m_process->errorTailText().trimmed() : QString();
-    const bool turnCut = m_turnInProgress && !m_didReceiveResult;
-    const bool stoppedByUser = m_userStopped;
-    if (fallBackFromLostSession()) {
-        // the old wrapper was replaced by launch(); it deletes itself
-        return;
-    }
-    if (m_process)
-        m_process.release()->deleteLater();
-    m_isLaunched = false;
-    m_turnInProgress = false;
+    const bool turnCut = inTurn() && !m_turn.receivedResult;
+    const bool stoppedByUser = m_turn.userStopped;
+    if (fallBackFromLostSession())
+        return; // launch() replaced the ended process
+    dropEndedProcess();
+    setState(State::NotLaunched);
 
     const int status = kind == ChildProcess::ExitKind::Crashed ? 128 + signal : exitCode;
     bool reported = false;
     if (status != 0) {
         logLine(Tag, QStringLiteral("Process exited with status %1").arg(status));
-        if (!stderrText.isEmpty() && !stoppedByUser && !m_failureReported) {
-            fail(status, stderrText);
+        if (!stderrText.isEmpty() && !stoppedByUser && !m_turn.failureReported) {
+            failTurn(status, stderrText);
             reported = true;
         }
     }
@@ -389,7 +325,7 @@ void ClaudeSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sig
         // The process died inside a turn without a word: say so, so the chat does not look busy
         // forever. The next message relaunches and resumes the same session.
         logLine(Tag, QStringLiteral("Process exited without result message"));
-        fail(-1, QStringLiteral("Claude process exited unexpectedly without completing the response."));
+        failTurn(-1, QStringLiteral("Claude process exited unexpectedly without completing the response."));
     }
     if (m_delegate)
         m_delegate->agentDidBecomeReady();
@@ -397,29 +333,27 @@ void ClaudeSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sig
 
 void ClaudeSDKService::checkStall()
 {
-    if (m_stallNotified || !m_turnInProgress || !m_delegate)
+    if (m_turn.stallNotified || !inTurn() || !m_delegate)
         return;
     const qint64 silent = m_sinceActivity.isValid() ? m_sinceActivity.elapsed() : 0;
     if (silent >= m_timing.silenceStallMs) {
-        m_stallNotified = true;
+        m_turn.stallNotified = true;
         logLine(Tag, QStringLiteral("Stall detected: no data for %1s").arg(silent / 1000));
         m_delegate->didStall(silent / 1000.0);
         return;
     }
     const qint64 contentless = m_sinceContent.isValid() ? m_sinceContent.elapsed() : 0;
     if (contentless > silent && contentless >= m_timing.keepAliveOnlyStallMs) {
-        m_stallNotified = true;
+        m_turn.stallNotified = true;
         logLine(Tag, QStringLiteral("Stall detected: only keep-alives for %1s").arg(contentless / 1000));
         m_delegate->didStall(contentless / 1000.0);
     }
 }
 
-void ClaudeSDKService::fail(int code, const QString &description)
+void ClaudeSDKService::failTurn(int code, const QString &description)
 {
-    m_turnInProgress = false;
-    m_activityTimer.stop();
-    if (m_delegate)
-        m_delegate->didFail(AgentError{QStringLiteral("ClaudeSDK"), code, description});
+    endTurn();
+    fail(code, description);
 }
 
 } // namespace corvane

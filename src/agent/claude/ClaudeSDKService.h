@@ -1,28 +1,19 @@
 #pragma once
 
-#include "agent/AgentStreamDelegate.h"
 #include "agent/Attachment.h"
 #include "agent/claude/ClaudeStreamDecoder.h"
-#include "agent/runtime/ToolLocator.h"
-#include "core/process/ChildProcess.h"
-#include "core/records/Profile.h"
+#include "agent/runtime/AgentProcessClient.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
-#include <QObject>
-#include <QPointer>
 #include <QTimer>
-
-#include <functional>
-#include <memory>
-#include <optional>
 
 namespace corvane {
 
 // The claude client: one long-lived `claude` process per chat, serving many turns, one JSON line
 // per turn. It frames and decodes the output, watches for stalls, and turns the process's end
 // into the right event: nothing for a user's stop, the tool's own words for a failure.
-class ClaudeSDKService : public QObject
+class ClaudeSDKService : public AgentProcessClient
 {
     Q_OBJECT
 
@@ -32,81 +23,66 @@ public:
         int stallCheckMs = 30000;
         int silenceStallMs = 120000;
         int keepAliveOnlyStallMs = 180000;
-        int terminateGraceMs = 3000;
         int interruptFallbackMs = 5000; // the interrupt request went unanswered: signal the process
     };
 
     explicit ClaudeSDKService(ToolLocation tool, QObject *parent = nullptr);
-    ~ClaudeSDKService() override;
 
-    void setDelegate(AgentStreamDelegate *delegate) { m_delegate = delegate; }
     void setTiming(const Timing &timing) { m_timing = timing; }
-    // Extra variables for the child, on top of ours and the profile's (tests point claude at a
-    // local model service this way).
-    void setExtraEnvironment(const QProcessEnvironment &extra) { m_extraEnvironment = extra; }
-    void setResumeFallback(std::function<std::optional<QString>()> replay) { m_replay = std::move(replay); }
 
-    PermissionMode permissionMode() const { return m_permissionMode; }
+    AgentType agentType() const override { return AgentType::claudeCode; }
     // Also tells a running process, so a switch to asking holds from its next tool use.
-    void setPermissionMode(PermissionMode mode);
-    bool isLaunched() const { return m_isLaunched; }
-    QString sessionId() const { return m_sessionId; }
-    QStringList lastArguments() const { return m_lastArguments; }
-    qint64 processId() const { return m_process ? m_process->processId() : 0; }
-
-    void launch(const QString &workingDirectory, const QString &model, const QString &sessionId, const Profile *profile);
-    void send(const QString &text, const QList<Attachment> &attachments);
+    void setPermissionMode(PermissionMode mode) override;
+    void launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
+                const Profile *profile) override;
+    void send(const QString &text, const QList<Attachment> &attachments) override;
     void respondToPermission(const QString &requestId, bool allow, const std::optional<QVariantMap> &updatedInput,
-                             const std::optional<QString> &message);
-    void interrupt();
-    void terminate();
-    void forceTerminate();
+                             const std::optional<QString> &message) override;
+    void interrupt() override;
+    void forceTerminate() override;
 
     // The argument vector for a launch.
     static QStringList arguments(PermissionMode mode, const QString &model, const QString &sessionId);
 
 private:
-    void onLine(const QByteArray &line);
+    // What one turn has seen so far; a new turn starts from a fresh value.
+    struct Turn
+    {
+        bool receivedResult = false;
+        bool stallNotified = false;
+        bool userStopped = false;
+        bool failureReported = false;
+    };
+    // What one process has seen so far; a launch starts from a fresh value.
+    struct Run
+    {
+        bool resumed = false;    // started with --resume
+        bool initSeen = false;   // claude accepted the session and said so
+        bool sessionLost = false; // claude refused the stored session
+    };
+
+    void onLine(const QByteArray &line) override;
+    void onExit(int exitCode, ChildProcess::ExitKind kind, int signal) override;
+    void onFailedToStart(const Error &error) override;
+    void onStarted() override;
     void dispatch(const ClaudeEvent &event);
     void onResult(const ClaudeEvent &event);
-    void onExit(int exitCode, ChildProcess::ExitKind kind, int signal);
-    void onFailedToStart(const Error &error);
     void writeLine(const QByteArray &line);
     void beginTurn();
+    void endTurn();
     void checkStall();
-    void fail(int code, const QString &description);
-    void detachProcess();
+    void failTurn(int code, const QString &description);
     bool fallBackFromLostSession();
+    bool inTurn() const { return state() == State::InTurn; }
 
-    ToolLocation m_tool;
-    QPointer<QObject> m_delegateGuard;
-    AgentStreamDelegate *m_delegate = nullptr;
-    PermissionMode m_permissionMode = PermissionMode::ask;
     Timing m_timing;
-    QProcessEnvironment m_extraEnvironment;
-    std::function<std::optional<QString>()> m_replay;
-
-    std::unique_ptr<ChildProcess> m_process;
-    QString m_workingDirectory;
-    QString m_model;
-    QString m_sessionId;
-    std::optional<Profile> m_profile;
-    QStringList m_lastArguments;
-    bool m_isLaunched = false;
-
     ClaudeStreamDecoder m_decoder;
     QElapsedTimer m_sinceActivity;
     QElapsedTimer m_sinceContent;
     QTimer m_activityTimer;
     QTimer m_interruptFallback;
-    bool m_turnInProgress = false;
-    bool m_didReceiveResult = false;
-    bool m_stallNotified = false;
-    bool m_userStopped = false;
-    bool m_failureReported = false;
-    bool m_resumedThisProcess = false;
-    bool m_sessionLost = false;
-    bool m_initSeenThisProcess = false;
+    Turn m_turn;
+    Run m_run;
     QJsonArray m_pendingTurn;
     int m_controlCounter = 0;
 };

@@ -13,27 +13,20 @@ const char *const Tag = "CodexSDK";
 
 } // namespace
 
-CodexSDKService::CodexSDKService(ToolLocation tool, QObject *parent) : QObject(parent), m_tool(std::move(tool)) {}
-
-CodexSDKService::~CodexSDKService()
+CodexSDKService::CodexSDKService(ToolLocation tool, QObject *parent) : AgentProcessClient(std::move(tool), Tag, parent)
 {
-    m_delegate = nullptr;
-    detachProcess(); // the process group goes with the wrapper
 }
+
+CodexSDKService::~CodexSDKService() = default;
 
 void CodexSDKService::launch(const QString &workingDirectory, const QString &model, const QString &sessionId,
                              const Profile *profile)
 {
-    m_workingDirectory = workingDirectory;
-    m_model = model;
-    if (profile)
-        m_profile = *profile;
-    else
-        m_profile.reset();
+    setPlace(workingDirectory, model, sessionId, profile);
     m_sessionId = sessionId;
     // A resumed thread was announced to the session when it began.
     m_didEmitInitForCurrentSession = !sessionId.isEmpty();
-    m_isLaunched = true;
+    setState(State::Ready);
     logLine(Tag, QStringLiteral("Ready in %1%2").arg(workingDirectory,
                                                      sessionId.isEmpty() ? QString() : QStringLiteral(", resuming ") + sessionId));
     QMetaObject::invokeMethod(this, &CodexSDKService::announceReady, Qt::QueuedConnection);
@@ -53,12 +46,12 @@ void CodexSDKService::announceReady()
 
 void CodexSDKService::send(const QString &text, const QList<Attachment> &attachments)
 {
-    if (!m_workingDirectory) {
+    if (!isLaunched()) {
         fail(1, QStringLiteral("Process not launched"));
         return;
     }
     if (isTurnRunning()) {
-        if (m_didReceiveTurnCompleted) {
+        if (m_turn.receivedCompletion) {
             // The turn has ended, only codex itself has not exited yet: the next one starts when
             // it has (a message sent from the completion, as the automation does, is not lost).
             logLine(Tag, QStringLiteral("Previous turn finished, codex still exiting; the new turn waits for it"));
@@ -89,36 +82,17 @@ void CodexSDKService::send(const QString &text, const QList<Attachment> &attachm
 
 void CodexSDKService::startTurn()
 {
-    m_resumingThisTurn = !m_sessionId.isEmpty();
-    m_threadSeenThisTurn = false;
-    m_lastArguments = codexturn::arguments(m_permissionMode, m_model, m_sessionId, *m_workingDirectory, m_turnInput);
-
-    ProcessCommand command;
-    command.program = m_tool.program();
-    command.arguments = m_lastArguments;
-    command.workingDirectory = *m_workingDirectory;
-    QProcessEnvironment env = codexEnvironment(QProcessEnvironment::systemEnvironment(), m_profile ? &*m_profile : nullptr);
-    for (const QString &key : m_extraEnvironment.keys())
-        env.insert(key, m_extraEnvironment.value(key));
-    command.environment = env;
-
-    m_didReceiveTurnCompleted = false;
-    m_userStopped = false;
-    m_textOpen = false;
-    m_process = std::make_unique<ChildProcess>(ChildProcess::OutputMode::Lines);
-    ChildProcess *process = m_process.get();
-    connect(process, &ChildProcess::lineReady, this, &CodexSDKService::onLine);
-    connect(process, &ChildProcess::errorOutput, this, [](const QByteArray &data) {
-        logLine(Tag, QStringLiteral("stderr: ") + QString::fromUtf8(data).trimmed());
-    });
-    connect(process, &ChildProcess::finished, this, &CodexSDKService::onExit);
-    connect(process, &ChildProcess::failedToStart, this, &CodexSDKService::onFailedToStart);
-    process->start(command);
-    process->closeInput(); // codex must never wait for input
+    m_turn = Turn{};
+    m_turn.resuming = !m_sessionId.isEmpty();
+    const QStringList arguments = codexturn::arguments(m_permissionMode, m_model, m_sessionId, m_workingDirectory, m_turnInput);
+    if (!startProcess(arguments, codexEnvironment(QProcessEnvironment::systemEnvironment(), profile())))
+        return;
+    setState(State::InTurn);
+    m_process->closeInput(); // codex must never wait for input
     QStringList shown = m_lastArguments;
     if (shown.last().size() > 200) // the prompt, which can carry whole files
         shown.last() = shown.last().left(200) + QStringLiteral("…");
-    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(command.program, shown.join(QLatin1Char(' '))));
+    logLine(Tag, QStringLiteral("Launched: %1 %2").arg(m_tool.program(), shown.join(QLatin1Char(' '))));
 }
 
 void CodexSDKService::interrupt()
@@ -131,56 +105,22 @@ void CodexSDKService::interrupt()
     }
     if (!isTurnRunning())
         return;
-    m_userStopped = true;
+    m_turn.userStopped = true;
     m_process->interrupt();
     logLine(Tag, QStringLiteral("Sent SIGINT"));
-}
-
-void CodexSDKService::terminate()
-{
-    if (!isTurnRunning())
-        return;
-    m_userStopped = true;
-    m_process->terminate();
-    logLine(Tag, QStringLiteral("Sent SIGTERM"));
 }
 
 void CodexSDKService::forceTerminate()
 {
     m_queuedTurn.reset();
-    detachProcess();
-    m_isLaunched = false;
-    m_workingDirectory.reset();
+    releaseProcess(200, 2000);
+    setState(State::NotLaunched);
     m_sessionId.clear();
     m_didEmitInitForCurrentSession = false;
     QMetaObject::invokeMethod(this, [this] {
         if (m_delegate)
             m_delegate->agentDidBecomeReady();
     }, Qt::QueuedConnection);
-}
-
-void CodexSDKService::detachProcess()
-{
-    if (!m_process)
-        return;
-    ChildProcess *process = m_process.release();
-    process->disconnect(this);
-    if (!process->isRunning()) {
-        process->deleteLater();
-        return;
-    }
-    // Ask politely, then make sure; the wrapper deletes itself when the process is gone.
-    process->setParent(this);
-    connect(process, &ChildProcess::finished, process, &QObject::deleteLater);
-    process->stop(200, 2000);
-}
-
-void CodexSDKService::onFailedToStart(const Error &error)
-{
-    logLine(Tag, QStringLiteral("Failed to launch: ") + error.message);
-    if (m_process)
-        m_process.release()->deleteLater();
-    fail(error.code ? error.code : 1, error.message);
 }
 
 void CodexSDKService::onLine(const QByteArray &line)
@@ -195,7 +135,7 @@ void CodexSDKService::dispatch(const CodexEvent &event)
     using Kind = CodexEvent::Kind;
     switch (event.kind) {
     case Kind::threadStarted:
-        m_threadSeenThisTurn = true;
+        m_turn.threadSeen = true;
         if (m_sessionId.isEmpty()) {
             m_sessionId = event.id;
             logLine(Tag, QStringLiteral("Session ID: ") + m_sessionId);
@@ -211,11 +151,11 @@ void CodexSDKService::dispatch(const CodexEvent &event)
             m_delegate->didChangeStatus(QStringLiteral("Thinking"));
         return;
     case Kind::turnCompleted:
-        m_didReceiveTurnCompleted = true;
+        m_turn.receivedCompletion = true;
         completeTurn(event.usage);
         return;
     case Kind::turnFailed:
-        m_didReceiveTurnCompleted = true;
+        m_turn.receivedCompletion = true;
         logLine(Tag, QStringLiteral("Turn failed: ") + event.text);
         fail(-1, event.text);
         return;
@@ -227,11 +167,11 @@ void CodexSDKService::dispatch(const CodexEvent &event)
     case Kind::text:
         // Each agent message arrives whole; two in a row would otherwise run into one paragraph.
         if (m_delegate)
-            m_delegate->didReceiveText(m_textOpen ? QStringLiteral("\n\n") + event.text : event.text);
-        m_textOpen = true;
+            m_delegate->didReceiveText(m_turn.textOpen ? QStringLiteral("\n\n") + event.text : event.text);
+        m_turn.textOpen = true;
         return;
     case Kind::toolStarted:
-        m_textOpen = false;
+        m_turn.textOpen = false;
         if (m_delegate)
             m_delegate->didStartTool(event.name, event.id, event.input);
         return;
@@ -260,13 +200,13 @@ void CodexSDKService::completeTurn(const std::optional<QVariantMap> &usage)
 void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int signal)
 {
     const QString stderrText = m_process ? codexturn::failureText(m_process->errorTailText()) : QString();
-    if (m_process)
-        m_process.release()->deleteLater();
+    dropEndedProcess();
+    setState(State::Ready);
     if (kind == ChildProcess::ExitKind::Normal && fallBackFromLostThread(exitCode, stderrText))
         return; // the turn goes on in a new thread
-    if (!m_didReceiveTurnCompleted) {
+    if (!m_turn.receivedCompletion) {
         // codex answers SIGINT with status 1, not 130: our own stop is what marks it as one.
-        if (m_userStopped || kind == ChildProcess::ExitKind::Crashed || exitCode == 130) {
+        if (m_turn.userStopped || kind == ChildProcess::ExitKind::Crashed || exitCode == 130) {
             logLine(Tag, kind == ChildProcess::ExitKind::Crashed ? QStringLiteral("Turn stopped (signal %1)").arg(signal)
                                                                   : QStringLiteral("Turn stopped (status %1)").arg(exitCode));
             completeTurn(std::nullopt);
@@ -291,7 +231,7 @@ void CodexSDKService::onExit(int exitCode, ChildProcess::ExitKind kind, int sign
 bool CodexSDKService::fallBackFromLostThread(int exitCode, const QString &stderrText)
 {
     // codex refuses a thread it has no record of before it prints anything on standard output.
-    if (exitCode == 0 || m_userStopped || m_didReceiveTurnCompleted || !m_resumingThisTurn || m_threadSeenThisTurn
+    if (exitCode == 0 || m_turn.userStopped || m_turn.receivedCompletion || !m_turn.resuming || m_turn.threadSeen
         || !stderrText.contains(QLatin1String("no rollout found")))
         return false;
     logLine(Tag, QStringLiteral("Thread %1 could not be resumed; starting a new thread with the recent conversation replayed")
@@ -304,12 +244,6 @@ bool CodexSDKService::fallBackFromLostThread(int exitCode, const QString &stderr
     }
     startTurn();
     return true;
-}
-
-void CodexSDKService::fail(int code, const QString &description)
-{
-    if (m_delegate)
-        m_delegate->didFail(AgentError{QStringLiteral("CodexSDK"), code, description});
 }
 
 } // namespace corvane

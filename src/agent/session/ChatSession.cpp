@@ -33,7 +33,7 @@ ChatSession::ChatSession(const QUuid &chatId, const QString &chatName, const QSt
 ChatSession::~ChatSession()
 {
     if (m_adapter)
-        m_adapter->forceTerminate();
+        m_adapter->terminate();
 }
 
 std::shared_ptr<Chat> ChatSession::chat()
@@ -555,9 +555,10 @@ void ChatSession::resetConversation()
 
 void ChatSession::cleanup()
 {
-    log(QStringLiteral("cleanup: stopping adapter, clearing %1 messages").arg(m_messages.size()));
+    log(QStringLiteral("cleanup: ending the agent, clearing %1 messages").arg(m_messages.size()));
     if (m_adapter) {
-        m_adapter->forceTerminate();
+        // Not killed: the agent finishes writing its session on the way out.
+        m_adapter->terminate();
         m_adapter.reset();
     }
     m_isAgentStarted = false;

@@ -62,8 +62,10 @@ public:
     QObject *existingGitMonitor(const QUuid &workspaceId) const { return m_gitMonitors.value(workspaceId); }
     void removeGitMonitor(const QUuid &workspaceId);
 
-    // Application end: every agent process ends, every monitor stops. Nothing needs saving:
-    // sessions save as they go.
+    // Application end: every agent is asked to end (its input closes, so claude saves its
+    // session), every monitor stops. The processes end in the background; see
+    // ProcessReaper::drain() for waiting on them. Nothing else needs saving: sessions save as
+    // they go.
     void shutdown();
 
 signals:

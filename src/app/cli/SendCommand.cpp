@@ -1,8 +1,8 @@
 #include "app/cli/SendCommand.h"
 
 #include "agent/AgentModelCatalogue.h"
-#include "agent/claude/ClaudeAdapter.h"
-#include "agent/codex/CodexAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
+#include "agent/codex/CodexSDKService.h"
 #include "agent/input/AttachmentService.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
@@ -13,6 +13,7 @@
 #include "accounts/ProfileService.h"
 #include "app/cli/PromptAnswers.h"
 #include "core/Paths.h"
+#include "core/process/ProcessReaper.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
 #include "core/records/Profile.h"
@@ -235,8 +236,8 @@ int sendCommand(const QStringList &arguments)
     session.setUiHandler(&printer, &printer);
     ChatController controller([&](AgentType type) -> std::unique_ptr<AgentAdapter> {
         if (type == AgentType::codex)
-            return std::make_unique<CodexAdapter>(codex);
-        return std::make_unique<ClaudeAdapter>(claude);
+            return std::make_unique<CodexSDKService>(codex);
+        return std::make_unique<ClaudeSDKService>(claude);
     });
 
     QEventLoop loop;
@@ -263,8 +264,11 @@ int sendCommand(const QStringList &arguments)
     if (status == 0 && printer.printedAnything())
         std::fputs("\n", stdout);
     std::fflush(stdout);
+    // The agent ends by itself (claude saves its session on the way out), so the next send can
+    // resume it.
     if (session.adapter())
-        session.adapter()->forceTerminate();
+        session.adapter()->terminate();
+    ProcessReaper::shared().drain();
     return status;
 }
 

@@ -3,4 +3,5 @@ target_sources(corvane_core PRIVATE
     process/ProgramLookup.h process/ProgramLookup.cpp
     process/LineFramer.h process/LineFramer.cpp
     process/ByteTail.h process/ByteTail.cpp
-    process/ChildProcess.h process/ChildProcess.cpp)
+    process/ChildProcess.h process/ChildProcess.cpp
+    process/ProcessReaper.h process/ProcessReaper.cpp)

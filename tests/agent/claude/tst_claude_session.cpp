@@ -1,7 +1,7 @@
 // The real claude, driven through the chat session engine exactly as the window drives it,
 // against the scripted model stand-in. Each case checks what ends up in the store.
 #include "agent/AgentModelCatalogue.h"
-#include "agent/claude/ClaudeAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
 #include "core/records/Chat.h"
@@ -56,10 +56,10 @@ class ClaudeSessionTest : public QObject
     ChatController controller()
     {
         return ChatController([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, test::FakeModel::claudePath()));
-            adapter->service().setExtraEnvironment(m_claudeEnv);
-            adapter->service().setTiming(m_timing);
-            m_lastService = &adapter->service();
+            auto adapter = std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, test::FakeModel::claudePath()));
+            adapter->setExtraEnvironment(m_claudeEnv);
+            adapter->setTiming(m_timing);
+            m_lastService = adapter.get();
             return adapter;
         });
     }
@@ -297,8 +297,8 @@ private slots:
         m_claudeEnv = QProcessEnvironment();
         auto session = newSession();
         ChatController chat([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, m_env->path("no/claude")));
-            m_lastService = &adapter->service();
+            auto adapter = std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, m_env->path("no/claude")));
+            m_lastService = adapter.get();
             return adapter;
         });
         const Turn turn = send(*session, chat, "Anyone there?");
@@ -390,8 +390,8 @@ private slots:
         script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
         auto session = newSession();
         ChatController chat([this, wrapper](AgentType) -> std::unique_ptr<AgentAdapter> {
-            auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, wrapper));
-            adapter->service().setExtraEnvironment(m_claudeEnv);
+            auto adapter = std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, wrapper));
+            adapter->setExtraEnvironment(m_claudeEnv);
             return adapter;
         });
         const Turn turn = send(*session, chat, "Hello");

@@ -1,7 +1,7 @@
 // The real codex, driven through the chat session engine exactly as the window drives it, against
 // the scripted Responses API stand-in. Each case checks what ends up in the store.
 #include "agent/AgentModelCatalogue.h"
-#include "agent/codex/CodexAdapter.h"
+#include "agent/codex/CodexSDKService.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
 #include "core/records/Chat.h"
@@ -60,9 +60,9 @@ class CodexSessionTest : public QObject
     ChatController controller()
     {
         return ChatController([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            auto adapter = std::make_unique<CodexAdapter>(locateTool(AgentTool::codex, m_codexPath));
-            adapter->service().setExtraEnvironment(m_codexEnv);
-            m_lastService = &adapter->service();
+            auto adapter = std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, m_codexPath));
+            adapter->setExtraEnvironment(m_codexEnv);
+            m_lastService = adapter.get();
             return adapter;
         });
     }
@@ -531,7 +531,7 @@ private slots:
     {
         auto session = newSession();
         ChatController chat([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            return std::make_unique<CodexAdapter>(locateTool(AgentTool::codex, m_env->path("nowhere/codex")));
+            return std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, m_env->path("nowhere/codex")));
         });
         const Turn turn = send(*session, chat, "Hello");
         QVERIFY(!turn.completed);

@@ -3,7 +3,7 @@
 // One chat in a fresh store, driven through ChatController and ChatSession against the real
 // claude and the scripted model stand-in, the way the window drives it.
 #include "agent/AgentModelCatalogue.h"
-#include "agent/claude/ClaudeAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
 #include "core/records/Chat.h"
@@ -119,8 +119,8 @@ private:
 
     std::unique_ptr<AgentAdapter> makeAdapter()
     {
-        auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, FakeModel::claudePath()));
-        adapter->service().setExtraEnvironment(m_model.claudeEnvironment());
+        auto adapter = std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, FakeModel::claudePath()));
+        adapter->setExtraEnvironment(m_model.claudeEnvironment());
         return adapter;
     }
 

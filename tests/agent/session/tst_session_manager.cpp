@@ -97,9 +97,9 @@ private slots:
         QSignalSpy done(session, &ChatSession::turnCompleted);
         QVERIFY(chat.controller().sendMessage(*session, "first question", {}, sonnet, PermissionMode::ask).ok());
         QVERIFY(done.wait(60000));
-        auto *adapter = dynamic_cast<ClaudeAdapter *>(session->adapter());
+        auto *adapter = dynamic_cast<ClaudeSDKService *>(session->adapter());
         QVERIFY(adapter);
-        const qint64 pid = adapter->service().processId();
+        const qint64 pid = adapter->processId();
         QVERIFY(pid > 0);
         sessions.shutdown();
         QVERIFY(!sessions.hasSession(chat.chatId()));

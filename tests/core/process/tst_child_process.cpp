@@ -1,4 +1,5 @@
 #include "core/process/ChildProcess.h"
+#include "core/process/ProcessReaper.h"
 
 #include <QDir>
 #include <QFile>
@@ -335,6 +336,33 @@ private slots:
         QCOMPARE(r.signal, signal);
         if (signal == SIGKILL)
             QVERIFY2(elapsed.elapsed() >= 400 && elapsed.elapsed() < 5000, qPrintable(QString::number(elapsed.elapsed())));
+    }
+
+    // Retired processes end in parallel: one at end of input, one on SIGTERM, one only by SIGKILL.
+    // The drain waits for the slowest, bounded by the delays, not by their sum.
+    void reaperDrainsInParallel()
+    {
+        ProcessReaper reaper;
+        QList<std::shared_ptr<Recorder>> recorders;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        for (const QString mode : {"echo", "sigint", "ignoreterm", "ignoreterm"}) {
+            auto process = std::make_unique<ChildProcess>();
+            recorders << std::make_shared<Recorder>(*process);
+            process->start(helper({mode}));
+            if (mode != "echo")
+                QTRY_COMPARE(recorders.last()->lines, QByteArrayList{"ready"});
+            reaper.retire(std::move(process), 300, 300);
+        }
+        QVERIFY(reaper.count() >= 3); // the first may have ended while the others started
+        QVERIFY(reaper.drain(5000));
+        QCOMPARE(reaper.count(), 0);
+        QVERIFY2(elapsed.elapsed() < 3000, qPrintable(QString::number(elapsed.elapsed())));
+        QCOMPARE(recorders[0]->kind, Kind::Normal);
+        QCOMPARE(recorders[1]->signal, SIGTERM);
+        QCOMPARE(recorders[2]->signal, SIGKILL);
+        QCOMPARE(recorders[3]->signal, SIGKILL);
+        QVERIFY(reaper.drain(10)); // nothing left: at once
     }
 
     void keepsABoundedErrorTail_data()

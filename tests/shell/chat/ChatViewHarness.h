@@ -2,7 +2,7 @@
 
 // A chat view over a fresh store, with the real claude talking to the scripted model stand-in:
 // the pieces the application puts together, nothing replaced.
-#include "agent/claude/ClaudeAdapter.h"
+#include "agent/claude/ClaudeSDKService.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/SessionManager.h"
 #include "core/NotificationCenter.h"
@@ -110,8 +110,8 @@ public:
 private:
     std::unique_ptr<AgentAdapter> makeAdapter()
     {
-        auto adapter = std::make_unique<ClaudeAdapter>(locateTool(AgentTool::claude, FakeModel::claudePath()));
-        adapter->service().setExtraEnvironment(m_model.claudeEnvironment());
+        auto adapter = std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, FakeModel::claudePath()));
+        adapter->setExtraEnvironment(m_model.claudeEnvironment());
         return adapter;
     }
 
