@@ -1,5 +1,7 @@
 #include "accounts/ProfileService.h"
 
+#include "core/Broadcasts.h"
+
 #include "accounts/ProfileRepairs.h"
 #include "agent/runtime/AgentEnvironment.h"
 #include "agent/runtime/ToolLocator.h"
@@ -172,7 +174,7 @@ Result<std::shared_ptr<Profile>> ProfileService::createProfile(const QString &na
         undo();
         return saved.error().prefixed(QStringLiteral("Couldn't save the profile: "));
     }
-    m_center.post(notifications::profilesDidChange);
+    m_center.post(broadcast::profilesDidChange);
     return inserted;
 }
 
@@ -363,7 +365,7 @@ Status ProfileService::saveAndPost(const char *what)
         logLine("Profiles", QStringLiteral("%1: %2").arg(QLatin1String(what), saved.error().message));
         return saved;
     }
-    m_center.post(notifications::profilesDidChange);
+    m_center.post(broadcast::profilesDidChange);
     return {};
 }
 

@@ -20,10 +20,6 @@ class NotificationCenter;
 class StoreContext;
 struct Profile;
 
-namespace notifications {
-inline const QString profilesDidChange = QStringLiteral("profilesDidChange");
-}
-
 // The agent accounts: one record per account, each with its own claude configuration folder and
 // codex home, so the accounts never see each other's sign-in or history. Runs on the thread of
 // its context (the main one); nothing here waits for a process.

@@ -5,7 +5,7 @@
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/SessionManager.h"
-#include "core/NotificationCenter.h"
+#include "core/Broadcasts.h"
 #include "core/settings/AppSettings.h"
 #include "shell/chat/FloatingPromptCoordinator.h"
 #include "shell/notifications/BackgroundNotificationService.h"
@@ -31,7 +31,7 @@ AgentServices::AgentServices(Store &store, AppSettings &settings, NotificationCe
         return std::make_unique<ClaudeSDKService>(locateTool(AgentTool::claude, prefs->claudePath()));
     });
     m_controller->setRenameObserver([&center](const QUuid &chatId) {
-        center.post(QStringLiteral("chatDidRename"), nullptr, {{"chatId", chatId}});
+        broadcast::post(center, broadcast::ChatRenamed{chatId});
     });
 }
 

@@ -2,7 +2,7 @@
 
 #include "accounts/ProfileRepairs.h"
 #include "core/MainThread.h"
-#include "core/NotificationCenter.h"
+#include "core/Broadcasts.h"
 #include "core/startup/StartupRepairs.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
@@ -38,7 +38,7 @@ void startActivityBackfill(const std::shared_ptr<Store> &store, QObject *receive
         },
         [&center](int days) {
             if (days > 0)
-                center.post(QStringLiteral("chatActivityDaysDidBackfill"));
+                center.post(broadcast::chatActivityDaysDidBackfill);
         });
 }
 

@@ -1,6 +1,7 @@
 #include "accounts/AuthStatus.h"
 #include "accounts/ProfileRepairs.h"
 #include "accounts/ProfileService.h"
+#include "core/Broadcasts.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
 #include "core/records/Profile.h"
@@ -73,7 +74,7 @@ private slots:
         m_store = store.value();
         m_center = std::make_unique<NotificationCenter>();
         m_posts = 0;
-        m_center->addObserver(notifications::profilesDidChange, [this](const Notification &) { ++m_posts; });
+        m_center->addObserver(broadcast::profilesDidChange, [this](const Notification &) { ++m_posts; });
         m_service = std::make_unique<ProfileService>(context(), *m_center);
         profiles::ensureDefaultProfile(context());
     }

@@ -1,5 +1,5 @@
 #include "app/StartupSequence.h"
-#include "core/NotificationCenter.h"
+#include "core/Broadcasts.h"
 #include "core/Paths.h"
 #include "core/records/Chat.h"
 #include "core/records/ChatActivityDay.h"
@@ -162,7 +162,7 @@ private slots:
         QObject receiver;
         int posts = 0;
         NotificationCenter center;
-        center.addObserver("chatActivityDaysDidBackfill", [&](const Notification &) { ++posts; });
+        center.addObserver(broadcast::chatActivityDaysDidBackfill, [&](const Notification &) { ++posts; });
         startup::startActivityBackfill(store, &receiver, center);
         QTRY_COMPARE(posts, 1);
         StoreContext &ctx = store->mainContext();

@@ -1,7 +1,7 @@
 #include "agent/session/SessionManager.h"
 
 #include "core/Log.h"
-#include "core/NotificationCenter.h"
+#include "core/Broadcasts.h"
 
 #include <QPointer>
 #include <QTimer>
@@ -41,11 +41,11 @@ ChatSession *SessionManager::session(const QUuid &chatId, const QString &chatNam
     created->setNotifier(m_notifier);
     ChatSession *raw = created.get();
     connect(raw, &ChatSession::activityStateChanged, this, [this, raw](const QUuid &id, ChatActivityState state) {
-        postAsync(QStringLiteral("chatActivityStateDidChange"), {{"chatId", id}, {"state", toRaw(state)}}, raw);
+        postAsync(broadcast::ChatActivityChanged{id, toRaw(state)}, raw);
     });
     m_sessions.insert(chatId, created);
     emit sessionCreated(raw);
-    postAsync(QStringLiteral("chatSessionDidChange"), {{"chatId", chatId}, {"hasSession", true}}, this);
+    postAsync(broadcast::ChatSessionChanged{chatId, true}, this);
     return created.get();
 }
 
@@ -62,7 +62,7 @@ void SessionManager::closeSession(const QUuid &chatId)
                      .arg(m_sessions.size()));
     session->disconnect(this);
     session->cleanup();
-    postAsync(QStringLiteral("chatSessionDidChange"), {{"chatId", chatId}, {"hasSession", false}}, this);
+    postAsync(broadcast::ChatSessionChanged{chatId, false}, this);
 }
 
 bool SessionManager::markChatActive(const QUuid &chatId)
@@ -112,14 +112,15 @@ void SessionManager::shutdown()
         delete monitor.data();
 }
 
-void SessionManager::postAsync(const QString &name, const QVariantMap &payload, const void *sender)
+template <typename Payload>
+void SessionManager::postAsync(const Payload &payload, const void *sender)
 {
     // Observers redraw on these; posting from the event loop keeps them out of the session's own
     // call stack.
     QPointer<SessionManager> self(this);
-    QTimer::singleShot(0, this, [self, name, payload, sender] {
+    QTimer::singleShot(0, this, [self, payload, sender] {
         if (self)
-            self->m_center.post(name, sender, payload);
+            broadcast::post(self->m_center, payload, sender);
     });
 }
 

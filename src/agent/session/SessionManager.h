@@ -23,9 +23,8 @@ QString toRaw(ChatActivityState state);
 // per workspace. A chat keeps running while the window shows something else; a window only
 // attaches to and detaches from the session. Lives on the main thread, like the sessions.
 //
-// Broadcasts: "chatSessionDidChange" {"chatId": QUuid, "hasSession": bool} when a session is
-// created or closed, and "chatActivityStateDidChange" {"chatId": QUuid, "state": raw text:
-// "idle", "processing", "waitingForPermission", "completed"} on every real change of a session's
+// Broadcasts: broadcast::ChatSessionChanged when a session is created or closed, and
+// broadcast::ChatActivityChanged (the state as toRaw() text) on every real change of a session's
 // activity. Both are posted from the event loop, never from inside the call that caused them.
 class SessionManager : public QObject
 {
@@ -73,7 +72,8 @@ signals:
     void sessionCreated(corvane::ChatSession *session);
 
 private:
-    void postAsync(const QString &name, const QVariantMap &payload, const void *sender);
+    template <typename Payload>
+    void postAsync(const Payload &payload, const void *sender);
 
     Store &m_store;
     NotificationCenter &m_center;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Broadcasts.h"
+
 #include "core/NotificationCenter.h"
 #include "core/Result.h"
 #include "core/records/Enums.h"
@@ -19,17 +21,8 @@
 
 namespace corvane {
 
-// Names posted, without payload, when a setting changes.
-namespace settingsNotification {
-inline const QString appearanceModeChanged = QStringLiteral("appearanceModeChanged");
-inline const QString textSizeScaleChanged = QStringLiteral("textSizeScaleChanged");
-inline const QString terminalAppearanceModeChanged = QStringLiteral("terminalAppearanceModeChanged");
-inline const QString toolSettingsChanged = QStringLiteral("toolSettingsChanged");
-inline const QString shortcutSettingsChanged = QStringLiteral("shortcutSettingsChanged");
-inline const QString showHiddenFilesChanged = QStringLiteral("showHiddenFilesChanged");
-inline const QString modelVisibilityChanged = QStringLiteral("modelVisibilityChanged");
-inline const QString archiveRetentionChanged = QStringLiteral("archiveRetentionChanged");
-} // namespace settingsNotification
+// The setting broadcasts are named with the others, in core/Broadcasts.h.
+namespace settingsNotification = broadcast;
 
 // The account's names as the system knows them: the full name ("Ada Lovelace") and the login
 // name ("ada").

@@ -1,19 +1,15 @@
 #pragma once
 
-#include <QString>
+#include "core/Broadcasts.h"
 
-// Names and payload keys of the broadcasts the sidebar posts and observes.
+// The broadcasts the sidebar posts and observes, named in core/Broadcasts.h.
 namespace corvane::workspaceNotification {
 
-// {"chatId", "state"}: a live session's activity changed.
-inline const QString chatActivityStateDidChange = QStringLiteral("chatActivityStateDidChange");
-// {"chatId", "hasSession"}: a session was created or closed.
-inline const QString chatSessionDidChange = QStringLiteral("chatSessionDidChange");
-// No payload: a chat or workspace was archived or restored.
-inline const QString chatArchiveStateDidChange = QStringLiteral("chatArchiveStateDidChange");
-// {"workspaceId"}: a workspace got a new name.
-inline const QString workspaceDidRename = QStringLiteral("workspaceDidRename");
-inline const QString profilesDidChange = QStringLiteral("profilesDidChange");
+using broadcast::chatActivityStateDidChange;
+using broadcast::chatArchiveStateDidChange;
+using broadcast::chatSessionDidChange;
+using broadcast::profilesDidChange;
+using broadcast::workspaceDidRename;
 
 inline const QString chatIdKey = QStringLiteral("chatId");
 inline const QString stateKey = QStringLiteral("state");
