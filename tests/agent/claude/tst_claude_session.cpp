@@ -10,7 +10,7 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
-#include "agent/session/ClaudeChatHarness.h"
+#include "support/ChatFixture.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -26,32 +26,17 @@ using namespace corvane;
 
 namespace {
 
-struct Turn
-{
-    bool completed = false;
-    QString failure;
-};
+using Turn = test::TurnOutcome;
 
 } // namespace
 
-class ClaudeSessionTest : public QObject
+class ClaudeSessionTest : public QObject, test::ChatFixture
 {
     Q_OBJECT
 
-    std::unique_ptr<test::TestEnvironment> m_env;
-    std::shared_ptr<Store> m_store;
-    QUuid m_chatId;
-    QString m_folder;
     ClaudeSDKService::Timing m_timing;
     QProcessEnvironment m_claudeEnv;
     ClaudeSDKService *m_lastService = nullptr;
-
-    std::unique_ptr<ChatSession> newSession()
-    {
-        auto session = std::make_unique<ChatSession>(m_chatId, "Test chat", m_folder, *m_store);
-        session->setSaveInterval(200);
-        return session;
-    }
 
     ChatController controller()
     {
@@ -68,41 +53,9 @@ class ClaudeSessionTest : public QObject
     Turn send(ChatSession &session, ChatController &chat, const QString &text,
               PermissionMode mode = PermissionMode::acceptAll, int timeoutMs = 60000)
     {
-        Turn turn;
-        QSignalSpy done(&session, &ChatSession::turnCompleted);
-        QSignalSpy failed(&session, &ChatSession::turnFailed);
-        const auto model = *AgentModelCatalogue::byId("claude:claude-sonnet-4-6");
-        if (Status sent = chat.sendMessage(session, text, {}, model, mode); !sent) {
-            turn.failure = sent.error().message;
-            return turn;
-        }
-        QDeadlineTimer deadline(timeoutMs);
-        while (done.count() + failed.count() == 0 && !deadline.hasExpired())
-            QTest::qWait(20);
-        if (done.count() + failed.count() == 0)
-            turn.failure = QStringLiteral("the turn did not end in time");
-        turn.completed = done.count() > 0;
-        if (failed.count())
-            turn.failure = failed.at(0).at(1).toString();
-        return turn;
+        return test::sendAndWait(session, chat, text, *AgentModelCatalogue::byId("claude:claude-sonnet-4-6"), mode, {}, {},
+                                 timeoutMs);
     }
-
-    QList<std::shared_ptr<Message>> stored()
-    {
-        auto ctx = m_store->newContext();
-        return ctx->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId)).orderBy("timestamp"));
-    }
-
-    QStringList assistantTexts()
-    {
-        QStringList out;
-        for (const auto &m : stored())
-            if (m->role == MessageRole::assistant)
-                out << m->content;
-        return out;
-    }
-
-    std::shared_ptr<Chat> storedChat() { return m_store->newContext()->get<Chat>(m_chatId); }
 
     bool startModel(test::FakeModel &model)
     {
@@ -123,19 +76,11 @@ private slots:
 
     void init()
     {
-        m_env = std::make_unique<test::TestEnvironment>();
-        m_store = Store::open(m_env->path("Corvane.store")).value();
-        m_folder = m_env->path("repo");
-        QDir().mkpath(m_folder);
-        m_chatId = test::insertChat(*m_store, m_folder);
+        setUpChat();
         m_timing = ClaudeSDKService::Timing();
     }
 
-    void cleanup()
-    {
-        m_store.reset();
-        m_env.reset();
-    }
+    void cleanup() { tearDownChat(); }
 
     void repliesAreStored_data()
     {

@@ -12,6 +12,7 @@
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "support/FakeCodexModel.h"
+#include "support/ChatFixture.h"
 #include "support/TestEnvironment.h"
 
 #include <QDeadlineTimer>
@@ -25,12 +26,7 @@ using namespace corvane;
 
 namespace {
 
-struct Turn
-{
-    bool completed = false;
-    QString failure;
-    int failures = 0;
-};
+using Turn = test::TurnOutcome;
 
 // A 1x1 PNG.
 const QByteArray TinyPng = QByteArray::fromBase64(
@@ -38,24 +34,13 @@ const QByteArray TinyPng = QByteArray::fromBase64(
 
 } // namespace
 
-class CodexSessionTest : public QObject
+class CodexSessionTest : public QObject, test::ChatFixture
 {
     Q_OBJECT
 
-    std::unique_ptr<test::TestEnvironment> m_env;
-    std::shared_ptr<Store> m_store;
-    QUuid m_chatId;
-    QString m_folder;
     QProcessEnvironment m_codexEnv;
     QString m_codexPath;
     CodexSDKService *m_lastService = nullptr;
-
-    std::unique_ptr<ChatSession> newSession()
-    {
-        auto session = std::make_unique<ChatSession>(m_chatId, "Test chat", m_folder, *m_store);
-        session->setSaveInterval(200);
-        return session;
-    }
 
     ChatController controller()
     {
@@ -74,58 +59,18 @@ class CodexSessionTest : public QObject
     Turn send(ChatSession &session, ChatController &chat, const QString &text, const QList<Attachment> &attachments = {},
               const std::function<void()> &during = {}, PermissionMode mode = PermissionMode::acceptEdits)
     {
-        Turn turn;
-        QSignalSpy done(&session, &ChatSession::turnCompleted);
-        QSignalSpy failed(&session, &ChatSession::turnFailed);
-        if (Status sent = chat.sendMessage(session, text, attachments, model(), mode); !sent) {
-            turn.failure = sent.error().message;
-            return turn;
-        }
-        if (during)
-            during();
-        QDeadlineTimer deadline(60000);
-        while (done.count() + failed.count() == 0 && !deadline.hasExpired())
-            QTest::qWait(20);
-        if (done.count() + failed.count() == 0)
-            turn.failure = QStringLiteral("the turn did not end in time");
+        Turn turn = test::sendAndWait(session, chat, text, model(), mode, attachments, during);
         // codex exits after it reported the turn's end: a second event for the same turn would
         // come with that exit.
+        QSignalSpy failed(&session, &ChatSession::turnFailed);
         QDeadlineTimer exited(10000);
         const qint64 pid = m_lastService ? m_lastService->processId() : 0;
         while (pid && m_lastService->processId() == pid && !exited.hasExpired())
             QTest::qWait(20);
         QTest::qWait(50);
-        turn.completed = done.count() > 0;
-        turn.failures = int(failed.count());
-        if (failed.count())
-            turn.failure = failed.at(0).at(1).toString();
+        turn.failures += int(failed.count());
         return turn;
     }
-
-    QList<std::shared_ptr<Message>> stored()
-    {
-        auto ctx = m_store->newContext();
-        return ctx->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId)).orderBy("timestamp"));
-    }
-
-    QList<std::shared_ptr<Message>> storedWith(MessageRole role)
-    {
-        QList<std::shared_ptr<Message>> out;
-        for (const auto &m : stored())
-            if (m->role == role)
-                out << m;
-        return out;
-    }
-
-    QStringList assistantTexts()
-    {
-        QStringList out;
-        for (const auto &m : storedWith(MessageRole::assistant))
-            out << m->content;
-        return out;
-    }
-
-    std::shared_ptr<Chat> storedChat() { return m_store->newContext()->get<Chat>(m_chatId); }
 
     bool startModel(test::FakeCodexModel &fake)
     {
@@ -168,34 +113,11 @@ private slots:
 
     void init()
     {
-        m_env = std::make_unique<test::TestEnvironment>();
-        m_store = Store::open(m_env->path("Corvane.store")).value();
-        m_folder = m_env->path("repo");
-        QDir().mkpath(m_folder);
-        StoreContext &ctx = m_store->mainContext();
-        Project project;
-        project.name = "repo";
-        project.path = m_folder;
-        Workspace workspace;
-        workspace.name = "repo";
-        workspace.projectId = project.id;
-        Chat chat;
-        chat.name = "Test chat";
-        chat.projectId = project.id;
-        chat.workspaceId = workspace.id;
-        m_chatId = chat.id;
-        ctx.insert(project);
-        ctx.insert(workspace);
-        ctx.insert(chat);
-        QVERIFY(ctx.save().ok());
+        setUpChat();
         m_lastService = nullptr;
     }
 
-    void cleanup()
-    {
-        m_store.reset();
-        m_env.reset();
-    }
+    void cleanup() { tearDownChat(); }
 
     void textReply_data()
     {

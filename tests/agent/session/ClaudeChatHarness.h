@@ -12,6 +12,7 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "support/ChatFixture.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -21,27 +22,6 @@
 #include <QTest>
 
 namespace corvane::test {
-
-// A project for `folder` with one workspace and one chat named "Test chat"; the chat's id.
-inline QUuid insertChat(Store &store, const QString &folder)
-{
-    StoreContext &ctx = store.mainContext();
-    Project project;
-    project.name = "repo";
-    project.path = folder;
-    Workspace workspace;
-    workspace.name = "repo";
-    workspace.projectId = project.id;
-    Chat chat;
-    chat.name = "Test chat";
-    chat.projectId = project.id;
-    chat.workspaceId = workspace.id;
-    ctx.insert(project);
-    ctx.insert(workspace);
-    ctx.insert(chat);
-    (void)ctx.save();
-    return chat.id;
-}
 
 class ClaudeChatHarness
 {
