@@ -70,7 +70,10 @@ void ChatSession::didRequestPermission(const AgentPermissionRequest &request)
         removeRow(m_currentThinking, "removeThinkingMessage()");
     setActivityState(ChatActivityState::waitingForPermission);
     m_pendingRequests.insert(request.requestId, request);
-    if (request.toolName == QLatin1String("ExitPlanMode") && m_plan.isActive) {
+    // claude hands its plan over as the request's "plan", also when it never announced planning.
+    if (request.toolName == QLatin1String("ExitPlanMode")
+        && (m_plan.isActive || !request.toolInput.value(QStringLiteral("plan")).toString().trimmed().isEmpty())) {
+        m_plan.isActive = true;
         showPlanForApproval(request);
         return;
     }
@@ -284,6 +287,11 @@ void ChatSession::showPlanForApproval(const AgentPermissionRequest &request)
             log(QStringLiteral(" Failed to read plan file from disk: ") + file.errorString());
         }
     }
+    // Without a file, the plan is what claude put in the request; what it streamed before is
+    // only the lead-in.
+    const QString fromRequest = request.toolInput.value(QStringLiteral("plan")).toString();
+    if (!m_plan.planContent && !fromRequest.trimmed().isEmpty())
+        m_plan.planContent = fromRequest;
     m_plan.isAwaitingApproval = true;
     m_planApprovalRequestId = request.requestId;
     m_planApprovalInput = request.toolInput;
@@ -304,6 +312,11 @@ void ChatSession::handlePlanApproval()
     const QString requestId = *std::exchange(m_planApprovalRequestId, std::nullopt);
     const QVariantMap input = std::exchange(m_planApprovalInput, std::nullopt).value_or(QVariantMap());
     m_pendingRequests.remove(requestId);
+    // The chat keeps what was approved, after the live plan is gone and after a restart.
+    if (const QString approved = m_plan.shownText(); !approved.trimmed().isEmpty()) {
+        appendMessage(makeRow(MessageRole::assistant, MessageContentType::planCard, approved, true));
+        save("handlePlanApproval()");
+    }
     answer(requestId, true, input, std::nullopt);
     setActivityState(ChatActivityState::processing);
     showThinkingRow();

@@ -38,6 +38,9 @@ struct PlanState
     QString accumulatedText;
 
     void reset() { *this = PlanState(); }
+    // What the user reviews: the plan file or the agent's own plan text when there is one, else
+    // what the agent said while planning.
+    QString shownText() const { return planContent.value_or(accumulatedText); }
     bool operator==(const PlanState &) const = default;
 };
 

@@ -129,7 +129,7 @@ void PromptAnswers::answerPlan()
     bool approve = m_policy == AnswerPolicy::allow || m_policy == AnswerPolicy::allowSession;
     if (m_policy == AnswerPolicy::ask) {
         say(QStringLiteral("\nPlan Ready for Review\n%1\nApprove? [y] yes, [n] no: ")
-                .arg(plan.planContent.value_or(plan.accumulatedText)));
+                .arg(plan.shownText()));
         approve = readAnswer().toLower().startsWith(QLatin1Char('y'));
     }
     if (approve)

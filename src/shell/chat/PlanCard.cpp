@@ -60,7 +60,7 @@ void PlanCard::setPlan(const PlanState &plan)
     }
     m_tasks->setText(lines.join(QLatin1Char('\n')));
     m_tasks->setVisible(!lines.isEmpty());
-    const QString content = plan.planContent.value_or(plan.accumulatedText);
+    const QString content = plan.shownText();
     m_content->setMarkdown(content, m_style);
     m_content->setVisible(!content.trimmed().isEmpty());
     m_buttons->setVisible(plan.isAwaitingApproval);

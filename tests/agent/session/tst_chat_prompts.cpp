@@ -167,22 +167,27 @@ private slots:
 
     void aPlanIsShownForApproval_data()
     {
+        QTest::addColumn<QString>("scenario");
+        QTest::addColumn<QString>("planLine");
         QTest::addColumn<bool>("approve");
-        QTest::newRow("approved") << true;
-        QTest::newRow("rejected") << false;
+        QTest::newRow("plan file, approved") << "plan.json" << "Add the button" << true;
+        QTest::newRow("plan file, rejected") << "plan.json" << "Add the button" << false;
+        QTest::newRow("plan only in the request, approved") << "plan_in_input.json" << "Move the field" << true;
     }
 
     void aPlanIsShownForApproval()
     {
+        QFETCH(QString, scenario);
+        QFETCH(QString, planLine);
         QFETCH(bool, approve);
-        ClaudeChatHarness chat("plan.json");
+        ClaudeChatHarness chat(scenario);
         QVERIFY2(chat.ok(), qPrintable(chat.error()));
         QSignalSpy review(&chat.session(), &ChatSession::planApprovalRequested);
         QVERIFY(chat.start("Add a button", PermissionMode::ask));
         QVERIFY(review.wait(60000));
         const PlanState &plan = chat.session().planState();
         QVERIFY(plan.isActive && plan.isAwaitingApproval);
-        QVERIFY(plan.planContent.value_or(QString()).contains("Add the button"));
+        QVERIFY2(plan.shownText().contains(planLine), qPrintable(plan.shownText()));
         for (const auto &m : chat.stored()) // the planning tools leave no rows
             QVERIFY2(m->toolName != "EnterPlanMode" && m->toolName != "ExitPlanMode", qPrintable(m->content));
         if (approve)
@@ -193,6 +198,11 @@ private slots:
         QVERIFY(chat.waitForTurn());
         QCOMPARE(modelReceived(chat.model(), "User rejected the plan"), !approve);
         QVERIFY(!chat.session().planState().isActive); // a plan never outlives its turn
+        // What was approved stays in the chat.
+        const auto planRows = chat.storedOfType(MessageContentType::planCard);
+        QCOMPARE(planRows.size(), approve ? 1 : 0);
+        if (approve)
+            QVERIFY2(planRows.first()->content.contains(planLine), qPrintable(planRows.first()->content));
     }
 
     void aModeSwitchApprovesAnOpenEdit()
