@@ -221,7 +221,7 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
         clearConversation(session, model, mode);
         return {};
     }
-    m_sinceStopPress.invalidate();
+    m_firstStopPress.remove(session.chatId()); // a new message starts the two presses over
     logLine(Tag, QStringLiteral("User submitted: %1 with %2 attachment(s)").arg(text).arg(attachments.size()));
     nameChat(session, text, int(attachments.size()));
 
@@ -271,23 +271,24 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
     return sent;
 }
 
-void ChatController::stop(ChatSession &session)
+ChatController::StopOutcome ChatController::stop(ChatSession &session)
 {
     AgentAdapter *adapter = session.adapter();
-    if (m_sinceStopPress.isValid() && m_sinceStopPress.elapsed() < 5000) {
+    const QElapsedTimer firstPress = m_firstStopPress.take(session.chatId());
+    if (firstPress.isValid() && firstPress.elapsed() < 5000) {
         logLine(Tag, QStringLiteral("User requested force stop (second press)"));
         if (adapter)
             adapter->forceTerminate();
-        m_sinceStopPress.invalidate();
         session.cleanupOnInterrupt();
         session.addSystemMessage(QStringLiteral("Stopped by user."));
-        return;
+        return StopOutcome::forced;
     }
     logLine(Tag, QStringLiteral("User requested interrupt (first press)"));
     if (adapter)
         adapter->interrupt();
-    m_sinceStopPress.start();
+    m_firstStopPress[session.chatId()].start();
     session.cleanupOnInterrupt();
+    return StopOutcome::interrupted;
 }
 
 void ChatController::clearConversation(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)

@@ -5,6 +5,7 @@
 #include "core/Result.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QUuid>
@@ -42,9 +43,10 @@ public:
     Status sendMessage(ChatSession &session, const QString &text, const QList<Attachment> &attachments,
                        const AgentModelDescriptor &model, PermissionMode mode);
 
-    // The stop button: the first press asks the agent to stop the turn; a second press within
-    // 5 s ends the process.
-    void stop(ChatSession &session);
+    // The stop button and command: the first press asks the agent to stop the turn; a second
+    // press in the same chat within 5 s ends the process. Each chat has its own two presses.
+    enum class StopOutcome { interrupted, forced };
+    StopOutcome stop(ChatSession &session);
 
     // "/clear": the conversation and its agent session go, and a new session starts at once.
     void clearConversation(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
@@ -58,7 +60,7 @@ private:
 
     AdapterFactory m_factory;
     std::function<void(const QUuid &)> m_onRename;
-    QElapsedTimer m_sinceStopPress; // valid while the two-press stop is armed
+    QHash<QUuid, QElapsedTimer> m_firstStopPress; // chats whose two-press stop is armed
 };
 
 } // namespace corvane

@@ -287,20 +287,9 @@ void ChatView::stop()
 {
     if (!m_session)
         return;
-    const bool wasArmed = m_input->property("stopArmed").toBool();
-    m_controller.stop(*m_session);
-    if (wasArmed) {
-        // The second press ended the process: no result will come.
-        m_input->setWaiting(false);
-        m_input->setProperty("stopArmed", false);
-        return;
-    }
-    m_input->setProperty("stopArmed", true);
-    QPointer<ChatInputView> input = m_input;
-    QTimer::singleShot(5000, this, [input] {
-        if (input)
-            input->setProperty("stopArmed", false);
-    });
+    // The controller keeps each chat's two presses, also for the window's Stop command.
+    if (m_controller.stop(*m_session) == ChatController::StopOutcome::forced)
+        m_input->setWaiting(false); // the second press ended the process: no result will come
 }
 
 void ChatView::changePermissionMode(PermissionMode mode)

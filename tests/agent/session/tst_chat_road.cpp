@@ -105,6 +105,23 @@ private slots:
         QVERIFY(!after.isEmpty() && after != before);
     }
 
+    // Each chat has its own two presses: a stop in one chat does not arm the stop of another,
+    // nor does the window's command bypass it.
+    void stopPressesBelongToTheirChat()
+    {
+        test::TestEnvironment env;
+        auto store = Store::open(env.path("Corvane.store")).value();
+        ChatSession first(test::insertChat(*store, env.path("a")), "A", env.path("a"), *store);
+        ChatSession second(test::insertChat(*store, env.path("b")), "B", env.path("b"), *store);
+        ChatController controller([](AgentType) { return std::unique_ptr<AgentAdapter>(); });
+        using Outcome = ChatController::StopOutcome;
+        QCOMPARE(controller.stop(first), Outcome::interrupted);
+        QCOMPARE(controller.stop(second), Outcome::interrupted);
+        QCOMPARE(controller.stop(first), Outcome::forced);
+        QCOMPARE(controller.stop(first), Outcome::interrupted); // a forced stop disarms
+        QCOMPARE(controller.stop(second), Outcome::forced);
+    }
+
     void theSecondStopPressEndsTheProcess()
     {
         ClaudeChatHarness chat("slow_reply.json", {"DELAY=0", "DELTA_DELAY=0.3"});
