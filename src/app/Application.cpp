@@ -146,9 +146,10 @@ void Application::connectAgents(MainWindow &window)
                     agents->controller().stop(*session);
                     return;
                 }
-                if (!session || session->pendingRequests().isEmpty())
+                const auto oldest = session ? session->oldestPendingRequest() : std::nullopt;
+                if (!oldest)
                     return;
-                const QString requestId = session->pendingRequests().first().requestId;
+                const QString requestId = oldest->requestId;
                 if (action == KeyboardShortcutAction::allowOnce)
                     session->handlePermissionApproval(requestId, PermissionScope::once);
                 else if (action == KeyboardShortcutAction::allowForSession)

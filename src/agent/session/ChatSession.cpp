@@ -508,7 +508,7 @@ void ChatSession::forgetOpenPrompts()
 {
     // The turn is over one way or another: nothing waits for an answer any more, and a plan
     // never outlives its turn. Rows stay as they are; their callers decide.
-    for (const QString &key : m_pendingRequests.keys())
+    for (const QString &key : m_pendingRequests.ids())
         emit promptClosed(m_chatId, key);
     if (m_pendingQuestion)
         emit promptClosed(m_chatId, QStringLiteral("question"));

@@ -2,6 +2,7 @@
 
 #include "agent/AgentStreamDelegate.h"
 #include "agent/session/ChatSessionUIHandler.h"
+#include "agent/session/PendingRequests.h"
 #include "agent/session/PlanState.h"
 #include "core/records/Enums.h"
 
@@ -100,7 +101,10 @@ public:
     // The mode decisions use when there is no adapter yet (the stored preference).
     void setDefaultPermissionMode(PermissionMode mode) { m_defaultPermissionMode = mode; }
 
-    QList<AgentPermissionRequest> pendingRequests() const { return m_pendingRequests.values(); }
+    // Oldest first.
+    QList<AgentPermissionRequest> pendingRequests() const { return m_pendingRequests.inArrivalOrder(); }
+    // The request a keyboard answer goes to: the oldest one, the plan aside (it has its own card).
+    std::optional<AgentPermissionRequest> oldestPendingRequest() const;
     std::optional<AgentPermissionRequest> pendingRequest(const QString &requestId) const;
     const std::optional<QList<AgentQuestion>> &pendingQuestion() const { return m_pendingQuestion; }
     bool isSessionApproved(const QString &toolName) const { return m_sessionApprovedTools.contains(toolName); }
@@ -187,7 +191,7 @@ private:
     QHash<QString, std::shared_ptr<Message>> m_activeSubagents;
     QHash<QString, std::shared_ptr<Message>> m_toolRows; // by tool-use id, until the turn ends
     QList<std::shared_ptr<Message>> m_pendingPermissionMessages;
-    QHash<QString, AgentPermissionRequest> m_pendingRequests;
+    PendingRequests m_pendingRequests;
     QSet<QString> m_sessionApprovedTools;
     std::optional<QList<AgentQuestion>> m_pendingQuestion;
     QString m_pendingQuestionRequestId;

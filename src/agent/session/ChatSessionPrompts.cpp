@@ -37,8 +37,15 @@ PermissionMode ChatSession::currentPermissionMode() const
 
 std::optional<AgentPermissionRequest> ChatSession::pendingRequest(const QString &requestId) const
 {
-    const auto it = m_pendingRequests.constFind(requestId);
-    return it == m_pendingRequests.cend() ? std::nullopt : std::optional(*it);
+    return m_pendingRequests.find(requestId);
+}
+
+std::optional<AgentPermissionRequest> ChatSession::oldestPendingRequest() const
+{
+    for (const AgentPermissionRequest &request : m_pendingRequests.inArrivalOrder())
+        if (request.requestId != m_planApprovalRequestId)
+            return request;
+    return std::nullopt;
 }
 
 void ChatSession::answer(const QString &requestId, bool allow, const std::optional<QVariantMap> &input,
@@ -69,7 +76,7 @@ void ChatSession::didRequestPermission(const AgentPermissionRequest &request)
     if (m_pendingRequests.isEmpty())
         removeRow(m_currentThinking, "removeThinkingMessage()");
     setActivityState(ChatActivityState::waitingForPermission);
-    m_pendingRequests.insert(request.requestId, request);
+    m_pendingRequests.insert(request);
     // claude hands its plan over as the request's "plan", also when it never announced planning.
     if (request.toolName == QLatin1String("ExitPlanMode")
         && (m_plan.isActive || !request.toolInput.value(QStringLiteral("plan")).toString().trimmed().isEmpty())) {
@@ -198,7 +205,8 @@ void ChatSession::didCancelPermissionRequest(const QString &requestId)
 
 void ChatSession::permissionModeDidChange(PermissionMode mode)
 {
-    for (const AgentPermissionRequest &request : m_pendingRequests.values()) {
+    const QList<AgentPermissionRequest> open = m_pendingRequests.inArrivalOrder(); // answering edits the list
+    for (const AgentPermissionRequest &request : open) {
         if (request.requestId == m_planApprovalRequestId)
             continue; // a plan is approved in its own window
         if (permissionrules::autoApprovalLabel(mode, request.toolName, request.toolInput))

@@ -23,7 +23,6 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QScrollArea>
-#include <QShortcut>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -128,13 +127,6 @@ ChatView::ChatView(SessionManager &sessions, ChatController &controller, Store &
     layout->addWidget(m_timeline, 1);
     layout->addWidget(m_promptArea);
     layout->addWidget(m_input);
-
-    auto *once = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Y), this);
-    once->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(once, &QShortcut::activated, this, [this] { approveFirstRequest(PermissionScope::once); });
-    auto *session = new QShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Y), this);
-    session->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(session, &QShortcut::activated, this, [this] { approveFirstRequest(PermissionScope::session); });
 
     showNoChat();
 }
@@ -306,21 +298,6 @@ void ChatView::changePermissionMode(PermissionMode mode)
         adapter->setPermissionMode(mode);
     m_session->setDefaultPermissionMode(mode);
     m_session->permissionModeDidChange(mode);
-}
-
-void ChatView::approveFirstRequest(PermissionScope scope)
-{
-    if (!m_session)
-        return;
-    for (const auto &m : m_session->messages()) {
-        if (m->contentType != MessageContentType::permissionRequest || m->isComplete)
-            continue;
-        const QString id = QJsonDocument::fromJson(m->metadata.value_or(QByteArray())).object().value(QStringLiteral("request_id")).toString();
-        if (m_session->pendingRequest(id)) {
-            m_session->handlePermissionApproval(id, scope);
-            return;
-        }
-    }
 }
 
 void ChatView::restyle()

@@ -74,7 +74,6 @@ private:
     void submit(const QString &text, const QList<Attachment> &attachments);
     void stop();
     void changePermissionMode(PermissionMode mode);
-    void approveFirstRequest(PermissionScope scope);
     void restyle();
 
     SessionManager &m_sessions;

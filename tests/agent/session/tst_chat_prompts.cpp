@@ -44,6 +44,25 @@ private slots:
             QSKIP("the pinned claude is not installed: run scripts/setup.sh");
     }
 
+    // A keyboard answer goes to the oldest open request, whatever the ids, and the next one
+    // after it; a plan waiting for review is left to its own card.
+    void keyboardAnswersTakeTheOldestRequest()
+    {
+        test::TestEnvironment env;
+        auto store = Store::open(env.path("Corvane.store")).value();
+        ChatSession session(test::insertChat(*store, env.path("repo")), "Test chat", env.path("repo"), *store);
+        AgentStreamDelegate &agent = session;
+        const QStringList ids{"r5", "r1", "r9", "r3", "r7", "r2"};
+        for (const QString &id : ids)
+            agent.didRequestPermission(AgentPermissionRequest{id, "Bash", {{"command", "make " + id}}, "t-" + id, {}, {}, {}});
+        QStringList answered;
+        while (const auto oldest = session.oldestPendingRequest()) {
+            answered << oldest->requestId;
+            session.handlePermissionApproval(oldest->requestId, PermissionScope::once);
+        }
+        QCOMPARE(answered, ids);
+    }
+
     void allowOnceRunsTheTool()
     {
         ClaudeChatHarness chat("permission_bash.json");
