@@ -53,6 +53,12 @@ private slots:
         QCOMPARE(listed.out.trimmed().split(u'\n').size(), 2); // the project's first workspace, and ours
         QVERIFY(listed.out.contains(id + "\t"));
 
+        // A clean worktree: asked about all the same, kept.
+        const Run asked = cli({"workspace", "archive", "--id", id});
+        QCOMPARE(asked.exitCode, 1);
+        QVERIFY2(asked.err.contains("remove its worktree. Any uncommitted changes will be lost."), qPrintable(asked.err));
+        QVERIFY(QFileInfo::exists(folder + "/README.md"));
+
         // Work that would be lost: refused without --yes, kept.
         m_sandbox.write(folder + "/notes.txt", "keep me\n");
         const Run refused = cli({"workspace", "archive", "--id", id});

@@ -105,7 +105,14 @@ private slots:
         const GitResult<WorktreeDirtyStatus> status = await(m_sidebar->worktreeDirtyStatus(*workspace));
         QCOMPARE(*status, WorktreeDirtyStatus{});
 
-        const GitResult<LifecycleOutcome> archived = await(m_sidebar->archiveWorkspace(workspace));
+        // A worktree never goes without a word, even with nothing to lose.
+        const GitResult<LifecycleOutcome> asked = await(m_sidebar->archiveWorkspace(workspace));
+        QCOMPARE(asked->kind, Kind::needsConfirmation);
+        QCOMPARE(asked->message, QStringLiteral("This will archive the workspace and all its chats, and remove its "
+                                                "worktree. Any uncommitted changes will be lost."));
+        QVERIFY(QFileInfo::exists(folder));
+        QVERIFY(!workspace->isArchived());
+        const GitResult<LifecycleOutcome> archived = await(m_sidebar->archiveWorkspace(workspace, true));
         QCOMPARE(archived->kind, Kind::done);
         QVERIFY(!QFileInfo::exists(folder));
         QVERIFY(!listedWorktrees(*project).contains(folder));
@@ -249,9 +256,10 @@ private slots:
         const QString folder = worktreeOf(*workspace);
         QVERIFY(QDir(folder).removeRecursively());
 
-        // A folder that is gone holds nothing to lose: archived at once.
+        // A folder that is gone holds nothing to lose; archiving still asks first.
         QCOMPARE(*await(m_sidebar->worktreeDirtyStatus(*workspace)), WorktreeDirtyStatus{});
-        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace))->kind, Kind::done);
+        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace))->kind, Kind::needsConfirmation);
+        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace, true))->kind, Kind::done);
         QVERIFY(!listedWorktrees(*project).contains(folder)); // pruned
 
         const LifecycleOutcome restored = m_sidebar->restoreWorkspace(workspace);

@@ -59,7 +59,8 @@ GitFuture<WorktreeDirtyStatus> SidebarViewModel::worktreeDirtyStatus(const Chat 
 GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed,
                                                              bool forceFirst,
                                                              std::function<QString(const WorktreeDirtyStatus &)> warning,
-                                                             std::function<LifecycleOutcome()> onRemoved)
+                                                             std::function<LifecycleOutcome()> onRemoved,
+                                                             std::function<QString(const WorktreeDirtyStatus &)> askWhenClean)
 {
     if (sites.isEmpty())
         return GitFuture<LifecycleOutcome>::ready(onRemoved());
@@ -71,6 +72,11 @@ GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<Worktre
     worktrees::measureAll(directories, this).then(this, [=, this](const GitResult<WorktreeDirtyStatus> &status) {
         if (status && status->wouldLoseWork() && !confirmed) {
             promise.resolve(LifecycleOutcome::needsConfirmation(warning(*status)));
+            return;
+        }
+        // Removing a worktree is never silent where the caller says so, even with nothing to lose.
+        if (!confirmed && askWhenClean) {
+            promise.resolve(LifecycleOutcome::needsConfirmation(askWhenClean(status ? *status : WorktreeDirtyStatus{})));
             return;
         }
         worktrees::removeAll(projectFolder, directories, forceFirst, this)
@@ -129,7 +135,8 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared
                        if (m_workspaceCloser)
                            m_workspaceCloser(workspace->id);
                        return LifecycleOutcome::done();
-                   })
+                   },
+                   [](const WorktreeDirtyStatus &status) { return lifecycleText::archiveWorkspaceConfirmation(status); })
         .then(this, [this, workspace, id, promise](const GitResult<LifecycleOutcome> &outcome) {
             LifecycleOutcome result = *outcome;
             if (result.isDone()) {
@@ -165,7 +172,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveChat(const std::shared_ptr<
         loadProjects();
         postArchiveStateChanged();
         return LifecycleOutcome::done();
-    });
+    }, [](const WorktreeDirtyStatus &status) { return lifecycleText::archiveChatConfirmation(status); });
 }
 
 // -- Restoring --------------------------------------------------------------------------------------

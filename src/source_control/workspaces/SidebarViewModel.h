@@ -171,10 +171,12 @@ private:
     void closeSession(const QUuid &chatId);
     void saveQuietly();
     void postArchiveStateChanged();
-    // Measures, asks when work would be lost, removes; `onRemoved` runs only when the folder is gone.
+    // Measures, asks when work would be lost (or always, with `askWhenClean`), removes;
+    // `onRemoved` runs only when the folder is gone.
     GitFuture<LifecycleOutcome> guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed, bool forceFirst,
                                                std::function<QString(const WorktreeDirtyStatus &)> warning,
-                                               std::function<LifecycleOutcome()> onRemoved);
+                                               std::function<LifecycleOutcome()> onRemoved,
+                                               std::function<QString(const WorktreeDirtyStatus &)> askWhenClean = {});
     void deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise);
     void addMigrationNotice(const QUuid &chatId, const QString &text);
 
