@@ -7,7 +7,12 @@
 #include "shell/chat/ChatView.h"
 #include "shell/chat/FloatingPromptCoordinator.h"
 #include "core/window/WindowNavigator.h"
+#include "source_control/workspaces/BranchSync.h"
 #include "source_control/workspaces/SidebarViewModel.h"
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/window/WindowStateModel.h"
 #include "app/StartupSequence.h"
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
@@ -71,6 +76,12 @@ bool Application::start()
     startup::startActivityBackfill(m_store, this, m_center);
     startup::runMigrations(*m_store);
     m_agents = std::make_unique<AgentServices>(*m_store, *m_settings, m_center);
+    // A branch switched outside the program reaches every window: the shown workspaces' HEADs
+    // are watched (one shared inotify instance), and the branch is stored where it changed.
+    m_branchSync = std::make_unique<BranchSync>(m_store->mainContext(), m_center);
+    m_agents->sessions().setGitMonitorFactory([center = &m_center](const QUuid &, const QString &path) {
+        return BranchSync::makeMonitor(path, *center);
+    });
     connect(m_agents.get(), &AgentServices::chatActivationRequested, this, &Application::showChat);
 
     if (m_settings->shouldShowOnboarding())
@@ -135,6 +146,11 @@ void Application::connectAgents(MainWindow &window)
     // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
     window.sidebarModel().setSessionCloser([&sessions](const QUuid &chatId) { sessions.closeSession(chatId); });
     window.sidebarModel().setWorkspaceCloser([&sessions](const QUuid &workspaceId) { sessions.removeGitMonitor(workspaceId); });
+    connect(&window.state(), &WindowStateModel::contentChanged, this, [this, w = QPointer<MainWindow>(&window)] {
+        if (w)
+            watchShownWorkspace(*w);
+    });
+    watchShownWorkspace(window);
     window.setPendingPermissionProbe([&sessions](const QUuid &chatId) {
         ChatSession *session = sessions.existingSession(chatId);
         return session && !session->pendingRequests().isEmpty();
@@ -157,6 +173,25 @@ void Application::connectAgents(MainWindow &window)
                 else if (action == KeyboardShortcutAction::deny)
                     session->handlePermissionDenial(requestId);
             });
+}
+
+void Application::watchShownWorkspace(MainWindow &window)
+{
+    StoreContext &context = m_store->mainContext();
+    const ContentState content = window.state().content();
+    std::shared_ptr<Workspace> workspace;
+    if (content.kind == ContentState::Kind::workspace)
+        workspace = context.get<Workspace>(content.id);
+    else if (content.kind == ContentState::Kind::chat)
+        if (const auto chat = context.get<Chat>(content.id); chat && chat->workspaceId)
+            workspace = context.get<Workspace>(*chat->workspaceId);
+    if (!workspace)
+        return;
+    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    if (const auto folder = workspace->workingDirectory(project.get())) {
+        m_agents->sessions().gitMonitor(workspace->id, *folder);
+        m_branchSync->refresh(*folder); // what changed while nobody watched
+    }
 }
 
 void Application::showChat(const QUuid &chatId)
@@ -195,6 +230,7 @@ void Application::shutdown()
     if (m_agents)
         m_agents->shutdown();
     ProcessReaper::shared().drain();
+    m_branchSync.reset();
 }
 
 } // namespace corvane

@@ -11,6 +11,7 @@
 namespace corvane {
 
 class AgentServices;
+class BranchSync;
 class AppSettings;
 class MainWindow;
 class PreferencesStore;
@@ -44,6 +45,7 @@ private:
     void connectAgents(MainWindow &window);
     void showChat(const QUuid &chatId);
     void shutdown();
+    void watchShownWorkspace(MainWindow &window);
 
     NotificationCenter &m_center;
     std::shared_ptr<Store> m_store;
@@ -52,6 +54,7 @@ private:
     std::unique_ptr<PreferencesStore> m_preferences;
     std::unique_ptr<AppSettings> m_settings;
     std::unique_ptr<AgentServices> m_agents;
+    std::unique_ptr<BranchSync> m_branchSync;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

@@ -156,10 +156,17 @@ void FileSystemMonitor::handleEvents(const QList<InotifyEvent> &events)
             relative = relative.isEmpty() ? name : relative + u'/' + name;
         if ((event.mask & IN_ISDIR) && name != u".git") {
             if (event.mask & (IN_CREATE | IN_MOVED_TO)) {
-                // Small and fresh as a rule, so walked here and now: what is made inside it from
-                // now on is reported by its own watch.
-                if (m_hub)
-                    mergeWalk(watchFolderTree(*m_hub, m_subscription, m_watchRoot, relative));
+                // Small and fresh as a rule, so walked here for a moment; a big one (a folder
+                // moved in, a package install) is finished on a worker thread. What is made
+                // inside from now on is reported by its own watches.
+                if (m_hub) {
+                    auto walk = std::make_shared<FolderWatchWalk>(m_watchRoot, relative);
+                    FolderWatchWalkResult result;
+                    const bool done = walk->run(*m_hub, m_subscription, QDeadlineTimer(newFolderBudget), result);
+                    mergeWalk(result);
+                    if (!done)
+                        walkInBackground(std::move(walk), false);
+                }
             } else if (event.mask & IN_MOVED_FROM) {
                 forgetSubtree(relative);
             }

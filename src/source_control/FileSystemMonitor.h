@@ -35,6 +35,8 @@ class FileSystemMonitor : public QObject
 public:
     static constexpr std::chrono::milliseconds debounceInterval{500};
     static constexpr std::chrono::milliseconds setupBudget{10};
+    // The same for a folder that appears while running.
+    static constexpr std::chrono::milliseconds newFolderBudget{5};
     // Events held while the first walk runs; past this the walk is simply done again.
     static constexpr int maxHeldEvents = 10000;
 

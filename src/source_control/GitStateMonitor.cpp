@@ -37,7 +37,20 @@ GitStateMonitor::~GitStateMonitor()
 
 QString GitStateMonitor::headPath() const
 {
-    return m_workingDirectory + QStringLiteral("/.git/HEAD");
+    // In a linked worktree ".git" is a file naming the worktree's own folder in the main
+    // repository ("gitdir: /repo/.git/worktrees/name"), where its HEAD lives.
+    const QString dotGit = m_workingDirectory + QStringLiteral("/.git");
+    if (QFileInfo(dotGit).isFile()) {
+        QFile file(dotGit);
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray line = file.readLine(4096).trimmed();
+            if (line.startsWith("gitdir:")) {
+                const QString gitDir = QFile::decodeName(line.mid(7).trimmed());
+                return QDir(m_workingDirectory).absoluteFilePath(QDir(gitDir).filePath(QStringLiteral("HEAD")));
+            }
+        }
+    }
+    return dotGit + QStringLiteral("/HEAD");
 }
 
 void GitStateMonitor::start()

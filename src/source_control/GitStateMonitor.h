@@ -21,8 +21,8 @@ namespace corvane {
 // file: the monitor posts, then starts itself again 0.5 seconds later. A change inside that gap
 // is caught when the watch comes back, by comparing HEAD with what it held at the post.
 //
-// In a linked worktree ".git" is a file and there is no ".git/HEAD": the monitor stays stopped
-// there (the workspace learns of changes from FileSystemMonitor and its own actions).
+// In a linked worktree ".git" is a file that names the worktree's folder inside the main
+// repository; the monitor watches the HEAD there.
 class GitStateMonitor : public QObject
 {
     Q_OBJECT

@@ -6,6 +6,12 @@
 #include "source_control/FileSystemMonitor.h"
 #include "source_control/GitStateMonitor.h"
 #include "source_control/SourceControlNotifications.h"
+#include "source_control/workspaces/BranchSync.h"
+#include "core/records/Chat.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
 
 #include <QDir>
 #include <QSignalSpy>
@@ -110,24 +116,64 @@ private slots:
         QCOMPARE(treePosts.count(), 0);
     }
 
-    void noHeadFileNoWatch_data()
+    // In a linked worktree ".git" is a file: the HEAD watched is the worktree's own, in the main
+    // repository, and a switch there is seen; the main checkout's switches are not its.
+    void aLinkedWorktreeIsWatched()
     {
-        QTest::addColumn<QString>("kind");
-        QTest::newRow("plain folder") << "folder";
-        QTest::newRow("linked worktree, where .git is a file") << "worktree";
+        const QString repository = m_sandbox.makeRepository("with-worktree");
+        const QString directory = m_sandbox.path("linked");
+        m_sandbox.git(repository, {"worktree", "add", "-q", "-b", "wt", directory});
+        QVERIFY(QFileInfo(directory + "/.git").isFile());
+        GitStateMonitor monitor(directory, m_center, &m_hub);
+        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        monitor.start();
+        QVERIFY(monitor.isRunning());
+        m_sandbox.git(repository, {"switch", "-q", "-c", "elsewhere"});
+        QTest::qWait(700);
+        QCOMPARE(posts.count(), 0);
+        m_sandbox.git(directory, {"switch", "-q", "-c", "in-the-worktree"});
+        QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
+    }
+
+    // A branch switched in a terminal reaches the stored workspace and its chats, which is what
+    // the sidebar, the chat header and the inspector draw.
+    void aSwitchOutsideReachesTheStoredBranch()
+    {
+        const QString repository = m_sandbox.makeRepository("synced");
+        auto store = Store::open(m_sandbox.path("synced.store")).value();
+        StoreContext &ctx = store->mainContext();
+        Project project;
+        project.name = "synced";
+        project.path = repository;
+        Workspace workspace;
+        workspace.name = "synced";
+        workspace.projectId = project.id;
+        workspace.gitBranch = "main";
+        Chat chat;
+        chat.name = "Chat 1";
+        chat.projectId = project.id;
+        chat.workspaceId = workspace.id;
+        chat.gitBranch = "main";
+        ctx.insert(project);
+        ctx.insert(workspace);
+        ctx.insert(chat);
+        QVERIFY(ctx.save().ok());
+
+        BranchSync sync(ctx, m_center);
+        std::unique_ptr<QObject> monitor(BranchSync::makeMonitor(repository, m_center));
+        m_sandbox.git(repository, {"switch", "-q", "-c", "from-the-terminal"});
+        auto stored = [&] { return store->newContext()->get<Workspace>(workspace.id)->gitBranch.value_or(QString()); };
+        QTRY_COMPARE_WITH_TIMEOUT(stored(), QStringLiteral("from-the-terminal"), 5000);
+        QCOMPARE(store->newContext()->get<Chat>(chat.id)->gitBranch, std::optional<QString>("from-the-terminal"));
+        m_sandbox.git(repository, {"checkout", "-q", "--detach"}); // a detached HEAD keeps what is shown
+        QTest::qWait(1000);
+        QCOMPARE(stored(), QStringLiteral("from-the-terminal"));
     }
 
     void noHeadFileNoWatch()
     {
-        QFETCH(QString, kind);
-        QString directory = m_sandbox.path("no-head-" + kind);
-        if (kind == "folder") {
-            QDir().mkpath(directory);
-        } else {
-            const QString repository = m_sandbox.makeRepository("with-worktree");
-            m_sandbox.git(repository, {"worktree", "add", "-q", "-b", "wt", directory});
-            QVERIFY(QFileInfo(directory + "/.git").isFile());
-        }
+        const QString directory = m_sandbox.path("no-head-folder");
+        QDir().mkpath(directory);
         test::LogCapture log;
         GitStateMonitor monitor(directory, m_center, &m_hub);
         monitor.start();

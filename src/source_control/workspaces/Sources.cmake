@@ -7,4 +7,5 @@ target_sources(corvane_source_control PRIVATE
     workspaces/NewChatSheetModel.h workspaces/NewChatSheetModel.cpp
     workspaces/SidebarViewModel.h workspaces/SidebarViewModel.cpp
     workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp workspaces/SidebarCheckout.cpp
-    workspaces/SidebarCreation.cpp)
+    workspaces/SidebarCreation.cpp
+    workspaces/BranchSync.h workspaces/BranchSync.cpp)
