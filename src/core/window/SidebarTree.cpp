@@ -22,7 +22,7 @@ using store::ColumnCodec;
 // fraction of that.
 const QByteArray workspaceSql = "SELECT id, name, gitBranch, projectId FROM Workspace "
                                 "WHERE statusRaw IS NOT 'archived' AND projectId IS NOT NULL ORDER BY sortOrder";
-const QByteArray chatSql = "SELECT id, name, workspaceId FROM Chat "
+const QByteArray chatSql = "SELECT id, name, workspaceId, sortOrder FROM Chat "
                            "WHERE statusRaw IS NOT 'archived' AND workspaceId IS NOT NULL ORDER BY sortOrder";
 
 std::optional<QString> optionalText(sqlite3_stmt *statement, int column)
@@ -52,7 +52,8 @@ QList<SidebarProjectRow> readSidebarTree(StoreContext &context, const QList<std:
     } else {
         while (sqlite3_step(*chats) == SQLITE_ROW)
             chatsByWorkspace[ColumnCodec<QUuid>::read(*chats, 2)].append(
-                {ColumnCodec<QUuid>::read(*chats, 0), ColumnCodec<QString>::read(*chats, 1)});
+                {ColumnCodec<QUuid>::read(*chats, 0), ColumnCodec<QString>::read(*chats, 1),
+                 sqlite3_column_int64(*chats, 3)});
         sqlite3_reset(*chats);
         while (sqlite3_step(*workspaces) == SQLITE_ROW) {
             SidebarWorkspaceRow row{ColumnCodec<QUuid>::read(*workspaces, 0), ColumnCodec<QString>::read(*workspaces, 1),

@@ -17,6 +17,7 @@ struct SidebarChatRow
 {
     QUuid id;
     QString name;
+    qint64 sortOrder = 0;
 };
 
 struct SidebarWorkspaceRow

@@ -23,6 +23,7 @@
 #include <QMenuBar>
 #include <QSplitter>
 #include <QTimer>
+#include <QTreeWidgetItem>
 
 namespace corvane {
 
@@ -81,6 +82,19 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     });
     connect(&services.context, &StoreContext::saved, this, &MainWindow::storeChanged);
     connect(&services.context, &StoreContext::merged, this, &MainWindow::storeChanged);
+    // Records that other contexts add or delete (sessions, background work) are not merged into
+    // ours, which only refreshes what it holds: their lists change all the same.
+    connect(&services.context.store(), &Store::didSave, this, [this, own = &services.context](const StoreChanges &changes) {
+        if (changes.origin == own)
+            return;
+        for (const QString &entity : {QStringLiteral("Project"), QStringLiteral("Workspace"), QStringLiteral("Chat")})
+            if (!changes.inserted.value(entity).isEmpty() || !changes.deleted.value(entity).isEmpty()) {
+                StoreChanges shape;
+                shape.entities = {entity};
+                storeChanged(shape);
+                return;
+            }
+    });
     // corvane-cli and other windows' processes write the same file; their chats appear here too.
     connect(&services.context.store(), &Store::changedElsewhere, this, [this] {
         StoreChanges elsewhere;
@@ -235,16 +249,39 @@ void MainWindow::scheduleRefresh()
 
 void MainWindow::storeChanged(const StoreChanges &changes)
 {
-    // Saves made elsewhere (sessions, other windows) change what the sidebar lists; one reload
-    // serves a burst of them.
-    if (m_reloadQueued || !(changes.touches(QStringLiteral("Project")) || changes.touches(QStringLiteral("Workspace"))
-                            || changes.touches(QStringLiteral("Chat"))))
+    // Saves made elsewhere (sessions, other windows) change what the sidebar lists. A streaming
+    // chat saves its record with every new row: such saves touch only rows already listed, which
+    // are updated in place. Anything that changes the lists' shape is one reload for a burst.
+    const QString chatEntity = QStringLiteral("Chat");
+    const bool listsTouched = changes.touches(QStringLiteral("Project")) || changes.touches(QStringLiteral("Workspace"));
+    if (m_reloadQueued || !(listsTouched || changes.touches(chatEntity)))
+        return;
+    const QSet<QUuid> updatedChats = changes.updated.value(chatEntity);
+    const bool onlyChatUpdates = !listsTouched && changes.inserted.value(chatEntity).isEmpty()
+        && changes.deleted.value(chatEntity).isEmpty() && !updatedChats.isEmpty();
+    if (onlyChatUpdates && updateChatRows(updatedChats))
         return;
     m_reloadQueued = true;
     QTimer::singleShot(0, this, [this] {
         m_reloadQueued = false;
         m_sidebarModel->loadProjects();
     });
+}
+
+bool MainWindow::updateChatRows(const QSet<QUuid> &chatIds)
+{
+    bool renamed = false;
+    for (const QUuid &id : chatIds) {
+        const auto chat = m_services.context.get<Chat>(id);
+        const QTreeWidgetItem *row = m_sidebar->item(id);
+        renamed = renamed || (chat && row && row->text(0) != chat->name);
+        if (!chat || !m_sidebar->updateChatRow(id, chat->name, chat->isArchived(), chat->workspaceId, chat->sortOrder))
+            return false;
+    }
+    // The tab bar and the content title show chat names too.
+    if (renamed)
+        scheduleRefresh();
+    return true;
 }
 
 void MainWindow::selectInSidebar()

@@ -92,6 +92,7 @@ private:
     void refresh();
     void scheduleRefresh();
     void storeChanged(const StoreChanges &changes);
+    bool updateChatRows(const QSet<QUuid> &chatIds);
     void selectInSidebar();
     void drawContent();
     CommandContext commandContext() const;

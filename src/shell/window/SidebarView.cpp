@@ -138,7 +138,8 @@ void SidebarView::setTools(const QList<PinnedTool> &tools)
 void SidebarView::rebuild()
 {
     const QSignalBlocker blocker(m_tree);
-    // A rebuild follows every save that touches the lists; the user's place in a long list stays.
+    ++m_rebuildCount;
+    // A rebuild follows saves that change the lists' shape; the user's place in a long list stays.
     const int scrolled = m_tree->verticalScrollBar()->value();
     m_tree->clear();
     m_items.clear();
@@ -164,6 +165,7 @@ void SidebarView::rebuild()
                 auto *chatItem = new QTreeWidgetItem(workspaceItem, {chat.name});
                 chatItem->setData(0, kindRole, int(ItemKind::chat));
                 chatItem->setData(0, idRole, chat.id);
+                chatItem->setData(0, sortRole, chat.sortOrder);
                 chatItem->setIcon(0, activityIcon(m_model.activityStates().value(chat.id)));
                 m_items.insert(chat.id, chatItem);
             }
@@ -173,6 +175,18 @@ void SidebarView::rebuild()
     }
     m_tree->verticalScrollBar()->setValue(scrolled);
     setSelection(m_content, m_chatInWorkspace);
+}
+
+bool SidebarView::updateChatRow(const QUuid &chatId, const QString &name, bool archived,
+                                std::optional<QUuid> workspaceId, qint64 sortOrder)
+{
+    QTreeWidgetItem *item = m_items.value(chatId);
+    if (!item || archived || !workspaceId || !item->parent()
+        || item->parent()->data(0, idRole).toUuid() != *workspaceId || item->data(0, sortRole).toLongLong() != sortOrder)
+        return false;
+    if (item->text(0) != name)
+        item->setText(0, name);
+    return true;
 }
 
 void SidebarView::rebuildProfiles()

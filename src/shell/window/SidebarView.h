@@ -31,6 +31,7 @@ public:
     enum class ItemKind { project = 1, workspace, chat };
     static constexpr int kindRole = Qt::UserRole;
     static constexpr int idRole = Qt::UserRole + 1;
+    static constexpr int sortRole = Qt::UserRole + 2; // a chat's sortOrder
 
     explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
 
@@ -40,6 +41,12 @@ public:
     // Lists the projects of this profile's page.
     void setActiveProfile(std::optional<QUuid> profileId);
     void rebuild();
+    // How often the whole tree was rebuilt (rows updated in place do not count).
+    int rebuildCount() const { return m_rebuildCount; }
+    // Updates a chat's row in place after a save: false when it cannot be done there (the chat is
+    // new, archived, moved or reordered) and the tree must be rebuilt.
+    bool updateChatRow(const QUuid &chatId, const QString &name, bool archived, std::optional<QUuid> workspaceId,
+                       qint64 sortOrder);
 
     // The actions of a row's context menu; owned by the caller.
     QList<QAction *> rowActions(const QUuid &id, QObject *owner);
@@ -70,6 +77,7 @@ private:
     QGridLayout *m_toolsLayout;
     QTreeWidget *m_tree;
     QHash<QUuid, QTreeWidgetItem *> m_items;
+    int m_rebuildCount = 0;
     QSet<QUuid> m_collapsedProjects;
     ContentState m_content;
     std::optional<QUuid> m_chatInWorkspace;

@@ -282,6 +282,43 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(window->sidebar()->item(chat.id), 5000);
     }
 
+    // A streaming chat saves its record with every new row; a rename is a save too. Both change
+    // one row in place, never the whole tree; a new chat does rebuild it.
+    void chatSavesUpdateTheirRowOnly()
+    {
+        Services s;
+        makeRepository(s.env.path("eta"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("eta")));
+        const QUuid workspaceId = window->state().content().id;
+        QApplication::processEvents();
+        const auto chatId = window->currentChatId();
+        QVERIFY(chatId);
+        const int rebuilds = window->sidebar()->rebuildCount();
+
+        auto session = s.store->newContext(); // as a chat session saves
+        for (int i = 0; i < 20; ++i) {
+            session->get<Chat>(*chatId)->setUpdatedAt(QDateTime::currentDateTime().addSecs(i));
+            QVERIFY(session->save());
+            QApplication::processEvents();
+        }
+        session->get<Chat>(*chatId)->name = QStringLiteral("Renamed while streaming");
+        QVERIFY(session->save());
+        QTRY_COMPARE(window->sidebar()->item(*chatId)->text(0), QStringLiteral("Renamed while streaming"));
+        QTRY_COMPARE(tabTitles(window->content()->tabBar()), QStringList{"Renamed while streaming"});
+        QCOMPARE(window->sidebar()->rebuildCount(), rebuilds);
+
+        Chat added;
+        added.name = QStringLiteral("Second");
+        added.workspaceId = workspaceId;
+        added.projectId = window->sidebarModel().projects().first()->id;
+        added.sortOrder = 1;
+        session->insert(added);
+        QVERIFY(session->save());
+        QTRY_VERIFY(window->sidebar()->item(added.id));
+        QCOMPARE(window->sidebar()->rebuildCount(), rebuilds + 1);
+    }
+
     void archivedWorkspaceLeavesTheWindow()
     {
         Services s;
