@@ -1,6 +1,7 @@
 // The main window over stores of growing size: building and showing a window in process, the
 // sidebar's rebuild after a save, and the real application's cold start to a shown main window
 // (onboarding done) on the same store. Runs offscreen unless QT_QPA_PLATFORM says otherwise.
+#include "agent/session/ChatSession.h"
 #include "core/NotificationCenter.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
@@ -10,6 +11,7 @@
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "shell/window/MainWindow.h"
+#include "shell/window/SidebarView.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <benchmark/benchmark.h>
@@ -105,6 +107,52 @@ void BM_SidebarReload(benchmark::State &state)
     }
 }
 BENCHMARK(BM_SidebarReload)->Arg(1)->Arg(20)->Arg(100)->Unit(benchmark::kMillisecond);
+
+// Five chats streaming at once into a window whose sidebar lists 100 projects, 1,000 workspaces
+// and 5,000 chats: 5,000 text deltas each through the chat sessions (which save their chat with
+// every new row: a tool row every 250 deltas), the window's event loop turned after every round
+// of five. Reports the longest step (deltas, saves, the window's reaction) and how often the
+// sidebar was rebuilt.
+void BM_FiveChatsStreaming(benchmark::State &state)
+{
+    Home home(100);
+    MainWindow window(home.services(), 1);
+    window.setAttribute(Qt::WA_DeleteOnClose, false);
+    window.show();
+    QApplication::processEvents();
+    QList<QUuid> chatIds;
+    for (const auto &chat : home.store->mainContext().fetchOrEmpty<Chat>(Query().limitTo(5)))
+        chatIds << chat->id;
+    for (auto _ : state) {
+        std::vector<std::unique_ptr<ChatSession>> sessions;
+        for (const QUuid &id : chatIds)
+            sessions.push_back(std::make_unique<ChatSession>(id, QStringLiteral("Streaming"), home.dir.path(), *home.store));
+        for (auto &session : sessions)
+            static_cast<AgentStreamDelegate &>(*session).didStartThinking();
+        const int rebuildsBefore = window.sidebar()->rebuildCount();
+        qint64 longestNs = 0;
+        QElapsedTimer step;
+        for (int delta = 0; delta < 5000; ++delta) {
+            step.start();
+            for (auto &session : sessions) {
+                AgentStreamDelegate &agent = *session;
+                if (delta % 250 == 249) {
+                    const QString id = QStringLiteral("tool-%1").arg(delta);
+                    agent.didStartTool(QStringLiteral("Read"), id, {{"file_path", "/src/a.cpp"}});
+                    agent.didReceiveToolResult(id, QStringLiteral("12 lines"));
+                }
+                agent.didReceiveText(QStringLiteral("word "));
+            }
+            QApplication::processEvents();
+            longestNs = std::max(longestNs, step.nsecsElapsed());
+        }
+        state.counters["longest_step_ms"] = double(longestNs) / 1e6;
+        state.counters["sidebar_rebuilds"] = window.sidebar()->rebuildCount() - rebuildsBefore;
+        for (auto &session : sessions)
+            session->cleanup();
+    }
+}
+BENCHMARK(BM_FiveChatsStreaming)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // The real application, from exec to "window-shown", on a store of this size.
 void BM_ColdStartToMainWindow(benchmark::State &state)

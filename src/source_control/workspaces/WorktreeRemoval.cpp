@@ -1,6 +1,7 @@
 #include "source_control/workspaces/WorktreeRemoval.h"
 
 #include "core/Log.h"
+#include "core/MainThread.h"
 #include "core/Paths.h"
 #include "source_control/GitService.h"
 
@@ -149,8 +150,7 @@ GitFuture<RemovalReport> remove(const QString &projectFolder, const QString &dir
 {
     GitPromise<RemovalReport> promise;
     const GitService git(projectFolder);
-    auto finish = [=](const QString &gitMessage) {
-        deleteLeftovers(directory);
+    auto prune = [=](const QString &gitMessage) {
         git.pruneWorktrees().then(context, [=](const GitResult<void> &) {
             RemovalReport report;
             report.removed = !folderExists(directory);
@@ -160,6 +160,19 @@ GitFuture<RemovalReport> remove(const QString &projectFolder, const QString &dir
                                                                           : gitMessage);
             promise.resolve(report);
         });
+    };
+    // What git left behind (untracked build output, say) can be a large tree: deleted on a
+    // worker thread, never on the window's.
+    auto finish = [=](const QString &gitMessage) {
+        if (!context) {
+            deleteLeftovers(directory);
+            prune(gitMessage);
+            return;
+        }
+        runInBackground(context, [directory] {
+            deleteLeftovers(directory);
+            return true;
+        }, [=](bool) { prune(gitMessage); });
     };
     git.removeWorktree(directory, forceFirst).then(context, [=](const GitResult<void> &first) {
         if (first || forceFirst) {
