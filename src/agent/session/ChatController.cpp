@@ -80,17 +80,15 @@ void ChatController::bind(ChatSession &session, const AgentModelDescriptor &mode
             kept.append(m);
         }
         (void)ctx.save();
-        session.setMessages(kept);
+        session.loadMessages(kept);
         if (!unanswered.isEmpty())
             session.addSystemMessage(unansweredPromptNote(unanswered));
     }
-    if (session.isAgentStarted()) {
-        session.updateInputStatus();
+    if (session.agentState() != ChatSession::AgentState::notStarted)
         return;
-    }
     const bool fresh = chat->claudeSessionId.value_or(QString()).isEmpty() && session.messages().isEmpty();
     if (fresh) {
-        session.setAgentReady(true); // the agent starts with the first message
+        session.awaitFirstMessage();
         return;
     }
     (void)startAgent(session, model, mode);
@@ -99,12 +97,6 @@ void ChatController::bind(ChatSession &session, const AgentModelDescriptor &mode
 Status ChatController::startAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode)
 {
     logLine(Tag, QStringLiteral("startClaude called, path=") + session.workingDirectory());
-    session.setAgentReady(false);
-    session.setAgentStarted(true);
-    session.clearCurrentRows();
-    session.showInitializingIndicator();
-    session.updateInputStatus();
-
     StoreContext &ctx = session.context();
     auto chat = session.chat();
     if (chat) {
@@ -142,15 +134,15 @@ Status ChatController::startAgent(ChatSession &session, const AgentModelDescript
                 profile = ctx.get<Profile>(*project->profileId);
 
     QString sessionId;
+    std::optional<QString> seedPrompt;
     if (chat && chat->pendingProfileMigration) {
         std::optional<QString> previousName;
         if (chat->migratedFromProfileId)
             if (auto previous = ctx.get<Profile>(*chat->migratedFromProfileId))
                 previousName = previous->name;
-        const auto prompt = sessiontext::migrationSeedPrompt(transcriptOf(session.messages()), previousName,
-                                                             profile ? profile->name : QStringLiteral("(current profile)"));
-        session.setPendingMigrationPrompt(prompt);
-        if (!prompt) {
+        seedPrompt = sessiontext::migrationSeedPrompt(transcriptOf(session.messages()), previousName,
+                                                      profile ? profile->name : QStringLiteral("(current profile)"));
+        if (!seedPrompt) {
             chat->pendingProfileMigration = false;
             (void)ctx.save();
         }
@@ -158,6 +150,7 @@ Status ChatController::startAgent(ChatSession &session, const AgentModelDescript
     } else if (chat) {
         sessionId = chat->claudeSessionId.value_or(QString());
     }
+    session.beginAgentStart(seedPrompt);
     session.adapter()->launch(session.workingDirectory(), model.cliFlag, sessionId, profile.get());
     if (!sessionId.isEmpty())
         logLine(Tag, QStringLiteral("SDK service launched, resuming session: ") + sessionId);
@@ -279,7 +272,7 @@ ChatController::StopOutcome ChatController::stop(ChatSession &session)
         logLine(Tag, QStringLiteral("User requested force stop (second press)"));
         if (adapter)
             adapter->forceTerminate();
-        session.cleanupOnInterrupt();
+        session.interruptTurn();
         session.addSystemMessage(QStringLiteral("Stopped by user."));
         return StopOutcome::forced;
     }
@@ -287,7 +280,7 @@ ChatController::StopOutcome ChatController::stop(ChatSession &session)
     if (adapter)
         adapter->interrupt();
     m_firstStopPress[session.chatId()].start();
-    session.cleanupOnInterrupt();
+    session.interruptTurn();
     return StopOutcome::interrupted;
 }
 

@@ -2,7 +2,6 @@
 
 #include "agent/AgentAdapter.h"
 #include "agent/session/BackgroundNotifier.h"
-#include "agent/session/ChatSessionUIHandler.h"
 #include "agent/session/SessionText.h"
 #include "core/Log.h"
 #include "core/records/Chat.h"
@@ -23,6 +22,7 @@ ChatSession::ChatSession(const QUuid &chatId, const QString &chatName, const QSt
       m_logTag(QStringLiteral("ChatSession|%1|%2").arg(chatName, chatId.toString(QUuid::WithoutBraces).left(6)).toUtf8())
 {
     qRegisterMetaType<corvane::ChatActivityState>();
+    qRegisterMetaType<corvane::InputStatus>();
     m_saveTimer.setSingleShot(true);
     connect(&m_saveTimer, &QTimer::timeout, this, [this] {
         m_sinceLastSave.restart();
@@ -57,10 +57,40 @@ std::unique_ptr<AgentAdapter> ChatSession::takeAdapter()
     return std::move(m_adapter);
 }
 
-void ChatSession::setUiHandler(ChatSessionUIHandler *handler, QObject *lifetime)
+void ChatSession::attachView(QObject *view)
 {
-    m_uiHandler = handler;
-    m_uiLifetime = handler ? lifetime : nullptr;
+    if (view && !m_views.contains(view))
+        m_views.append(view);
+}
+
+void ChatSession::detachView(QObject *view)
+{
+    m_views.removeAll(view);
+}
+
+bool ChatSession::hasView() const
+{
+    return std::any_of(m_views.cbegin(), m_views.cend(), [](const QPointer<QObject> &view) { return !view.isNull(); });
+}
+
+void ChatSession::awaitFirstMessage()
+{
+    if (m_agentState == AgentState::notStarted)
+        m_agentState = AgentState::awaitingFirst;
+}
+
+void ChatSession::beginAgentStart(std::optional<QString> seedPrompt)
+{
+    m_agentState = AgentState::starting;
+    m_seedPrompt = std::move(seedPrompt);
+    // Rows of an earlier process's turn are finished business; the new process starts clean.
+    if (m_turn.isStreaming())
+        endTurn(TurnEnd::interrupted);
+    if (!m_initializing) {
+        m_initializing = makeRow(MessageRole::thinking, MessageContentType::thinking, QStringLiteral("Initializing agent..."), false);
+        appendMessage(m_initializing);
+    }
+    updateInputStatus();
 }
 
 void ChatSession::log(const QString &text) const
@@ -101,7 +131,7 @@ void ChatSession::save(const char *caller)
     settleFinishedRows();
 }
 
-void ChatSession::setMessages(QList<std::shared_ptr<Message>> messages)
+void ChatSession::loadMessages(QList<std::shared_ptr<Message>> messages)
 {
     m_messages = std::move(messages);
     m_unsettled = m_messages;
@@ -113,8 +143,8 @@ void ChatSession::settleFinishedRows()
     // at every later save; rows still streaming or waiting stay tracked.
     for (auto it = m_unsettled.begin(); it != m_unsettled.end();) {
         const auto &row = *it;
-        const bool live = !row->isComplete || row == m_currentThinking || row == m_currentTool
-                          || row == m_currentResponse || row == m_initializing;
+        const bool live = !row->isComplete || row == m_turn.thinking || row == m_turn.tool || row == m_turn.response
+                          || row == m_initializing;
         if (live) {
             ++it;
             continue;
@@ -140,10 +170,10 @@ void ChatSession::appendMessage(const std::shared_ptr<Message> &message)
 {
     m_messages.append(message);
     m_unsettled.append(message);
-    if (m_currentThinking && m_currentThinking != message) {
+    if (m_turn.thinking && m_turn.thinking != message) {
         // The thinking row stays last while other rows arrive.
-        m_messages.removeOne(m_currentThinking);
-        m_messages.append(m_currentThinking);
+        m_messages.removeOne(m_turn.thinking);
+        m_messages.append(m_turn.thinking);
     }
     if (auto record = chat()) {
         message->chatId = m_chatId;
@@ -158,7 +188,7 @@ void ChatSession::appendMessage(const std::shared_ptr<Message> &message)
     } else {
         log(QStringLiteral(" WARNING: no Chat model found, message not persisted!"));
     }
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::addSystemMessage(const QString &text)
@@ -176,24 +206,9 @@ void ChatSession::removeRow(std::shared_ptr<Message> &row, const char *caller)
     row.reset();
 }
 
-void ChatSession::showInitializingIndicator()
-{
-    if (m_initializing)
-        return;
-    m_initializing = makeRow(MessageRole::thinking, MessageContentType::thinking, QStringLiteral("Initializing agent..."), false);
-    appendMessage(m_initializing);
-}
-
 void ChatSession::removeInitializingIndicator()
 {
     removeRow(m_initializing, "removeInitializingIndicator()");
-}
-
-void ChatSession::clearCurrentRows()
-{
-    m_currentThinking.reset();
-    m_currentTool.reset();
-    m_currentResponse.reset();
 }
 
 void ChatSession::finishRow(const std::shared_ptr<Message> &row)
@@ -213,28 +228,30 @@ void ChatSession::finishOrphanedTools()
     }
 }
 
-bool ChatSession::hasPendingPrompt() const
+InputStatus ChatSession::inputStatus() const
 {
-    return !m_pendingRequests.isEmpty() || m_pendingQuestion.has_value();
+    switch (m_agentState) {
+    case AgentState::notStarted:
+    case AgentState::awaitingFirst:
+        return {};
+    case AgentState::starting:
+        return {QStringLiteral("Initializing agent..."), false};
+    case AgentState::ready:
+        break;
+    }
+    if (!m_turn.requests.isEmpty())
+        return {QStringLiteral("Permission needed..."), false};
+    if (m_turn.question)
+        return {QStringLiteral("Agent has a question..."), false};
+    if (m_turn.plan.isAwaitingApproval)
+        return {QStringLiteral("Plan ready for review..."), false};
+    return {QString(), m_activityState == ChatActivityState::processing};
 }
 
 void ChatSession::updateInputStatus()
 {
-    if (!m_isAgentStarted)
-        return;
-    QString status;
-    bool waiting = false;
-    if (!m_isAgentReady)
-        status = QStringLiteral("Initializing agent...");
-    else if (!m_pendingRequests.isEmpty())
-        status = QStringLiteral("Permission needed...");
-    else if (m_pendingQuestion)
-        status = QStringLiteral("Agent has a question...");
-    else if (m_plan.isAwaitingApproval)
-        status = QStringLiteral("Plan ready for review...");
-    else
-        waiting = m_activityState == ChatActivityState::processing;
-    toUi([status, waiting](ChatSessionUIHandler &ui) { ui.sessionInputStatusChanged(status, waiting); });
+    if (isAgentStarted())
+        later(&ChatSession::inputStatusChanged, inputStatus());
 }
 
 void ChatSession::didInitialize(const AgentSessionInfo &info)
@@ -246,31 +263,31 @@ void ChatSession::didInitialize(const AgentSessionInfo &info)
         record->agentTypeRaw = toRaw(info.agentType);
         save("handleInitialized(_:)");
     }
-    toUi([info](ChatSessionUIHandler &ui) { ui.sessionInitialized(info); });
+    later(&ChatSession::agentInitialized, info);
 }
 
 void ChatSession::agentDidBecomeReady()
 {
-    if (hasPendingPrompt()) {
+    if (m_turn.hasOpenPrompt()) {
         if (!m_adapter || !m_adapter->isLaunched()) {
             log(QStringLiteral(" agentDidBecomeReady (process exited, cleaning up stale state)"));
-            cleanupOnInterrupt();
-            m_isAgentReady = true;
+            interruptTurn();
+            m_agentState = AgentState::ready;
             updateInputStatus();
         } else {
             log(QStringLiteral(" agentDidBecomeReady (ignored, pending prompt)"));
         }
         return;
     }
-    m_isAgentReady = true;
+    m_agentState = AgentState::ready;
     // A process can report itself ready after the first turn already began to stream; that turn
     // is still running.
-    if (!m_currentThinking && !m_currentResponse && !m_currentTool)
+    if (!m_turn.isStreaming())
         setActivityState(ChatActivityState::idle);
     removeInitializingIndicator();
     updateInputStatus();
-    if (m_pendingMigrationPrompt && m_adapter) {
-        const QString prompt = *std::exchange(m_pendingMigrationPrompt, std::nullopt);
+    if (m_seedPrompt && m_adapter) {
+        const QString prompt = *std::exchange(m_seedPrompt, std::nullopt);
         QString note;
         if (auto record = chat()) {
             const QString newId = record->claudeSessionId.value_or(QString());
@@ -286,7 +303,7 @@ void ChatSession::agentDidBecomeReady()
         }
         m_adapter->send(prompt, {});
     }
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionReady(); });
+    later(&ChatSession::agentReady);
 }
 
 void ChatSession::didChangeStatus(const std::optional<QString> &status)
@@ -297,49 +314,44 @@ void ChatSession::didChangeStatus(const std::optional<QString> &status)
 void ChatSession::didStartThinking()
 {
     setActivityState(ChatActivityState::processing);
-    if (m_currentThinking)
+    if (m_turn.thinking)
         return;
-    if (m_currentResponse) {
-        m_currentResponse->isComplete = true;
-        m_currentResponse.reset();
-    }
-    m_currentThinking = makeRow(MessageRole::thinking, MessageContentType::thinking, QStringLiteral("Thinking..."), false);
-    appendMessage(m_currentThinking);
+    if (m_turn.response)
+        finishRow(std::exchange(m_turn.response, nullptr));
+    showThinkingRow();
 }
 
 void ChatSession::didReceiveText(const QString &text)
 {
-    m_turnHadText = true;
-    if (m_plan.isActive)
-        m_plan.accumulatedText += text;
-    if (m_currentResponse) {
-        m_currentResponse->content += text;
+    m_turn.hadText = true;
+    if (m_turn.plan.isActive)
+        m_turn.plan.accumulatedText += text;
+    if (m_turn.response) {
+        m_turn.response->content += text;
         throttledSave();
-        const QUuid id = m_currentResponse->id;
-        toUi([id](ChatSessionUIHandler &ui) { ui.sessionMessageChanged(id); });
+        later(&ChatSession::messageChanged, m_turn.response->id);
         return;
     }
-    m_currentResponse = makeRow(MessageRole::assistant, MessageContentType::text, text, false);
-    appendMessage(m_currentResponse);
+    m_turn.response = makeRow(MessageRole::assistant, MessageContentType::text, text, false);
+    appendMessage(m_turn.response);
 }
 
 void ChatSession::didStartTool(const QString &name, const QString &toolUseId, const QVariantMap &input)
 {
-    const planfilter::Outcome plan = planfilter::apply(m_plan, name, input);
+    const planfilter::Outcome plan = planfilter::apply(m_turn.plan, name, input);
     for (const QString &line : plan.logLines)
         log(line);
     if (plan.changed)
         notifyPlanChanged();
     if (plan.hidden) {
         log(QStringLiteral(" plan tool handled: ") + name);
-        m_currentHiddenToolName = name;
+        m_turn.hiddenToolName = name;
         if (!toolUseId.isEmpty())
-            m_hiddenToolUseIds.insert(toolUseId);
+            m_turn.hiddenToolUseIds.insert(toolUseId);
         return;
     }
-    if (m_currentResponse) {
-        m_currentResponse->isComplete = true;
-        m_currentResponse.reset();
+    if (m_turn.response) {
+        finishRow(std::exchange(m_turn.response, nullptr));
         save("handleToolStarted(name:toolUseId:input:)");
     }
     if (name == QLatin1String("Agent")) {
@@ -353,7 +365,7 @@ void ChatSession::didStartTool(const QString &name, const QString &toolUseId, co
         auto row = makeRow(MessageRole::tool, MessageContentType::subagentCard, description, false);
         row->toolName = type;
         row->metadata = QJsonDocument(metadata).toJson(QJsonDocument::Compact);
-        m_activeSubagents.insert(toolUseId, row);
+        m_turn.subagents.insert(toolUseId, row);
         appendMessage(row);
         log(QStringLiteral(" subagent started: type=%1 id=%2").arg(type, toolUseId));
         return;
@@ -362,8 +374,8 @@ void ChatSession::didStartTool(const QString &name, const QString &toolUseId, co
     row->toolName = name;
     if (name == QLatin1String("Write") || name == QLatin1String("Edit"))
         row->metadata = QJsonDocument(QJsonObject::fromVariantMap(input)).toJson(QJsonDocument::Compact);
-    m_currentTool = row;
-    m_toolRows.insert(toolUseId, row);
+    m_turn.tool = row;
+    m_turn.toolRows.insert(toolUseId, row);
     appendMessage(row);
 }
 
@@ -371,97 +383,70 @@ void ChatSession::didReceiveToolResult(const QString &toolUseId, const QString &
 {
     // Results of hidden planning tools add nothing anywhere. claude reports results by id, so the
     // id decides; a result without one falls back to the last hidden tool.
-    if (m_hiddenToolUseIds.remove(toolUseId) || (toolUseId.isEmpty() && m_currentHiddenToolName)) {
-        log(QStringLiteral(" suppressing tool result for hidden plan tool: ") + m_currentHiddenToolName.value_or(QString()));
-        m_currentHiddenToolName.reset();
+    if (m_turn.hiddenToolUseIds.remove(toolUseId) || (toolUseId.isEmpty() && m_turn.hiddenToolName)) {
+        log(QStringLiteral(" suppressing tool result for hidden plan tool: ") + m_turn.hiddenToolName.value_or(QString()));
+        m_turn.hiddenToolName.reset();
         return;
     }
     const QString addition = output.isEmpty() ? QString() : QStringLiteral("\n") + sessiontext::outputPreview(output);
-    if (auto subagent = m_activeSubagents.take(toolUseId)) {
+    if (auto subagent = m_turn.subagents.take(toolUseId)) {
         subagent->isComplete = true;
         subagent->content += addition;
         save("handleToolFinished(toolUseId:output:)");
         log(QStringLiteral(" subagent completed: ") + toolUseId);
-        const QUuid id = subagent->id;
-        toUi([id](ChatSessionUIHandler &ui) { ui.sessionMessageChanged(id); });
+        later(&ChatSession::messageChanged, subagent->id);
         return;
     }
     // claude announces every tool of a reply before the first result arrives, so a result goes
     // to the row of its own tool use; only results without a known id fall to the current row.
-    std::shared_ptr<Message> tool = m_toolRows.take(toolUseId);
+    std::shared_ptr<Message> tool = m_turn.toolRows.take(toolUseId);
     if (!tool)
-        tool = m_currentTool;
+        tool = m_turn.tool;
     if (!tool)
         return;
-    if (tool == m_currentTool)
-        m_currentTool.reset();
+    if (tool == m_turn.tool)
+        m_turn.tool.reset();
     finishRow(tool);
     tool->content += addition;
     save("handleToolFinished(toolUseId:output:)");
-    const QUuid id = tool->id;
-    toUi([id](ChatSessionUIHandler &ui) { ui.sessionMessageChanged(id); });
+    later(&ChatSession::messageChanged, tool->id);
 }
 
 void ChatSession::didReportToolProgress(const QString &toolName, double elapsedSeconds)
 {
-    if (m_currentTool && !m_currentTool->isComplete)
+    if (m_turn.tool && !m_turn.tool->isComplete)
         log(QStringLiteral(" toolProgress: %1 %2s").arg(toolName).arg(elapsedSeconds, 0, 'f', 1));
 }
 
 void ChatSession::didComplete(const AgentResult &result)
 {
     log(QStringLiteral(" didComplete: cost=$%1 textLength=%2 response=%3 tool=%4 messages=%5")
-            .arg(result.cost, 0, 'f', 4).arg(result.text.size()).arg(bool(m_currentResponse)).arg(bool(m_currentTool))
+            .arg(result.cost, 0, 'f', 4).arg(result.text.size()).arg(bool(m_turn.response)).arg(bool(m_turn.tool))
             .arg(m_messages.size()));
-    removeRow(m_currentThinking, "removeThinkingMessage()");
-    if (m_currentTool) {
-        log(QStringLiteral(" completing orphaned tool message: ") + m_currentTool->toolName.value_or(QString()));
-        finishRow(std::exchange(m_currentTool, nullptr));
-    }
-    finishOrphanedTools();
-    if (m_currentResponse) {
-        if (m_currentResponse->content.isEmpty()) {
+    if (m_turn.response) {
+        if (m_turn.response->content.isEmpty()) {
             log(QStringLiteral(" set empty response content from result"));
-            m_currentResponse->content = result.text;
+            m_turn.response->content = result.text;
         }
-        m_currentResponse->isComplete = true;
-        m_currentResponse.reset();
-    } else if (!result.text.isEmpty() && !m_turnHadText) {
+    } else if (!result.text.isEmpty() && !m_turn.hadText) {
         // claude's result repeats the last text block: only a turn that streamed no text needs it.
         appendMessage(makeRow(MessageRole::assistant, MessageContentType::text, result.text, true));
     }
-    m_turnHadText = false;
-    setActivityState(ChatActivityState::idle);
-    for (const auto &row : std::as_const(m_activeSubagents))
-        row->isComplete = true;
-    m_activeSubagents.clear();
-    m_toolRows.clear();
-    m_saveTimer.stop();
-    save("flushSave()");
-    if (m_plan.isActive)
-        log(QStringLiteral(" resetting stale planState on didComplete"));
-    forgetOpenPrompts();
+    endTurn(TurnEnd::completed);
     if (m_notifier)
         m_notifier->notifyCompletion(m_chatName, m_chatId);
-    updateInputStatus();
     emit turnCompleted(m_chatId, result);
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
 }
 
 void ChatSession::didFail(const AgentError &error)
 {
-    removeRow(m_currentThinking, "removeThinkingMessage()");
     removeInitializingIndicator();
+    endTurn(TurnEnd::failed);
     const QString description = error.message;
-    m_turnHadText = false;
     const auto type = sessiontext::isAuthenticationFailure(description) ? MessageContentType::authError
                                                                         : MessageContentType::error;
     appendMessage(makeRow(MessageRole::system, type, QStringLiteral("Error: ") + description, true));
-    setActivityState(ChatActivityState::idle);
-    forgetOpenPrompts();
-    updateInputStatus();
     emit turnFailed(m_chatId, description);
-    toUi([description](ChatSessionUIHandler &ui) { ui.sessionFailed(description); });
 }
 
 void ChatSession::didStall(double seconds)
@@ -471,64 +456,57 @@ void ChatSession::didStall(double seconds)
                          .arg(qint64(seconds)));
 }
 
-void ChatSession::cleanupOnInterrupt()
+void ChatSession::interruptTurn()
 {
-    if (m_currentTool)
-        finishRow(std::exchange(m_currentTool, nullptr));
-    finishOrphanedTools();
-    for (const auto &row : std::as_const(m_pendingPermissionMessages)) {
-        if (row->contentType == MessageContentType::permissionRequest) {
-            row->contentType = MessageContentType::permissionDenied;
-            row->content = QStringLiteral("Interrupted");
-            row->isComplete = true;
-        }
-    }
-    m_pendingPermissionMessages.clear();
-    if (m_questionRow) {
-        m_questionRow->contentType = MessageContentType::permissionDenied;
-        m_questionRow->isComplete = true;
-        m_questionRow.reset();
-    }
-    if (m_currentResponse) {
-        m_currentResponse->isComplete = true;
-        m_currentResponse.reset();
-    }
-    for (const auto &row : std::as_const(m_activeSubagents))
-        row->isComplete = true;
-    m_activeSubagents.clear();
-    forgetOpenPrompts();
-    setActivityState(ChatActivityState::idle);
-    m_saveTimer.stop();
-    save("cleanupOnInterrupt()");
-    updateInputStatus();
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    endTurn(TurnEnd::interrupted);
 }
 
-void ChatSession::forgetOpenPrompts()
+void ChatSession::endTurn(TurnEnd end)
 {
-    // The turn is over one way or another: nothing waits for an answer any more, and a plan
-    // never outlives its turn. Rows stay as they are; their callers decide.
-    for (const QString &key : m_pendingRequests.ids())
-        emit promptClosed(m_chatId, key);
-    if (m_pendingQuestion)
-        emit promptClosed(m_chatId, QStringLiteral("question"));
-    if (m_planApprovalRequestId)
-        emit promptClosed(m_chatId, QStringLiteral("plan"));
-    m_pendingRequests.clear();
-    m_pendingQuestion.reset();
-    m_pendingQuestionRequestId.clear();
-    m_planApprovalRequestId.reset();
-    m_planApprovalInput.reset();
-    m_hiddenToolUseIds.clear();
-    m_currentHiddenToolName.reset();
-    if (m_plan.isActive) {
-        m_plan.reset();
-        notifyPlanChanged();
+    if (m_turn.plan.isActive && end == TurnEnd::completed)
+        log(QStringLiteral(" resetting stale planState on didComplete"));
+    removeRow(m_turn.thinking, "removeThinkingMessage()");
+    if (m_turn.tool)
+        log(QStringLiteral(" completing orphaned tool message: ") + m_turn.tool->toolName.value_or(QString()));
+    for (const auto &row : {m_turn.tool, m_turn.response})
+        if (row)
+            finishRow(row);
+    finishOrphanedTools();
+    for (const auto &row : std::as_const(m_turn.subagents))
+        row->isComplete = true;
+    // Prompts nobody answered: the agent no longer waits for them.
+    for (const auto &row : std::as_const(m_turn.permissionRows)) {
+        if (row->contentType != MessageContentType::permissionRequest)
+            continue;
+        row->contentType = MessageContentType::permissionDenied;
+        if (end == TurnEnd::interrupted)
+            row->content = QStringLiteral("Interrupted");
+        row->isComplete = true;
     }
+    if (m_turn.questionRow) {
+        m_turn.questionRow->contentType = MessageContentType::permissionDenied;
+        m_turn.questionRow->isComplete = true;
+    }
+    for (const QString &key : m_turn.requests.ids())
+        emit promptClosed(m_chatId, key);
+    if (m_turn.question)
+        emit promptClosed(m_chatId, QStringLiteral("question"));
+    if (m_turn.planRequestId)
+        emit promptClosed(m_chatId, QStringLiteral("plan"));
+    const bool hadPlan = m_turn.plan.isActive;
+    m_turn = {};
+    if (hadPlan)
+        notifyPlanChanged();
+    setActivityState(ChatActivityState::idle);
+    m_saveTimer.stop();
+    save("endTurn()");
+    updateInputStatus();
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::resetConversation()
 {
+    endTurn(TurnEnd::interrupted);
     if (auto record = chat())
         record->claudeSessionId.reset();
     save("clearConversation()");
@@ -539,18 +517,12 @@ void ChatSession::resetConversation()
     save("clearConversation()");
     m_messages.clear();
     m_unsettled.clear();
-    clearCurrentRows();
     m_initializing.reset();
-    m_toolRows.clear();
-    m_activeSubagents.clear();
-    m_pendingPermissionMessages.clear();
-    m_questionRow.reset();
-    forgetOpenPrompts();
+    m_turn = {};
     m_adapter.reset();
-    m_isAgentReady = false;
-    m_isAgentStarted = false;
+    m_agentState = AgentState::notStarted;
     setActivityState(ChatActivityState::idle);
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::cleanup()
@@ -561,13 +533,10 @@ void ChatSession::cleanup()
         m_adapter->terminate();
         m_adapter.reset();
     }
-    m_isAgentStarted = false;
-    m_isAgentReady = false;
+    m_agentState = AgentState::notStarted;
     m_messages.clear();
-    clearCurrentRows();
-    m_pendingPermissionMessages.clear();
-    m_activeSubagents.clear();
-    m_pendingRequests.clear();
+    m_unsettled.clear();
+    m_turn = {};
     removeInitializingIndicator();
     m_chat.reset();
     m_saveTimer.stop();

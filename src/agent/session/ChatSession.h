@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/AgentStreamDelegate.h"
-#include "agent/session/ChatSessionUIHandler.h"
+#include "agent/AgentQuestion.h"
 #include "agent/session/PendingRequests.h"
 #include "agent/session/PlanState.h"
 #include "core/records/Enums.h"
@@ -23,7 +23,6 @@ namespace corvane {
 
 class AgentAdapter;
 class BackgroundNotifier;
-class ChatSessionUIHandler;
 class Store;
 class StoreContext;
 struct Chat;
@@ -32,9 +31,47 @@ struct Message;
 enum class ChatActivityState { idle, processing, waitingForPermission, completed };
 enum class PermissionScope { once, session };
 
+// Everything that lives only while one turn runs: the rows still being written and what the
+// agent waits for. However a turn ends (a result, a failure, a stop), its rows are finished
+// and it starts over as `TurnState{}`.
+struct TurnState
+{
+    std::shared_ptr<Message> thinking;
+    std::shared_ptr<Message> tool;     // the tool row results without a known id go to
+    std::shared_ptr<Message> response; // the assistant text still streaming
+    QHash<QString, std::shared_ptr<Message>> toolRows;  // by tool-use id
+    QHash<QString, std::shared_ptr<Message>> subagents; // by tool-use id
+    bool hadText = false;
+
+    PendingRequests requests;
+    QList<std::shared_ptr<Message>> permissionRows;
+    std::optional<QList<AgentQuestion>> question;
+    QString questionRequestId;
+    std::shared_ptr<Message> questionRow;
+    PlanState plan;
+    std::optional<QString> planRequestId;
+    QVariantMap planInput;
+    QSet<QString> hiddenToolUseIds; // the agent's planning tools, which leave no row
+    std::optional<QString> hiddenToolName;
+
+    bool isStreaming() const { return thinking || response || tool; }
+    bool hasOpenPrompt() const { return !requests.isEmpty() || question.has_value(); }
+};
+
+// What the input shows under the text field while the agent works or waits.
+struct InputStatus
+{
+    QString text;
+    bool waiting = false;
+    bool operator==(const InputStatus &) const = default;
+};
+
 // The runtime of one chat: owns the agent adapter, turns the agent's events into stored
 // messages, and keeps the chat's activity state. It lives while the chat is open anywhere,
 // also with no view attached; everything runs on the main thread.
+//
+// Whoever shows the chat listens to its signals. Those marked "later" are always delivered from
+// the event loop, never from inside an agent event, so a receiver may call back freely.
 class ChatSession : public QObject, public AgentStreamDelegate
 {
     Q_OBJECT
@@ -55,33 +92,39 @@ public:
     void setAdapter(std::unique_ptr<AgentAdapter> adapter);
     std::unique_ptr<AgentAdapter> takeAdapter();
 
-    void setUiHandler(ChatSessionUIHandler *handler, QObject *lifetime);
+    // A view that shows this chat, for as long as `view` lives or until detachView(). With no
+    // view attached, a question or request opens a floating prompt instead.
+    void attachView(QObject *view);
+    void detachView(QObject *view);
+    bool hasView() const;
     // Told when a turn ends or the agent waits for an answer; not owned, may be null.
     void setNotifier(BackgroundNotifier *notifier) { m_notifier = notifier; }
-    bool hasUiHandler() const { return m_uiLifetime != nullptr; }
 
     const QList<std::shared_ptr<Message>> &messages() const { return m_messages; }
-    void setMessages(QList<std::shared_ptr<Message>> messages);
+    // The stored rows of the chat, when it is opened.
+    void loadMessages(QList<std::shared_ptr<Message>> messages);
 
-    bool isAgentStarted() const { return m_isAgentStarted; }
-    bool isAgentReady() const { return m_isAgentReady; }
-    void setAgentStarted(bool started) { m_isAgentStarted = started; }
-    void setAgentReady(bool ready) { m_isAgentReady = ready; }
+    enum class AgentState {
+        notStarted,    // a chat with history starts its agent when it is opened
+        awaitingFirst, // a fresh chat: the agent starts with the first message
+        starting,      // launched; the "Initializing agent..." row shows until it is ready
+        ready,
+    };
+    AgentState agentState() const { return m_agentState; }
+    bool isAgentStarted() const { return m_agentState == AgentState::starting || m_agentState == AgentState::ready; }
+    // A fresh chat: nothing to resume, the agent starts with the first message.
+    void awaitFirstMessage();
+    // The agent is being launched. `seedPrompt` (a profile move's replay) is sent once it is ready.
+    void beginAgentStart(std::optional<QString> seedPrompt = std::nullopt);
+
     ChatActivityState activityState() const { return m_activityState; }
-    void setActivityState(ChatActivityState state);
-
-    std::optional<QString> pendingMigrationPrompt() const { return m_pendingMigrationPrompt; }
-    void setPendingMigrationPrompt(std::optional<QString> prompt) { m_pendingMigrationPrompt = std::move(prompt); }
+    InputStatus inputStatus() const;
 
     void appendMessage(const std::shared_ptr<Message> &message);
     void addSystemMessage(const QString &text);
-    void showInitializingIndicator();
-    void removeInitializingIndicator();
-    void clearCurrentRows();
-    void updateInputStatus();
     // After a stop, or when the process went away with a prompt open: every row finished,
     // nothing waiting, idle.
-    void cleanupOnInterrupt();
+    void interruptTurn();
     // "/clear": every message of the chat and its agent session go; the adapter is dropped (the
     // caller has ended its process) and the session waits to be started again.
     void resetConversation();
@@ -102,15 +145,15 @@ public:
     void setDefaultPermissionMode(PermissionMode mode) { m_defaultPermissionMode = mode; }
 
     // Oldest first.
-    QList<AgentPermissionRequest> pendingRequests() const { return m_pendingRequests.inArrivalOrder(); }
+    QList<AgentPermissionRequest> pendingRequests() const { return m_turn.requests.inArrivalOrder(); }
     // The request a keyboard answer goes to: the oldest one, the plan aside (it has its own card).
     std::optional<AgentPermissionRequest> oldestPendingRequest() const;
     std::optional<AgentPermissionRequest> pendingRequest(const QString &requestId) const;
-    const std::optional<QList<AgentQuestion>> &pendingQuestion() const { return m_pendingQuestion; }
+    const std::optional<QList<AgentQuestion>> &pendingQuestion() const { return m_turn.question; }
     bool isSessionApproved(const QString &toolName) const { return m_sessionApprovedTools.contains(toolName); }
-    const PlanState &planState() const { return m_plan; }
+    const PlanState &planState() const { return m_turn.plan; }
 
-    // The save throttle (2.5 s) and the stall thresholds of tests can be shortened.
+    // The save throttle (2.5 s) of tests can be shortened.
     void setSaveInterval(int milliseconds) { m_saveIntervalMs = milliseconds; }
     int saveCount() const { return m_saveCount; }
 
@@ -132,6 +175,18 @@ public:
                             const QVariantMap &toolInput) override;
 
 signals:
+    // Later: rows were added, removed or finished.
+    void messagesChanged();
+    // Later: one row changed in place (streamed text, a finished tool).
+    void messageChanged(const QUuid &messageId);
+    // Later: the agent reported its session and model; it is ready to take messages.
+    void agentInitialized(const corvane::AgentSessionInfo &info);
+    void agentReady();
+    // Later: the input's status line.
+    void inputStatusChanged(const corvane::InputStatus &status);
+    // Later: a question, request or plan waits and a view is attached.
+    void answerNeeded();
+
     void activityStateChanged(const QUuid &chatId, corvane::ChatActivityState state);
     // A turn ended: completed (with the result text) or failed (with the description).
     void turnCompleted(const QUuid &chatId, const corvane::AgentResult &result);
@@ -147,7 +202,10 @@ signals:
     void promptClosed(const QUuid &chatId, const QString &key);
 
 private:
+    enum class TurnEnd { completed, failed, interrupted };
+
     void log(const QString &text) const;
+    void setActivityState(ChatActivityState state);
     void settleFinishedRows();
     std::shared_ptr<Message> makeRow(MessageRole role, MessageContentType type, const QString &content,
                                      bool complete) const;
@@ -156,7 +214,10 @@ private:
     void removeRow(std::shared_ptr<Message> &row, const char *caller);
     void finishRow(const std::shared_ptr<Message> &row);
     void finishOrphanedTools();
-    bool hasPendingPrompt() const;
+    // Every row the turn left open is finished, every prompt closed, and the turn starts over.
+    void endTurn(TurnEnd end);
+    void updateInputStatus();
+    void removeInitializingIndicator();
     // Permissions, questions and plans (ChatSessionPrompts.cpp).
     PermissionMode currentPermissionMode() const;
     void answer(const QString &requestId, bool allow, const std::optional<QVariantMap> &input,
@@ -169,9 +230,9 @@ private:
     void showThinkingRow();
     void notifyPlanChanged();
     void askForAnswer(const QString &key);
-    void forgetOpenPrompts();
-    template <typename Fn>
-    void toUi(Fn fn);
+    // Emits `signal` with `args` from the event loop.
+    template <typename Signal, typename... Args>
+    void later(Signal signal, Args... args);
 
     QUuid m_chatId;
     QString m_chatName;
@@ -180,34 +241,17 @@ private:
     QByteArray m_logTag;
     std::shared_ptr<Chat> m_chat;
     std::unique_ptr<AgentAdapter> m_adapter;
-    ChatSessionUIHandler *m_uiHandler = nullptr;
-    QPointer<QObject> m_uiLifetime;
+    QList<QPointer<QObject>> m_views;
 
     QList<std::shared_ptr<Message>> m_messages;
-    std::shared_ptr<Message> m_currentThinking;
-    std::shared_ptr<Message> m_currentTool;
-    std::shared_ptr<Message> m_currentResponse;
+    TurnState m_turn;
     std::shared_ptr<Message> m_initializing;
-    QHash<QString, std::shared_ptr<Message>> m_activeSubagents;
-    QHash<QString, std::shared_ptr<Message>> m_toolRows; // by tool-use id, until the turn ends
-    QList<std::shared_ptr<Message>> m_pendingPermissionMessages;
-    PendingRequests m_pendingRequests;
     QSet<QString> m_sessionApprovedTools;
-    std::optional<QList<AgentQuestion>> m_pendingQuestion;
-    QString m_pendingQuestionRequestId;
-    std::shared_ptr<Message> m_questionRow;
-    PlanState m_plan;
-    QSet<QString> m_hiddenToolUseIds;
-    std::optional<QString> m_currentHiddenToolName;
-    std::optional<QString> m_planApprovalRequestId;
-    std::optional<QVariantMap> m_planApprovalInput;
     PermissionMode m_defaultPermissionMode = PermissionMode::ask;
 
-    bool m_turnHadText = false;
-    bool m_isAgentStarted = false;
-    bool m_isAgentReady = false;
+    AgentState m_agentState = AgentState::notStarted;
     ChatActivityState m_activityState = ChatActivityState::idle;
-    std::optional<QString> m_pendingMigrationPrompt;
+    std::optional<QString> m_seedPrompt;
     std::optional<QDate> m_lastRecordedActivityDay;
 
     QTimer m_saveTimer;
@@ -220,16 +264,14 @@ private:
     QList<std::shared_ptr<Message>> m_unsettled;
 };
 
-template <typename Fn>
-void ChatSession::toUi(Fn fn)
+template <typename Signal, typename... Args>
+void ChatSession::later(Signal signal, Args... args)
 {
-    // Always later, from the event loop: a handler is never re-entered from inside an event.
-    QMetaObject::invokeMethod(this, [this, fn = std::move(fn)] {
-        if (m_uiHandler && m_uiLifetime)
-            fn(*m_uiHandler);
-    }, Qt::QueuedConnection);
+    // Always from the event loop: a receiver is never re-entered from inside an agent event.
+    QMetaObject::invokeMethod(this, [this, signal, args...] { (this->*signal)(args...); }, Qt::QueuedConnection);
 }
 
 } // namespace corvane
 
 Q_DECLARE_METATYPE(corvane::ChatActivityState)
+Q_DECLARE_METATYPE(corvane::InputStatus)

@@ -5,7 +5,6 @@
 #include "agent/AgentAdapter.h"
 #include "agent/session/BackgroundNotifier.h"
 #include "agent/session/ChatSession.h"
-#include "agent/session/ChatSessionUIHandler.h"
 #include "agent/session/PermissionRules.h"
 #include "core/records/Message.h"
 
@@ -37,13 +36,13 @@ PermissionMode ChatSession::currentPermissionMode() const
 
 std::optional<AgentPermissionRequest> ChatSession::pendingRequest(const QString &requestId) const
 {
-    return m_pendingRequests.find(requestId);
+    return m_turn.requests.find(requestId);
 }
 
 std::optional<AgentPermissionRequest> ChatSession::oldestPendingRequest() const
 {
-    for (const AgentPermissionRequest &request : m_pendingRequests.inArrivalOrder())
-        if (request.requestId != m_planApprovalRequestId)
+    for (const AgentPermissionRequest &request : m_turn.requests.inArrivalOrder())
+        if (request.requestId != m_turn.planRequestId)
             return request;
     return std::nullopt;
 }
@@ -73,14 +72,14 @@ void ChatSession::didRequestPermission(const AgentPermissionRequest &request)
         autoApprove(request, QStringLiteral("session-approved"));
         return;
     }
-    if (m_pendingRequests.isEmpty())
-        removeRow(m_currentThinking, "removeThinkingMessage()");
+    if (m_turn.requests.isEmpty())
+        removeRow(m_turn.thinking, "removeThinkingMessage()");
     setActivityState(ChatActivityState::waitingForPermission);
-    m_pendingRequests.insert(request);
+    m_turn.requests.insert(request);
     // claude hands its plan over as the request's "plan", also when it never announced planning.
     if (request.toolName == QLatin1String("ExitPlanMode")
-        && (m_plan.isActive || !request.toolInput.value(QStringLiteral("plan")).toString().trimmed().isEmpty())) {
-        m_plan.isActive = true;
+        && (m_turn.plan.isActive || !request.toolInput.value(QStringLiteral("plan")).toString().trimmed().isEmpty())) {
+        m_turn.plan.isActive = true;
         showPlanForApproval(request);
         return;
     }
@@ -90,17 +89,17 @@ void ChatSession::didRequestPermission(const AgentPermissionRequest &request)
 
 void ChatSession::showPermission(const AgentPermissionRequest &request)
 {
-    if (m_currentTool && m_currentTool->toolName == request.toolName) {
+    if (m_turn.tool && m_turn.tool->toolName == request.toolName) {
         // The request stands in for the tool row it asks about.
-        m_toolRows.remove(m_toolRows.key(m_currentTool));
-        m_unsettled.removeOne(m_currentTool);
-        removeRow(m_currentTool, "showPermissionForRequest(_:)");
+        m_turn.toolRows.remove(m_turn.toolRows.key(m_turn.tool));
+        m_unsettled.removeOne(m_turn.tool);
+        removeRow(m_turn.tool, "showPermissionForRequest(_:)");
     }
     auto row = makeRow(MessageRole::tool, MessageContentType::permissionRequest,
                        permissionrules::requestSummary(request), false);
     row->toolName = request.toolName;
     row->metadata = requestMetadata(request.requestId, request.toolInput);
-    m_pendingPermissionMessages.append(row);
+    m_turn.permissionRows.append(row);
     appendMessage(row);
     if (m_notifier)
         m_notifier->notifyPermission(m_chatName, m_chatId, request.toolName);
@@ -110,19 +109,19 @@ void ChatSession::showPermission(const AgentPermissionRequest &request)
 
 void ChatSession::askForAnswer(const QString &key)
 {
-    if (hasUiHandler())
-        toUi([](ChatSessionUIHandler &ui) { ui.sessionNeedsAnswer(); });
+    if (hasView())
+        later(&ChatSession::answerNeeded);
     else
         emit floatingPromptRequested(m_chatId, key);
 }
 
 std::shared_ptr<Message> ChatSession::takePermissionRow(const QString &requestId)
 {
-    for (const auto &row : std::as_const(m_pendingPermissionMessages)) {
+    for (const auto &row : std::as_const(m_turn.permissionRows)) {
         const QJsonObject metadata = QJsonDocument::fromJson(row->metadata.value_or(QByteArray())).object();
         if (metadata.value(QStringLiteral("request_id")).toString() == requestId) {
             auto found = row;
-            m_pendingPermissionMessages.removeOne(found);
+            m_turn.permissionRows.removeOne(found);
             return found;
         }
     }
@@ -131,20 +130,20 @@ std::shared_ptr<Message> ChatSession::takePermissionRow(const QString &requestId
 
 void ChatSession::showThinkingRow()
 {
-    if (m_currentThinking)
+    if (m_turn.thinking)
         return;
-    m_currentThinking = makeRow(MessageRole::thinking, MessageContentType::thinking, QStringLiteral("Thinking..."), false);
-    appendMessage(m_currentThinking);
+    m_turn.thinking = makeRow(MessageRole::thinking, MessageContentType::thinking, QStringLiteral("Thinking..."), false);
+    appendMessage(m_turn.thinking);
 }
 
 void ChatSession::afterRequestAnswered()
 {
-    if (m_pendingRequests.isEmpty()) {
+    if (m_turn.requests.isEmpty()) {
         setActivityState(ChatActivityState::processing);
         showThinkingRow();
     }
     updateInputStatus();
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::handlePermissionApproval(const QString &requestId, PermissionScope scope)
@@ -162,7 +161,7 @@ void ChatSession::handlePermissionApproval(const QString &requestId, PermissionS
         row->isComplete = true;
         save("handlePermissionApproval(requestId:scope:)");
     }
-    m_pendingRequests.remove(requestId);
+    m_turn.requests.remove(requestId);
     emit promptClosed(m_chatId, requestId);
     afterRequestAnswered();
 }
@@ -176,19 +175,19 @@ void ChatSession::handlePermissionDenial(const QString &requestId)
         row->isComplete = true;
         save("handlePermissionDenial(requestId:)");
     }
-    m_pendingRequests.remove(requestId);
+    m_turn.requests.remove(requestId);
     const QString tool = request && !request->toolName.isEmpty() ? request->toolName : QStringLiteral("Tool");
     addSystemMessage(QStringLiteral("Permission denied for ") + tool);
-    if (m_pendingRequests.isEmpty())
+    if (m_turn.requests.isEmpty())
         setActivityState(ChatActivityState::processing);
     emit promptClosed(m_chatId, requestId);
     updateInputStatus();
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::didCancelPermissionRequest(const QString &requestId)
 {
-    if (!m_pendingRequests.remove(requestId))
+    if (!m_turn.requests.remove(requestId))
         return;
     if (auto row = takePermissionRow(requestId)) {
         row->contentType = MessageContentType::permissionDenied;
@@ -196,18 +195,18 @@ void ChatSession::didCancelPermissionRequest(const QString &requestId)
         row->isComplete = true;
         save("handlePermissionCancelled(requestId:)");
     }
-    if (m_pendingRequests.isEmpty())
+    if (m_turn.requests.isEmpty())
         setActivityState(ChatActivityState::processing);
     emit promptClosed(m_chatId, requestId);
     updateInputStatus();
-    toUi([](ChatSessionUIHandler &ui) { ui.sessionMessagesChanged(); });
+    later(&ChatSession::messagesChanged);
 }
 
 void ChatSession::permissionModeDidChange(PermissionMode mode)
 {
-    const QList<AgentPermissionRequest> open = m_pendingRequests.inArrivalOrder(); // answering edits the list
+    const QList<AgentPermissionRequest> open = m_turn.requests.inArrivalOrder(); // answering edits the list
     for (const AgentPermissionRequest &request : open) {
-        if (request.requestId == m_planApprovalRequestId)
+        if (request.requestId == m_turn.planRequestId)
             continue; // a plan is approved in its own window
         if (permissionrules::autoApprovalLabel(mode, request.toolName, request.toolInput))
             handlePermissionApproval(request.requestId, PermissionScope::once);
@@ -219,18 +218,18 @@ void ChatSession::didAskUserQuestion(const QList<AgentQuestion> &questions, cons
 {
     Q_UNUSED(toolInput);
     log(QStringLiteral(" didAskUserQuestion: %1 question(s), requestId=%2").arg(questions.size()).arg(requestId));
-    removeRow(m_currentThinking, "removeThinkingMessage()");
+    removeRow(m_turn.thinking, "removeThinkingMessage()");
     setActivityState(ChatActivityState::waitingForPermission);
-    m_pendingQuestion = questions;
-    m_pendingQuestionRequestId = requestId;
+    m_turn.question = questions;
+    m_turn.questionRequestId = requestId;
     // The open question is also a row, so a question left open when the application ends is
     // still visible at the next start as one that was never answered.
     const QString header = questions.isEmpty() ? QString() : questions.first().header.value_or(QString());
-    m_questionRow = makeRow(MessageRole::tool, MessageContentType::permissionRequest,
+    m_turn.questionRow = makeRow(MessageRole::tool, MessageContentType::permissionRequest,
                             questions.isEmpty() ? QString() : questions.first().question, false);
-    m_questionRow->toolName = QStringLiteral("AskUserQuestion");
-    m_questionRow->metadata = requestMetadata(requestId, toolInput);
-    appendMessage(m_questionRow);
+    m_turn.questionRow->toolName = QStringLiteral("AskUserQuestion");
+    m_turn.questionRow->metadata = requestMetadata(requestId, toolInput);
+    appendMessage(m_turn.questionRow);
     if (m_notifier)
         m_notifier->notifyQuestion(m_chatName, m_chatId, header.isEmpty() ? QStringLiteral("Question") : header);
     updateInputStatus();
@@ -240,16 +239,16 @@ void ChatSession::didAskUserQuestion(const QList<AgentQuestion> &questions, cons
 
 void ChatSession::handleQuestionAnswer(const QString &text)
 {
-    const QString requestId = std::exchange(m_pendingQuestionRequestId, QString());
-    m_pendingQuestion.reset();
+    const QString requestId = std::exchange(m_turn.questionRequestId, QString());
+    m_turn.question.reset();
     emit promptClosed(m_chatId, QuestionKey);
     // The agent reads the answer as the message of a denial: that is how claude takes free text.
     answer(requestId, false, std::nullopt, text);
-    if (m_questionRow) {
-        m_questionRow->contentType = MessageContentType::permissionGranted;
-        m_questionRow->content += QStringLiteral("\nAnswer: ") + text;
-        m_questionRow->isComplete = true;
-        m_questionRow.reset();
+    if (m_turn.questionRow) {
+        m_turn.questionRow->contentType = MessageContentType::permissionGranted;
+        m_turn.questionRow->content += QStringLiteral("\nAnswer: ") + text;
+        m_turn.questionRow->isComplete = true;
+        m_turn.questionRow.reset();
     }
     setActivityState(ChatActivityState::processing);
     showThinkingRow();
@@ -258,15 +257,15 @@ void ChatSession::handleQuestionAnswer(const QString &text)
 
 void ChatSession::handleQuestionCancel()
 {
-    const QString requestId = std::exchange(m_pendingQuestionRequestId, QString());
-    m_pendingQuestion.reset();
+    const QString requestId = std::exchange(m_turn.questionRequestId, QString());
+    m_turn.question.reset();
     emit promptClosed(m_chatId, QuestionKey);
     setActivityState(ChatActivityState::idle);
     answer(requestId, false, std::nullopt, QStringLiteral("User dismissed the question"));
-    if (m_questionRow) {
-        m_questionRow->contentType = MessageContentType::permissionDenied;
-        m_questionRow->isComplete = true;
-        m_questionRow.reset();
+    if (m_turn.questionRow) {
+        m_turn.questionRow->contentType = MessageContentType::permissionDenied;
+        m_turn.questionRow->isComplete = true;
+        m_turn.questionRow.reset();
     }
     addSystemMessage(QStringLiteral("Question dismissed. Claude may not have the information it needs to proceed."));
     updateInputStatus();
@@ -275,20 +274,20 @@ void ChatSession::handleQuestionCancel()
 void ChatSession::notifyPlanChanged()
 {
     log(QStringLiteral(" notifyPlanStateChanged: isActive=%1 tasks=%2 awaitingApproval=%3 hasText=%4")
-            .arg(m_plan.isActive).arg(m_plan.tasks.size()).arg(m_plan.isAwaitingApproval).arg(!m_plan.accumulatedText.isEmpty()));
+            .arg(m_turn.plan.isActive).arg(m_turn.plan.tasks.size()).arg(m_turn.plan.isAwaitingApproval).arg(!m_turn.plan.accumulatedText.isEmpty()));
     emit planStateChanged(m_chatId);
 }
 
 void ChatSession::showPlanForApproval(const AgentPermissionRequest &request)
 {
-    if (!m_plan.planContent && m_plan.planFilePath) {
-        const QString path = QDir(m_workingDirectory).filePath(*m_plan.planFilePath);
+    if (!m_turn.plan.planContent && m_turn.plan.planFilePath) {
+        const QString path = QDir(m_workingDirectory).filePath(*m_turn.plan.planFilePath);
         QFile file(path);
         if (file.open(QIODevice::ReadOnly)) {
             const QString text = QString::fromUtf8(file.readAll());
             if (!text.isEmpty()) {
-                m_plan.planContent = text;
-                m_plan.accumulatedText.clear();
+                m_turn.plan.planContent = text;
+                m_turn.plan.accumulatedText.clear();
                 log(QStringLiteral(" Read plan content from disk: %1 chars").arg(text.size()));
             }
         } else {
@@ -298,11 +297,11 @@ void ChatSession::showPlanForApproval(const AgentPermissionRequest &request)
     // Without a file, the plan is what claude put in the request; what it streamed before is
     // only the lead-in.
     const QString fromRequest = request.toolInput.value(QStringLiteral("plan")).toString();
-    if (!m_plan.planContent && !fromRequest.trimmed().isEmpty())
-        m_plan.planContent = fromRequest;
-    m_plan.isAwaitingApproval = true;
-    m_planApprovalRequestId = request.requestId;
-    m_planApprovalInput = request.toolInput;
+    if (!m_turn.plan.planContent && !fromRequest.trimmed().isEmpty())
+        m_turn.plan.planContent = fromRequest;
+    m_turn.plan.isAwaitingApproval = true;
+    m_turn.planRequestId = request.requestId;
+    m_turn.planInput = request.toolInput;
     notifyPlanChanged();
     updateInputStatus();
     if (m_notifier)
@@ -313,15 +312,15 @@ void ChatSession::showPlanForApproval(const AgentPermissionRequest &request)
 
 void ChatSession::handlePlanApproval()
 {
-    m_plan.isAwaitingApproval = false;
+    m_turn.plan.isAwaitingApproval = false;
     notifyPlanChanged();
-    if (!m_planApprovalRequestId)
+    if (!m_turn.planRequestId)
         return;
-    const QString requestId = *std::exchange(m_planApprovalRequestId, std::nullopt);
-    const QVariantMap input = std::exchange(m_planApprovalInput, std::nullopt).value_or(QVariantMap());
-    m_pendingRequests.remove(requestId);
+    const QString requestId = *std::exchange(m_turn.planRequestId, std::nullopt);
+    const QVariantMap input = std::exchange(m_turn.planInput, {});
+    m_turn.requests.remove(requestId);
     // The chat keeps what was approved, after the live plan is gone and after a restart.
-    if (const QString approved = m_plan.shownText(); !approved.trimmed().isEmpty()) {
+    if (const QString approved = m_turn.plan.shownText(); !approved.trimmed().isEmpty()) {
         appendMessage(makeRow(MessageRole::assistant, MessageContentType::planCard, approved, true));
         save("handlePlanApproval()");
     }
@@ -334,13 +333,13 @@ void ChatSession::handlePlanApproval()
 
 void ChatSession::handlePlanRejection()
 {
-    m_plan.reset();
+    m_turn.plan.reset();
     notifyPlanChanged();
-    if (!m_planApprovalRequestId)
+    if (!m_turn.planRequestId)
         return;
-    const QString requestId = *std::exchange(m_planApprovalRequestId, std::nullopt);
-    m_planApprovalInput.reset();
-    m_pendingRequests.remove(requestId);
+    const QString requestId = *std::exchange(m_turn.planRequestId, std::nullopt);
+    m_turn.planInput.clear();
+    m_turn.requests.remove(requestId);
     answer(requestId, false, std::nullopt, QStringLiteral("User rejected the plan"));
     updateInputStatus();
     emit promptClosed(m_chatId, PlanKey);

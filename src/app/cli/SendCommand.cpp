@@ -7,7 +7,6 @@
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
-#include "agent/session/ChatSessionUIHandler.h"
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
 #include "accounts/ProfileService.h"
@@ -41,13 +40,14 @@ void printErr(const QString &text)
 }
 
 // Prints each assistant row's text as it grows: only what was not printed yet.
-class ReplyPrinter : public QObject, public ChatSessionUIHandler
+class ReplyPrinter : public QObject
 {
 public:
-    explicit ReplyPrinter(ChatSession &session) : m_session(session) {}
-
-    void sessionMessagesChanged() override { flush(); }
-    void sessionMessageChanged(const QUuid &) override { flush(); }
+    explicit ReplyPrinter(ChatSession &session) : m_session(session)
+    {
+        connect(&session, &ChatSession::messagesChanged, this, &ReplyPrinter::flush);
+        connect(&session, &ChatSession::messageChanged, this, &ReplyPrinter::flush);
+    }
 
     void flush()
     {
@@ -233,7 +233,6 @@ int sendCommand(const QStringList &arguments)
 
     ChatSession session(place.chat->id, place.chat->name, folder, *store);
     ReplyPrinter printer(session);
-    session.setUiHandler(&printer, &printer);
     ChatController controller([&](AgentType type) -> std::unique_ptr<AgentAdapter> {
         if (type == AgentType::codex)
             return std::make_unique<CodexSDKService>(codex);

@@ -38,8 +38,8 @@ struct TimelineChange
 // row removals and insertions of the smallest middle range, not as a model reset, so a view
 // keeps its scroll position and its measured heights.
 //
-// Wiring in a chat view: ChatSessionUIHandler::sessionMessagesChanged() -> setMessages(
-// session.messages()); sessionMessageChanged(id) -> messageChanged(id); another chat ->
+// Wiring in a chat view: ChatSession::messagesChanged() -> setMessages(
+// session.messages()); ChatSession::messageChanged(id) -> messageChanged(id); another chat ->
 // resetMessages(). On timelineUpdated: drop the total-height cache, remove the updated rows'
 // entries from MessageHeightCache, redraw those rows (an assistant row through its
 // MarkdownBlockList), and scroll to the end when TimelineFollowState says so. Row heights come

@@ -170,7 +170,13 @@ void ChatView::setChat(const QUuid &chatId)
     m_sessions.markChatActive(chatId);
     const PermissionMode mode = m_settings.permissionMode();
     m_session->setDefaultPermissionMode(mode);
-    m_session->setUiHandler(this, this);
+    m_session->attachView(this);
+    connect(m_session, &ChatSession::messagesChanged, this, &ChatView::showMessages);
+    connect(m_session, &ChatSession::answerNeeded, this, &ChatView::showMessages);
+    connect(m_session, &ChatSession::messageChanged, &m_model, &ChatTimelineModel::messageChanged);
+    connect(m_session, &ChatSession::agentReady, this, &ChatView::refreshHeader);
+    connect(m_session, &ChatSession::agentInitialized, this, &ChatView::refreshHeader);
+    connect(m_session, &ChatSession::inputStatusChanged, this, &ChatView::showInputStatus);
     connect(m_session, &ChatSession::turnCompleted, this, [this] { m_input->setWaiting(false); });
     connect(m_session, &ChatSession::turnFailed, this, [this] { m_input->setWaiting(false); });
     connect(m_session, &ChatSession::activityStateChanged, this, [this] { refreshHeader(); });
@@ -193,7 +199,7 @@ void ChatView::setChat(const QUuid &chatId)
     m_model.resetMessages(m_session->messages());
     const ChatActivityState state = m_session->activityState();
     m_input->setWaiting(state == ChatActivityState::processing || state == ChatActivityState::waitingForPermission);
-    m_input->setStatus(QString());
+    m_input->setStatus(m_session->inputStatus().text);
     refreshHeader();
     refreshPrompts();
     m_timeline->scrollToEnd();
@@ -204,7 +210,7 @@ void ChatView::detach()
 {
     if (m_session) {
         logLine(Tag, QStringLiteral("detachAndClear: releasing chat=") + m_session->chatName());
-        m_session->setUiHandler(nullptr, nullptr);
+        m_session->detachView(this);
         disconnect(m_session, nullptr, this, nullptr);
         m_sessions.markChatInactive(m_chatId);
     }
@@ -316,44 +322,17 @@ void ChatView::changeEvent(QEvent *event)
         restyle();
 }
 
-void ChatView::sessionMessagesChanged()
+void ChatView::showMessages()
 {
     if (m_session)
         m_model.setMessages(m_session->messages());
     refreshPrompts();
 }
 
-void ChatView::sessionMessageChanged(const QUuid &messageId)
+void ChatView::showInputStatus(const InputStatus &status)
 {
-    m_model.messageChanged(messageId);
-}
-
-void ChatView::sessionReady()
-{
-    refreshHeader();
-}
-
-void ChatView::sessionNeedsAnswer()
-{
-    if (m_session)
-        m_model.setMessages(m_session->messages());
-    refreshPrompts();
-}
-
-void ChatView::sessionInitialized(const AgentSessionInfo &)
-{
-    refreshHeader();
-}
-
-void ChatView::sessionFailed(const QString &)
-{
-    m_input->setWaiting(false);
-}
-
-void ChatView::sessionInputStatusChanged(const QString &status, bool waiting)
-{
-    m_input->setStatus(status);
-    if (waiting)
+    m_input->setStatus(status.text);
+    if (status.waiting)
         m_input->setWaiting(true);
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "agent/session/ChatSession.h"
-#include "agent/session/ChatSessionUIHandler.h"
 #include "presentation/timeline/ChatTimelineModel.h"
 
 #include <QPointer>
@@ -27,7 +26,7 @@ struct Attachment;
 // The chat area of a window: a header, the timeline of one chat, the open question or plan, and
 // the input. It attaches to the chat's live session while it shows it; the session goes on in
 // the background when the view shows another chat or goes away.
-class ChatView : public QWidget, public ChatSessionUIHandler
+class ChatView : public QWidget
 {
     Q_OBJECT
 public:
@@ -48,15 +47,6 @@ public:
     PlanCard *planCard() const { return m_plan; }
     QLabel *titleLabel() const { return m_title; }
 
-    // ChatSessionUIHandler
-    void sessionMessagesChanged() override;
-    void sessionMessageChanged(const QUuid &messageId) override;
-    void sessionReady() override;
-    void sessionNeedsAnswer() override;
-    void sessionInitialized(const AgentSessionInfo &info) override;
-    void sessionFailed(const QString &description) override;
-    void sessionInputStatusChanged(const QString &status, bool waiting) override;
-
 signals:
     // The view took over the chat's open prompts: floating windows of that chat can close.
     void chatAttached(const QUuid &chatId);
@@ -71,6 +61,8 @@ private:
     void showNoChat();
     void refreshHeader();
     void refreshPrompts();
+    void showMessages();
+    void showInputStatus(const InputStatus &status);
     void submit(const QString &text, const QList<Attachment> &attachments);
     void stop();
     void changePermissionMode(PermissionMode mode);

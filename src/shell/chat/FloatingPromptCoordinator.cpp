@@ -38,7 +38,7 @@ void FloatingPromptCoordinator::open(ChatSession *session, const QString &key)
     // The session asks from inside an agent event: the window opens from the event loop.
     QPointer<ChatSession> guarded(session);
     QMetaObject::invokeMethod(this, [this, guarded, key] {
-        if (!guarded || guarded->hasUiHandler())
+        if (!guarded || guarded->hasView())
             return;
         close(guarded->chatId(), key);
         auto *window = new FloatingPromptWindow(*guarded, key);

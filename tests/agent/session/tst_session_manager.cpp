@@ -63,9 +63,9 @@ private slots:
         center.addObserver("chatActivityStateDidChange", [&](const Notification &n) { posts << n; });
         SessionManager sessions(*m_store, center);
         ChatSession *session = sessions.session(QUuid::createUuid(), "A chat", m_env->path("repo"));
-        session->setActivityState(ChatActivityState::processing);
-        session->setActivityState(ChatActivityState::processing);
-        session->setActivityState(ChatActivityState::idle);
+        session->didStartThinking();
+        session->didReceiveText("Hello"); // still processing: no second post
+        session->didComplete(AgentResult{});
         QTRY_COMPARE(posts.size(), 2);
         QTest::qWait(20);
         QCOMPARE(posts.size(), 2);
