@@ -17,6 +17,10 @@ for arg in "$@"; do
 done
 # ccache keeps its files inside the checkout unless the caller chose a place.
 export CCACHE_DIR="${CCACHE_DIR:-$root/.cache/ccache}"
+# Paths inside the checkout are hashed relative to it, so a second worktree of the project
+# (pointed at the same CCACHE_DIR) reuses the objects.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$root}"
+export CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-1}"
 echo "build: configuring $build" >&2
 cmake -S "$root" -B "$build" "${args[@]}" >&2
 echo "build: compiling with $(nproc) jobs (the first build takes a while)" >&2

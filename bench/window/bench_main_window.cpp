@@ -41,6 +41,7 @@ struct Home
     std::unique_ptr<PreferencesStore> preferences;
     NotificationCenter center;
     std::unique_ptr<AppSettings> settings;
+    std::unique_ptr<WorkspaceLifecycleService> lifecycle;
 
     explicit Home(int projects)
     {
@@ -80,7 +81,12 @@ struct Home
         settings = std::make_unique<AppSettings>(*preferences, center, [] { return SystemUserNames{}; });
     }
 
-    WindowServices services() { return {store->mainContext(), *preferences, *settings, center}; }
+    WindowServices services()
+    {
+        if (!lifecycle)
+            lifecycle = std::make_unique<WorkspaceLifecycleService>(store->mainContext(), center);
+        return {store->mainContext(), *preferences, *settings, center, *lifecycle};
+    }
 };
 
 void BM_OpenMainWindow(benchmark::State &state)

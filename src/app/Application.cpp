@@ -9,6 +9,7 @@
 #include "core/window/WindowNavigator.h"
 #include "source_control/workspaces/BranchSync.h"
 #include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
@@ -53,7 +54,7 @@ bool Application::start()
     m_preferences = std::make_unique<PreferencesStore>(paths::settingsFile());
     m_settings = std::make_unique<AppSettings>(*m_preferences, m_center);
     applyAppearance(m_settings->appearanceMode());
-    m_center.addObserver(settingsNotification::appearanceModeChanged,
+    m_center.addObserver(broadcast::appearanceModeChanged,
                          [this](const Notification &) { applyAppearance(m_settings->appearanceMode()); }, nullptr, this);
 
     auto store = startup::openStore(paths::storeFile());
@@ -83,6 +84,11 @@ bool Application::start()
         return BranchSync::makeMonitor(path, *center);
     });
     connect(m_agents.get(), &AgentServices::chatActivationRequested, this, &Application::showChat);
+    // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
+    m_lifecycle = std::make_unique<WorkspaceLifecycleService>(m_store->mainContext(), m_center);
+    SessionManager *sessions = &m_agents->sessions();
+    m_lifecycle->setSessionCloser([sessions](const QUuid &chatId) { sessions->closeSession(chatId); });
+    m_lifecycle->setWorkspaceCloser([sessions](const QUuid &workspaceId) { sessions->removeGitMonitor(workspaceId); });
 
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
@@ -93,7 +99,7 @@ bool Application::start()
 
 MainWindow *Application::openMainWindow()
 {
-    const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center};
+    const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);
@@ -143,9 +149,6 @@ void Application::connectAgents(MainWindow &window)
         view->setChat(chatId);
         return view;
     });
-    // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
-    window.sidebarModel().setSessionCloser([&sessions](const QUuid &chatId) { sessions.closeSession(chatId); });
-    window.sidebarModel().setWorkspaceCloser([&sessions](const QUuid &workspaceId) { sessions.removeGitMonitor(workspaceId); });
     connect(&window.state(), &WindowStateModel::contentChanged, this, [this, w = QPointer<MainWindow>(&window)] {
         if (w)
             watchShownWorkspace(*w);
@@ -231,6 +234,7 @@ void Application::shutdown()
         m_agents->shutdown();
     ProcessReaper::shared().drain();
     m_branchSync.reset();
+    m_lifecycle.reset();
 }
 
 } // namespace corvane

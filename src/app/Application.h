@@ -12,6 +12,7 @@ namespace corvane {
 
 class AgentServices;
 class BranchSync;
+class WorkspaceLifecycleService;
 class AppSettings;
 class MainWindow;
 class PreferencesStore;
@@ -55,6 +56,7 @@ private:
     std::unique_ptr<AppSettings> m_settings;
     std::unique_ptr<AgentServices> m_agents;
     std::unique_ptr<BranchSync> m_branchSync;
+    std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

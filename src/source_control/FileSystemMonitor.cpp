@@ -2,7 +2,7 @@
 
 #include "core/Log.h"
 #include "core/MainThread.h"
-#include "source_control/SourceControlNotifications.h"
+#include "core/Broadcasts.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -204,8 +204,7 @@ void FileSystemMonitor::forgetSubtree(const QString &relativePath)
 void FileSystemMonitor::post()
 {
     logLine(Tag, QStringLiteral("File system changed, posting notification"));
-    m_center->post(sourceControlNotification::fileSystemDidChange, this,
-                   {{sourceControlNotification::workingDirectoryKey, m_workingDirectory}});
+    broadcast::post(*m_center, broadcast::FileSystemChanged{m_workingDirectory}, this);
     emit changed();
 }
 

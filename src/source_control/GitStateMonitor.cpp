@@ -1,7 +1,7 @@
 #include "source_control/GitStateMonitor.h"
 
 #include "core/Log.h"
-#include "source_control/SourceControlNotifications.h"
+#include "core/Broadcasts.h"
 
 #include <QDir>
 #include <QFile>
@@ -91,8 +91,7 @@ void GitStateMonitor::handleEvents()
     m_headAtPost = readHead();
     logLine(Tag, QStringLiteral("Git state changed, posting notification"));
     QMetaObject::invokeMethod(this, [this] {
-        m_center->post(sourceControlNotification::gitStateDidChange, this,
-                       {{sourceControlNotification::workingDirectoryKey, m_workingDirectory}});
+        broadcast::post(*m_center, broadcast::GitStateChanged{m_workingDirectory}, this);
         emit changed();
     }, Qt::QueuedConnection);
     m_rearm.start();

@@ -4,7 +4,7 @@
 #include "MonitorSupport.h"
 
 #include "source_control/FileSystemMonitor.h"
-#include "source_control/SourceControlNotifications.h"
+#include "core/Broadcasts.h"
 
 #include <QDir>
 #include <QFile>
@@ -75,7 +75,7 @@ private slots:
         QFETCH(QString, laterFolder);
         const QString root = makeTree("burst-" + QString(burst).replace(u' ', u'-'));
         FileSystemMonitor monitor(root, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder posts(m_center, broadcast::fileSystemDidChange);
         startAndWait(monitor);
 
         if (burst == "root files") {
@@ -104,7 +104,7 @@ private slots:
 
         QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 5000);
         QVERIFY2(posts.lastTime() - lastChange >= 450, "the post waits for the burst to settle");
-        QCOMPARE(posts.last().value(sourceControlNotification::workingDirectoryKey).toString(), QDir::cleanPath(root));
+        QCOMPARE(broadcast::FileSystemChanged::from(posts.last()).workingDirectory, QDir::cleanPath(root));
         QTest::qWait(settleMs);
         QCOMPARE(posts.count(), 1);
 
@@ -122,7 +122,7 @@ private slots:
     {
         const QString root = makeTree("bookkeeping");
         FileSystemMonitor monitor(root, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder posts(m_center, broadcast::fileSystemDidChange);
         startAndWait(monitor);
 
         m_sandbox.git(root, {"commit", "-q", "--allow-empty", "-m", "empty"});
@@ -188,7 +188,7 @@ private slots:
     {
         const QString root = makeTree("stop");
         FileSystemMonitor monitor(root, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder posts(m_center, broadcast::fileSystemDidChange);
         startAndWait(monitor);
         touch(root + "/a.txt");
         QTest::qWait(150);
@@ -203,7 +203,7 @@ private slots:
     {
         const QString root = makeTree("restart");
         FileSystemMonitor monitor(root, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder posts(m_center, broadcast::fileSystemDidChange);
         startAndWait(monitor);
         startAndWait(monitor);
         QCOMPARE(monitor.watchCount(), 4);
@@ -241,7 +241,7 @@ private slots:
         for (int i = 0; i < bulkFolders; ++i)
             QDir().mkpath(root + QStringLiteral("/bulk/d%1/e%2").arg(i % 20).arg(i));
         FileSystemMonitor monitor(root, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder posts(m_center, broadcast::fileSystemDidChange);
         QSignalSpy ready(&monitor, &FileSystemMonitor::ready);
         monitor.start();
         if (bulkFolders > 1000)

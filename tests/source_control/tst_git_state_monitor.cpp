@@ -5,7 +5,7 @@
 
 #include "source_control/FileSystemMonitor.h"
 #include "source_control/GitStateMonitor.h"
-#include "source_control/SourceControlNotifications.h"
+#include "core/Broadcasts.h"
 #include "source_control/workspaces/BranchSync.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
@@ -34,14 +34,14 @@ private slots:
     {
         const QString repository = m_sandbox.makeRepository("switches");
         GitStateMonitor monitor(repository, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         QVERIFY(monitor.isRunning());
         QVERIFY(monitor.isArmed());
 
         m_sandbox.git(repository, {"switch", "-q", "-c", "topic"});
         QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
-        QCOMPARE(posts.last().value(sourceControlNotification::workingDirectoryKey).toString(), repository);
+        QCOMPARE(broadcast::GitStateChanged::from(posts.last()).workingDirectory, repository);
 
         // Re-armed on the new HEAD file half a second later.
         QTRY_VERIFY_WITH_TIMEOUT(monitor.isArmed(), 3000);
@@ -57,7 +57,7 @@ private slots:
     {
         const QString repository = m_sandbox.makeRepository("gap");
         GitStateMonitor monitor(repository, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         m_sandbox.git(repository, {"switch", "-q", "-c", "first"});
         QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);
@@ -77,7 +77,7 @@ private slots:
         const QString repository = m_sandbox.makeRepository("quick");
         m_sandbox.git(repository, {"branch", "other"});
         GitStateMonitor monitor(repository, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         m_sandbox.git(repository, {"switch", "-q", "other"});
         m_sandbox.git(repository, {"switch", "-q", "main"});
@@ -91,7 +91,7 @@ private slots:
     {
         const QString repository = m_sandbox.makeRepository("commits");
         GitStateMonitor monitor(repository, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         m_sandbox.write(repository + "/more.txt", "more\n");
         m_sandbox.commitAll(repository, "more");
@@ -104,8 +104,8 @@ private slots:
         const QString repository = m_sandbox.makeRepository("both");
         GitStateMonitor head(repository, m_center, &m_hub);
         FileSystemMonitor tree(repository, m_center, &m_hub);
-        PostRecorder headPosts(m_center, sourceControlNotification::gitStateDidChange);
-        PostRecorder treePosts(m_center, sourceControlNotification::fileSystemDidChange);
+        PostRecorder headPosts(m_center, broadcast::gitStateDidChange);
+        PostRecorder treePosts(m_center, broadcast::fileSystemDidChange);
         head.start();
         QSignalSpy ready(&tree, &FileSystemMonitor::ready);
         tree.start();
@@ -125,7 +125,7 @@ private slots:
         m_sandbox.git(repository, {"worktree", "add", "-q", "-b", "wt", directory});
         QVERIFY(QFileInfo(directory + "/.git").isFile());
         GitStateMonitor monitor(directory, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         QVERIFY(monitor.isRunning());
         m_sandbox.git(repository, {"switch", "-q", "-c", "elsewhere"});
@@ -185,7 +185,7 @@ private slots:
     {
         const QString repository = m_sandbox.makeRepository("stop");
         GitStateMonitor monitor(repository, m_center, &m_hub);
-        PostRecorder posts(m_center, sourceControlNotification::gitStateDidChange);
+        PostRecorder posts(m_center, broadcast::gitStateDidChange);
         monitor.start();
         m_sandbox.git(repository, {"switch", "-q", "-c", "x"});
         QTRY_COMPARE_WITH_TIMEOUT(posts.count(), 1, 3000);

@@ -11,7 +11,7 @@
 #include "source_control/workspaces/NewChatSheetModel.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "source_control/workspaces/WorktreeRemoval.h"
-#include "source_control/workspaces/WorkspaceNotifications.h"
+#include "core/Broadcasts.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -30,6 +30,7 @@ private:
     test::GitSandbox m_sandbox;
     std::shared_ptr<Store> m_store;
     NotificationCenter m_center;
+    std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
     std::unique_ptr<SidebarViewModel> m_sidebar;
     QList<QUuid> m_closedSessions;
     int m_caseNumber = 0;
@@ -40,7 +41,7 @@ private:
     std::shared_ptr<Project> addProject()
     {
         const QString clone = m_sandbox.makeClone(QStringLiteral("repo%1").arg(++m_caseNumber));
-        auto added = m_sidebar->addProjectFolder(clone, std::nullopt);
+        auto added = m_lifecycle->addProjectFolder(clone, std::nullopt);
         if (!added)
             qWarning("%s", qPrintable(added.error().message));
         return context().get<Project>(*(*added)->projectId);
@@ -57,7 +58,7 @@ private:
             qWarning("%s", qPrintable(chat.error().description()));
             return nullptr;
         }
-        return m_sidebar->receiveSheetChat(*chat, *project);
+        return m_lifecycle->receiveSheetChat(*chat, *project);
     }
 
     QString worktreeOf(const Workspace &workspace) { return *workspace.worktreePath; }
@@ -72,15 +73,17 @@ private slots:
     {
         static int stores = 0;
         m_store = Store::open(m_sandbox.path(QStringLiteral("store%1.sqlite").arg(++stores))).value();
-        m_sidebar = std::make_unique<SidebarViewModel>(m_store->mainContext(), m_center);
+        m_lifecycle = std::make_unique<WorkspaceLifecycleService>(m_store->mainContext(), m_center);
+        m_sidebar = std::make_unique<SidebarViewModel>(m_store->mainContext(), *m_lifecycle, m_center);
         m_closedSessions.clear();
-        m_sidebar->setSessionCloser([this](const QUuid &id) { m_closedSessions << id; });
+        m_lifecycle->setSessionCloser([this](const QUuid &id) { m_closedSessions << id; });
         m_sidebar->loadProjects();
     }
 
     void cleanup()
     {
         m_sidebar.reset();
+        m_lifecycle.reset();
         m_store.reset();
     }
 
@@ -93,32 +96,31 @@ private slots:
         const QString folder = worktreeOf(*workspace);
         QCOMPARE(QFileInfo(folder).absolutePath(), paths::worktreesRoot());
         QVERIFY(QRegularExpression("^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$").match(QFileInfo(folder).fileName()).hasMatch());
-        QCOMPARE(m_sidebar->selectedWorkspaceId(), std::optional<QUuid>(workspace->id));
-        QCOMPARE(m_sidebar->chats(*workspace).size(), 1);
-        QCOMPARE(m_sidebar->chats(*workspace).first()->gitBranch, std::optional<QString>("feature/login"));
+        QCOMPARE(m_lifecycle->chats(*workspace).size(), 1);
+        QCOMPARE(m_lifecycle->chats(*workspace).first()->gitBranch, std::optional<QString>("feature/login"));
         QCOMPARE(workspace->worktreeBaseBranch, std::optional<QString>("main"));
 
         // Used: a commit on the branch, pushed, leaves nothing that removal would lose.
         m_sandbox.write(folder + "/login.txt", "form\n");
         m_sandbox.commitAll(folder, "Add login");
         QVERIFY(await(GitService(folder).pushWithUpstream("origin")));
-        const GitResult<WorktreeDirtyStatus> status = await(m_sidebar->worktreeDirtyStatus(*workspace));
+        const GitResult<WorktreeDirtyStatus> status = await(m_lifecycle->worktreeDirtyStatus(*workspace));
         QCOMPARE(*status, WorktreeDirtyStatus{});
 
         // A worktree never goes without a word, even with nothing to lose.
-        const GitResult<LifecycleOutcome> asked = await(m_sidebar->archiveWorkspace(workspace));
+        const GitResult<LifecycleOutcome> asked = await(m_lifecycle->archiveWorkspace(workspace));
         QCOMPARE(asked->kind, Kind::needsConfirmation);
         QCOMPARE(asked->message, QStringLiteral("This will archive the workspace and all its chats, and remove its "
                                                 "worktree. Any uncommitted changes will be lost."));
         QVERIFY(QFileInfo::exists(folder));
         QVERIFY(!workspace->isArchived());
-        const GitResult<LifecycleOutcome> archived = await(m_sidebar->archiveWorkspace(workspace, true));
+        const GitResult<LifecycleOutcome> archived = await(m_lifecycle->archiveWorkspace(workspace, true));
         QCOMPARE(archived->kind, Kind::done);
         QVERIFY(!QFileInfo::exists(folder));
         QVERIFY(!listedWorktrees(*project).contains(folder));
         QVERIFY(workspace->isArchived());
         QVERIFY(m_closedSessions.size() == 1);
-        for (const auto &chat : m_sidebar->chats(*workspace, true))
+        for (const auto &chat : m_lifecycle->chats(*workspace, true))
             QVERIFY(chat->isArchived());
         // The branch stays in the repository.
         QVERIFY(m_sandbox.git(project->path, {"branch", "--list", "feature/login"}).contains("feature/login"));
@@ -193,7 +195,7 @@ private slots:
         m_sandbox.write(folder + "/draft.txt", "unsaved\n");
         m_sandbox.write(folder + "/README.md", "changed\n");
 
-        const GitResult<LifecycleOutcome> asked = await(m_sidebar->archiveWorkspace(workspace));
+        const GitResult<LifecycleOutcome> asked = await(m_lifecycle->archiveWorkspace(workspace));
         QCOMPARE(asked->kind, Kind::needsConfirmation);
         QCOMPARE(asked->message,
                  QString::fromUtf8("This will archive the workspace and all its chats, and remove the worktree.\n\n⚠️ "
@@ -204,9 +206,9 @@ private slots:
         QVERIFY(QFileInfo::exists(folder + "/draft.txt"));
         QVERIFY(!context().get<Workspace>(workspace->id)->isArchived());
         QVERIFY(m_closedSessions.isEmpty());
-        QVERIFY(m_sidebar->archivingWorkspaceIds().isEmpty());
+        QVERIFY(m_lifecycle->archivingWorkspaceIds().isEmpty());
 
-        const GitResult<LifecycleOutcome> confirmed = await(m_sidebar->archiveWorkspace(workspace, true));
+        const GitResult<LifecycleOutcome> confirmed = await(m_lifecycle->archiveWorkspace(workspace, true));
         QCOMPARE(confirmed->kind, Kind::done);
         QVERIFY(!QFileInfo::exists(folder));
         QVERIFY(workspace->isArchived());
@@ -220,12 +222,12 @@ private slots:
         auto workspace = newWorktreeWorkspace(project, "broken");
         const QString folder = worktreeOf(*workspace);
         QVERIFY(QFile::remove(folder + "/.git"));
-        const GitResult<LifecycleOutcome> asked = await(m_sidebar->archiveWorkspace(workspace));
+        const GitResult<LifecycleOutcome> asked = await(m_lifecycle->archiveWorkspace(workspace));
         QCOMPARE(asked->kind, Kind::needsConfirmation);
         QVERIFY2(asked->message.contains("git could not read the worktree (fatal: not a git repository"),
                  qPrintable(asked->message));
         QVERIFY(QFileInfo::exists(folder + "/README.md"));
-        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace, true))->kind, Kind::done);
+        QCOMPARE(await(m_lifecycle->archiveWorkspace(workspace, true))->kind, Kind::done);
         QVERIFY(!QFileInfo::exists(folder));
     }
 
@@ -236,10 +238,10 @@ private slots:
         auto project = addProject();
         const QString outside = m_sandbox.path(QStringLiteral("own-worktree%1").arg(m_caseNumber));
         m_sandbox.git(project->path, {"worktree", "add", "--lock", "-b", "locked", outside});
-        auto workspace = m_sidebar->adoptWorktree(*project, GitWorktree{outside, "locked", true});
+        auto workspace = m_lifecycle->adoptWorktree(*project, GitWorktree{outside, "locked", true});
         QCOMPARE(workspace->name, QString("locked"));
 
-        const GitResult<LifecycleOutcome> outcome = await(m_sidebar->archiveWorkspace(workspace, true));
+        const GitResult<LifecycleOutcome> outcome = await(m_lifecycle->archiveWorkspace(workspace, true));
         QCOMPARE(outcome->kind, Kind::failed);
         QVERIFY2(outcome->message.startsWith("Could not remove the worktree at " + outside), qPrintable(outcome->message));
         QVERIFY(QFileInfo::exists(outside + "/README.md"));
@@ -257,26 +259,26 @@ private slots:
         QVERIFY(QDir(folder).removeRecursively());
 
         // A folder that is gone holds nothing to lose; archiving still asks first.
-        QCOMPARE(*await(m_sidebar->worktreeDirtyStatus(*workspace)), WorktreeDirtyStatus{});
-        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace))->kind, Kind::needsConfirmation);
-        QCOMPARE(await(m_sidebar->archiveWorkspace(workspace, true))->kind, Kind::done);
+        QCOMPARE(*await(m_lifecycle->worktreeDirtyStatus(*workspace)), WorktreeDirtyStatus{});
+        QCOMPARE(await(m_lifecycle->archiveWorkspace(workspace))->kind, Kind::needsConfirmation);
+        QCOMPARE(await(m_lifecycle->archiveWorkspace(workspace, true))->kind, Kind::done);
         QVERIFY(!listedWorktrees(*project).contains(folder)); // pruned
 
-        const LifecycleOutcome restored = m_sidebar->restoreWorkspace(workspace);
+        const LifecycleOutcome restored = m_lifecycle->restoreWorkspace(workspace);
         QCOMPARE(restored.kind, Kind::done);
         QCOMPARE(restored.message, "The workspace \"vanished\" is restored, but its worktree folder no longer exists: "
                                    + folder + ". Its branch \"vanished\" is still in the repository: make a new "
                                    "worktree workspace on it to go on working.");
         QVERIFY(!workspace->isArchived());
         QCOMPARE(workspace->worktreePath, std::optional<QString>(folder));
-        for (const auto &chat : m_sidebar->chats(*workspace, true))
+        for (const auto &chat : m_lifecycle->chats(*workspace, true))
             QVERIFY(!chat->isArchived());
     }
 
     void forkIntoLocalBranch()
     {
         auto project = addProject();
-        const auto original = m_sidebar->chats(*context().get<Workspace>(*m_sidebar->selectedWorkspaceId())).first();
+        const auto original = m_lifecycle->chats(*m_lifecycle->workspaces(*project).first()).first();
         Message said;
         said.content = "hello";
         said.chatId = original->id;
@@ -284,7 +286,7 @@ private slots:
         QVERIFY(context().save());
 
         const std::optional<QString> originalBranch = original->gitBranch;
-        const auto request = m_sidebar->forkRequest(*original, WorkspaceCreationMode::newBranch);
+        const auto request = m_lifecycle->forkRequest(*original, WorkspaceCreationMode::newBranch);
         QVERIFY(request && request->projectId == project->id);
         NewChatSheetModel sheet(context().get<Project>(request->projectId), request->mode, m_center);
         (void)await(sheet.start());
@@ -292,13 +294,12 @@ private slots:
         sheet.setBranchName("  fork/one ");
         const GitResult<Chat> chat = await(sheet.create());
         QVERIFY2(chat, qPrintable(chat ? QString() : chat.error().description()));
-        auto workspace = m_sidebar->receiveSheetChat(*chat, *project);
+        auto workspace = m_lifecycle->receiveSheetChat(*chat, *project);
 
         QCOMPARE(workspace->gitBranch, std::optional<QString>("fork/one"));
         QVERIFY(!workspace->usesWorktree);
         QCOMPARE(project->currentBranch, std::optional<QString>("fork/one"));
         QCOMPARE(await(GitService(project->path).upstreamBranch()).valueOr("?"), QString("origin/fork/one"));
-        QCOMPARE(m_sidebar->selectedChatId(), std::optional<QUuid>(chat->id));
         QCOMPARE(context().count<Message>(where::eq("chatId", chat->id)).valueOr(-1), 0);
         QCOMPARE(original->gitBranch, originalBranch);
 
@@ -316,38 +317,38 @@ private slots:
         auto project = addProject();
         auto workspace = newWorktreeWorkspace(project, "doomed");
         const QString folder = worktreeOf(*workspace);
-        const QUuid chatId = m_sidebar->chats(*workspace).first()->id;
-        auto second = m_sidebar->createChat(*workspace);
+        const QUuid chatId = m_lifecycle->chats(*workspace).first()->id;
+        auto second = m_lifecycle->createChat(*workspace);
         QCOMPARE(second->name, QString("Chat 2"));
         m_sandbox.write(folder + "/new.txt", "n\n");
 
-        const GitResult<LifecycleOutcome> asked = await(m_sidebar->deleteWorkspace(workspace->id));
+        const GitResult<LifecycleOutcome> asked = await(m_lifecycle->deleteWorkspace(workspace->id));
         QCOMPARE(asked->kind, Kind::needsConfirmation);
         QVERIFY(asked->message.endsWith("Would be lost: 1 changed file."));
         QVERIFY(context().get<Workspace>(workspace->id));
 
-        QCOMPARE(await(m_sidebar->deleteWorkspace(workspace->id, true))->kind, Kind::done);
+        QCOMPARE(await(m_lifecycle->deleteWorkspace(workspace->id, true))->kind, Kind::done);
         QVERIFY(!QFileInfo::exists(folder));
         QCOMPARE(context().count<Workspace>(where::eq("id", workspace->id)).valueOr(-1), 0);
         QCOMPARE(context().count<Chat>(where::eq("id", chatId)).valueOr(-1), 0);
         QCOMPARE(m_closedSessions.size(), 2);
         // Already gone: nothing to do.
-        QCOMPARE(await(m_sidebar->deleteWorkspace(workspace->id))->kind, Kind::done);
+        QCOMPARE(await(m_lifecycle->deleteWorkspace(workspace->id))->kind, Kind::done);
 
         // All archived ones at once; live ones stay.
-        auto live = m_sidebar->workspaces(*project).first();
-        auto old1 = m_sidebar->createWorkspace(*project, "Old 1", std::nullopt);
-        auto old2 = m_sidebar->createWorkspace(*project, "Old 2", std::nullopt);
-        QCOMPARE(await(m_sidebar->archiveWorkspace(old1))->kind, Kind::done);
-        QCOMPARE(await(m_sidebar->archiveWorkspace(old2))->kind, Kind::done);
-        QCOMPARE(await(m_sidebar->deleteArchivedWorkspaces(*project))->kind, Kind::done);
-        QCOMPARE(m_sidebar->workspaces(*project, true).size(), 1);
-        QCOMPARE(m_sidebar->workspaces(*project, true).first()->id, live->id);
+        auto live = m_lifecycle->workspaces(*project).first();
+        auto old1 = m_lifecycle->createWorkspace(*project, "Old 1", std::nullopt);
+        auto old2 = m_lifecycle->createWorkspace(*project, "Old 2", std::nullopt);
+        QCOMPARE(await(m_lifecycle->archiveWorkspace(old1))->kind, Kind::done);
+        QCOMPARE(await(m_lifecycle->archiveWorkspace(old2))->kind, Kind::done);
+        QCOMPARE(await(m_lifecycle->deleteArchivedWorkspaces(*project))->kind, Kind::done);
+        QCOMPARE(m_lifecycle->workspaces(*project, true).size(), 1);
+        QCOMPARE(m_lifecycle->workspaces(*project, true).first()->id, live->id);
 
         // A plain chat of the first workspace.
-        auto simple = m_sidebar->workspaces(*project).first();
-        auto plain = m_sidebar->createChat(*simple, QStringLiteral("Scratch"));
-        QCOMPARE(await(m_sidebar->deleteChat(plain->id))->kind, Kind::done);
+        auto simple = m_lifecycle->workspaces(*project).first();
+        auto plain = m_lifecycle->createChat(*simple, QStringLiteral("Scratch"));
+        QCOMPARE(await(m_lifecycle->deleteChat(plain->id))->kind, Kind::done);
         QCOMPARE(context().count<Chat>(where::eq("id", plain->id)).valueOr(-1), 0);
     }
 
@@ -365,17 +366,17 @@ private slots:
         auto project = addProject();
         project->profileId = first.id;
         QVERIFY(context().save());
-        auto workspace = m_sidebar->workspaces(*project).first();
-        auto longSession = m_sidebar->chats(*workspace).first();
+        auto workspace = m_lifecycle->workspaces(*project).first();
+        auto longSession = m_lifecycle->chats(*workspace).first();
         longSession->claudeSessionId = "0123456789abcdef";
         longSession->modelId = "claude:opus";
-        auto shortSession = m_sidebar->createChat(*workspace);
+        auto shortSession = m_lifecycle->createChat(*workspace);
         shortSession->claudeSessionId = "abc-123";
-        auto noSession = m_sidebar->createChat(*workspace);
+        auto noSession = m_lifecycle->createChat(*workspace);
         noSession->modelId = "claude:haiku";
         QVERIFY(context().save());
 
-        m_sidebar->setProfile(*project, second);
+        m_lifecycle->setProfile(*project, second);
         QCOMPARE(project->profileId, std::optional<QUuid>(second.id));
         QCOMPARE(m_closedSessions.size(), 3);
         QCOMPARE(longSession->previousClaudeSessionId, std::optional<QString>("0123456789abcdef"));
@@ -392,41 +393,41 @@ private slots:
                                    "conversation will be replayed as context. Previous session: abc-123."));
 
         // Back to the first profile: the earlier session returns.
-        m_sidebar->setProfile(*project, first);
+        m_lifecycle->setProfile(*project, first);
         QCOMPARE(longSession->claudeSessionId, std::optional<QString>("0123456789abcdef"));
         QVERIFY(!longSession->previousClaudeSessionId && !longSession->pendingProfileMigration);
         QCOMPARE(context().fetchOrEmpty<Message>(Query(where::eq("chatId", longSession->id)).orderBy("timestamp")).last()->content,
                  QString::fromUtf8("Profile changed back to Work. Restored previous session: 01234567…."));
 
         // On to a third: migrates again from the first.
-        m_sidebar->setProfile(*project, third);
+        m_lifecycle->setProfile(*project, third);
         QCOMPARE(longSession->migratedFromProfileId, std::optional<QUuid>(first.id));
-        QCOMPARE(m_sidebar->projects(third).size(), 1);
+        QCOMPARE(m_lifecycle->projects(third).size(), 1);
         QCOMPARE(project->sortOrder, 0);
-        QCOMPARE(m_sidebar->projects(first).size(), 0);
+        QCOMPARE(m_lifecycle->projects(first).size(), 0);
     }
 
     void reorderingAndSwitchingTheCheckout()
     {
         auto project = addProject();
-        auto first = m_sidebar->workspaces(*project).first();
-        auto second = m_sidebar->createWorkspace(*project, "Second", std::nullopt);
+        auto first = m_lifecycle->workspaces(*project).first();
+        auto second = m_lifecycle->createWorkspace(*project, "Second", std::nullopt);
         QCOMPARE(second->sortOrder, 1);
-        QVERIFY(!m_sidebar->reorderWorkspaces(*project, {first->id, second->id})); // unchanged: nothing saved
-        QVERIFY(m_sidebar->reorderWorkspaces(*project, {second->id, first->id}));
-        QCOMPARE(m_sidebar->workspaces(*project).first()->id, second->id);
+        QVERIFY(!m_lifecycle->reorderWorkspaces(*project, {first->id, second->id})); // unchanged: nothing saved
+        QVERIFY(m_lifecycle->reorderWorkspaces(*project, {second->id, first->id}));
+        QCOMPARE(m_lifecycle->workspaces(*project).first()->id, second->id);
 
-        auto chat = m_sidebar->chats(*first).first();
+        auto chat = m_lifecycle->chats(*first).first();
         m_sandbox.git(project->path, {"branch", "side"});
-        QCOMPARE(await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"origin/main", false, std::nullopt, true}))->kind,
+        QCOMPARE(await(m_lifecycle->switchCheckoutBranch(chat, GitBranch{"origin/main", false, std::nullopt, true}))->kind,
                  Kind::done);
-        QCOMPARE(await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"side", false, std::nullopt, false}))->kind,
+        QCOMPARE(await(m_lifecycle->switchCheckoutBranch(chat, GitBranch{"side", false, std::nullopt, false}))->kind,
                  Kind::done);
         QCOMPARE(project->currentBranch, std::optional<QString>("side"));
         QCOMPARE(chat->gitBranch, std::optional<QString>("side"));
         m_sandbox.write(project->path + "/README.md", "edited\n");
         const GitResult<LifecycleOutcome> refused =
-            await(m_sidebar->switchCheckoutBranch(chat, GitBranch{"main", false, std::nullopt, false}));
+            await(m_lifecycle->switchCheckoutBranch(chat, GitBranch{"main", false, std::nullopt, false}));
         QCOMPARE(refused->message, "Uncommitted Changes\nPlease commit or stash your changes before switching branches.");
         QCOMPARE(QString::fromUtf8(m_sandbox.git(project->path, {"branch", "--show-current"})).trimmed(), QString("side"));
     }
@@ -434,23 +435,31 @@ private slots:
     void broadcastsFeedTheStateMaps()
     {
         const QUuid chat = QUuid::createUuid();
-        m_center.post(workspaceNotification::chatActivityStateDidChange, nullptr,
-                      {{"chatId", chat}, {"state", QStringLiteral("processing")}});
-        m_center.post(workspaceNotification::chatSessionDidChange, nullptr,
-                      {{"chatId", chat.toString()}, {"hasSession", true}});
+        broadcast::post(m_center, broadcast::ChatActivityChanged{chat, QStringLiteral("processing")});
+        broadcast::post(m_center, broadcast::ChatSessionChanged{chat, true});
         QCOMPARE(m_sidebar->activityStates().value(chat), QString("processing"));
         QCOMPARE(m_sidebar->sessionStates().value(chat), true);
 
         auto project = addProject();
-        auto workspace = m_sidebar->workspaces(*project).first();
+        auto workspace = m_lifecycle->workspaces(*project).first();
         int renames = 0;
-        ObserverGuard guard(m_center, m_center.addObserver(workspaceNotification::workspaceDidRename, [&](const Notification &n) {
-            renames += n.payload.value("workspaceId").toUuid() == workspace->id;
-        }));
-        QVERIFY(!m_sidebar->renameWorkspace(*workspace, "  New Workspace \n"));
-        QVERIFY(m_sidebar->renameWorkspace(*workspace, " Billing "));
+        ObserverGuard guard = broadcast::observe<broadcast::WorkspaceRenamed>(m_center, this, [&](const broadcast::WorkspaceRenamed &r) {
+            renames += r.workspaceId == workspace->id;
+        });
+        QVERIFY(!m_lifecycle->renameWorkspace(*workspace, "  New Workspace \n"));
+        QVERIFY(m_lifecycle->renameWorkspace(*workspace, " Billing "));
         QCOMPARE(workspace->name, QString("Billing"));
         QCOMPARE(renames, 1);
+
+        // The sidebar follows the service: an ended session's state and a deleted selection go.
+        const auto live = m_lifecycle->chats(*workspace).first();
+        broadcast::post(m_center, broadcast::ChatActivityChanged{live->id, QStringLiteral("processing")});
+        m_sidebar->selectWorkspace(workspace->id);
+        m_sidebar->selectChat(live->id);
+        QCOMPARE(await(m_lifecycle->deleteWorkspace(workspace->id, true))->kind, Kind::done);
+        QVERIFY(!m_sidebar->activityStates().contains(live->id));
+        QVERIFY(!m_sidebar->selectedWorkspaceId() && !m_sidebar->selectedChatId());
+        QVERIFY(m_closedSessions.contains(live->id));
     }
 };
 

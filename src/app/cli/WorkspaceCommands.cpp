@@ -9,7 +9,7 @@
 #include "source_control/GitService.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/NewChatSheetModel.h"
-#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
@@ -65,7 +65,7 @@ std::shared_ptr<Project> projectAt(StoreContext &context, const QString &folder)
 struct Session
 {
     std::shared_ptr<Store> store;
-    std::unique_ptr<SidebarViewModel> sidebar;
+    std::unique_ptr<WorkspaceLifecycleService> lifecycle;
 };
 
 std::optional<Session> openSession(const QString &command)
@@ -76,8 +76,7 @@ std::optional<Session> openSession(const QString &command)
         return std::nullopt;
     }
     Session session{store.value(), nullptr};
-    session.sidebar = std::make_unique<SidebarViewModel>(session.store->mainContext());
-    session.sidebar->loadProjects();
+    session.lifecycle = std::make_unique<WorkspaceLifecycleService>(session.store->mainContext());
     return session;
 }
 
@@ -146,14 +145,14 @@ int newWorkspace(const QStringList &arguments)
     auto session = openSession(command);
     if (!session)
         return 1;
-    SidebarViewModel &sidebar = *session->sidebar;
+    WorkspaceLifecycleService &lifecycle = *session->lifecycle;
     StoreContext &context = session->store->mainContext();
 
     std::shared_ptr<Workspace> made;
     std::shared_ptr<Project> project = projectAt(context, folder);
     if (!project) {
         // A new project comes with its first workspace on the checkout.
-        auto added = sidebar.addProjectFolder(folder, std::nullopt);
+        auto added = lifecycle.addProjectFolder(folder, std::nullopt);
         if (!added) {
             printErr(QStringLiteral("corvane-cli %1: %2").arg(command, added.error().message));
             return 1;
@@ -163,7 +162,7 @@ int newWorkspace(const QStringList &arguments)
             made = *added;
     }
     if (mode == WorkspaceCreationMode::simple && !made) {
-        made = sidebar.createSimpleWorkspace(*project);
+        made = lifecycle.createSimpleWorkspace(*project);
     } else if (!made) {
         NewChatSheetModel sheet(project, mode);
         (void)waitFor(sheet.start());
@@ -195,10 +194,10 @@ int newWorkspace(const QStringList &arguments)
             printErr(QStringLiteral("corvane-cli %1: %2").arg(command, chat.error().description()));
             return 1;
         }
-        made = sidebar.receiveSheetChat(*chat, *project);
+        made = lifecycle.receiveSheetChat(*chat, *project);
     }
     if (parser.isSet("name"))
-        sidebar.renameWorkspace(*made, parser.value("name"));
+        lifecycle.renameWorkspace(*made, parser.value("name"));
     printOut(workspaceLine(*made, *project));
     return 0;
 }
@@ -235,7 +234,7 @@ int changeWorkspace(const QString &action, const QStringList &arguments)
     auto session = openSession(command);
     if (!session)
         return 1;
-    SidebarViewModel &sidebar = *session->sidebar;
+    WorkspaceLifecycleService &lifecycle = *session->lifecycle;
     auto workspace = workspaceById(session->store->mainContext(), command, idText);
     if (!workspace)
         return 1;
@@ -246,24 +245,24 @@ int changeWorkspace(const QString &action, const QStringList &arguments)
             printErr(QStringLiteral("corvane-cli %1: the workspace is archived already").arg(command));
             return 1;
         }
-        return report(command, *waitFor(sidebar.archiveWorkspace(workspace, confirmed)));
+        return report(command, *waitFor(lifecycle.archiveWorkspace(workspace, confirmed)));
     }
     if (action == QLatin1String("restore")) {
         if (!workspace->isArchived()) {
             printErr(QStringLiteral("corvane-cli %1: the workspace is not archived").arg(command));
             return 1;
         }
-        return report(command, sidebar.restoreWorkspace(workspace));
+        return report(command, lifecycle.restoreWorkspace(workspace));
     }
     // Permanent deletion always asks.
     if (!confirmed) {
-        const WorktreeDirtyStatus status = waitFor(sidebar.worktreeDirtyStatus(*workspace)).valueOr({});
+        const WorktreeDirtyStatus status = waitFor(lifecycle.worktreeDirtyStatus(*workspace)).valueOr({});
         QString text = lifecycleText::deleteWorkspaceTitle(workspace->name) + u'\n' + lifecycleText::deleteWorkspaceText;
         if (const QString loss = lifecycleText::lossSummary(status); !loss.isEmpty())
             text += QStringLiteral("\n\n") + loss;
         return report(command, LifecycleOutcome::needsConfirmation(text));
     }
-    return report(command, *waitFor(sidebar.deleteWorkspace(workspace->id, true)));
+    return report(command, *waitFor(lifecycle.deleteWorkspace(workspace->id, true)));
 }
 
 } // namespace
@@ -282,7 +281,7 @@ int listWorkspaces(const QStringList &arguments)
     const auto project = projectAt(session->store->mainContext(), parser.value("project"));
     if (!project)
         return 0; // a folder that is no project has no workspaces
-    for (const auto &workspace : session->sidebar->workspaces(*project, true))
+    for (const auto &workspace : session->lifecycle->workspaces(*project, true))
         printOut(workspaceLine(*workspace, *project));
     return 0;
 }

@@ -79,7 +79,7 @@ AppearanceMode AppSettings::appearanceMode() const
 void AppSettings::setAppearanceMode(AppearanceMode mode)
 {
     m_store.setString(key::appearanceMode, toRaw(mode));
-    post(settingsNotification::appearanceModeChanged);
+    post(broadcast::appearanceModeChanged);
 }
 
 double AppSettings::textSizeScale() const
@@ -91,7 +91,7 @@ double AppSettings::textSizeScale() const
 void AppSettings::setTextSizeScale(double scale)
 {
     m_store.setReal(key::textSizeScale, scale);
-    post(settingsNotification::textSizeScaleChanged);
+    post(broadcast::textSizeScaleChanged);
 }
 
 TerminalAppearanceMode AppSettings::terminalAppearanceMode() const
@@ -102,7 +102,7 @@ TerminalAppearanceMode AppSettings::terminalAppearanceMode() const
 void AppSettings::setTerminalAppearanceMode(TerminalAppearanceMode mode)
 {
     m_store.setString(key::terminalAppearanceMode, toRaw(mode));
-    post(settingsNotification::terminalAppearanceModeChanged);
+    post(broadcast::terminalAppearanceModeChanged);
 }
 
 QString AppSettings::firstName() const
@@ -142,7 +142,7 @@ bool AppSettings::enableAllTools() const
 void AppSettings::setEnableAllTools(bool enabled)
 {
     m_store.setBoolean(key::enableAllTools, enabled);
-    post(settingsNotification::toolSettingsChanged);
+    post(broadcast::toolSettingsChanged);
 }
 
 QSet<QString> AppSettings::disabledTools() const
@@ -153,7 +153,7 @@ QSet<QString> AppSettings::disabledTools() const
 void AppSettings::setDisabledTools(const QSet<QString> &ids)
 {
     setStringSet(key::disabledTools, ids);
-    post(settingsNotification::toolSettingsChanged);
+    post(broadcast::toolSettingsChanged);
 }
 
 bool AppSettings::isToolEnabled(const QString &id) const
@@ -179,7 +179,7 @@ QStringList AppSettings::toolOrder() const
 void AppSettings::setToolOrder(const QStringList &ids)
 {
     m_store.setStringList(key::toolOrder, ids);
-    post(settingsNotification::toolSettingsChanged);
+    post(broadcast::toolSettingsChanged);
 }
 
 // Each entry is the JSON of one combination; one the program cannot read (hand-edited, or from
@@ -198,7 +198,7 @@ void AppSettings::saveCustomShortcuts()
     for (auto it = m_customShortcuts.begin(); it != m_customShortcuts.end(); ++it)
         encoded.insert(it.key(), it.value().toJson());
     m_store.setDataDictionary(key::customShortcuts, encoded);
-    post(settingsNotification::shortcutSettingsChanged);
+    post(broadcast::shortcutSettingsChanged);
 }
 
 void AppSettings::setCustomShortcuts(const QHash<QString, KeyCombo> &shortcuts)
@@ -301,7 +301,7 @@ bool AppSettings::showHiddenFilesInInspector() const
 void AppSettings::setShowHiddenFilesInInspector(bool show)
 {
     m_store.setBoolean(key::showHiddenFiles, show);
-    post(settingsNotification::showHiddenFilesChanged);
+    post(broadcast::showHiddenFilesChanged);
 }
 
 QSet<QString> AppSettings::hiddenModelIdsSet() const
@@ -312,7 +312,7 @@ QSet<QString> AppSettings::hiddenModelIdsSet() const
 void AppSettings::setHiddenModelIdsSet(const QSet<QString> &ids)
 {
     setStringSet(key::hiddenModelIds, ids);
-    post(settingsNotification::modelVisibilityChanged);
+    post(broadcast::modelVisibilityChanged);
 }
 
 bool AppSettings::isModelHidden(const QString &id) const
@@ -350,7 +350,7 @@ ArchiveRetention AppSettings::archivedChatRetention() const
 void AppSettings::setArchivedChatRetention(ArchiveRetention retention)
 {
     m_store.setInteger(key::archivedChatRetention, int(retention));
-    post(settingsNotification::archiveRetentionChanged);
+    post(broadcast::archiveRetentionChanged);
 }
 
 ArchiveRetention AppSettings::archivedWorkspaceRetention() const
@@ -361,7 +361,7 @@ ArchiveRetention AppSettings::archivedWorkspaceRetention() const
 void AppSettings::setArchivedWorkspaceRetention(ArchiveRetention retention)
 {
     m_store.setInteger(key::archivedWorkspaceRetention, int(retention));
-    post(settingsNotification::archiveRetentionChanged);
+    post(broadcast::archiveRetentionChanged);
 }
 
 PermissionMode AppSettings::permissionMode() const
@@ -382,7 +382,7 @@ QString AppSettings::claudePath() const
 void AppSettings::setClaudePath(const QString &path)
 {
     m_store.setString(key::claudePath, path.trimmed());
-    post(settingsNotification::toolSettingsChanged);
+    post(broadcast::toolSettingsChanged);
 }
 
 QString AppSettings::codexPath() const
@@ -393,7 +393,7 @@ QString AppSettings::codexPath() const
 void AppSettings::setCodexPath(const QString &path)
 {
     m_store.setString(key::codexPath, path.trimmed());
-    post(settingsNotification::toolSettingsChanged);
+    post(broadcast::toolSettingsChanged);
 }
 
 bool AppSettings::shouldShowOnboarding() const

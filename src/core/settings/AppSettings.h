@@ -21,9 +21,6 @@
 
 namespace corvane {
 
-// The setting broadcasts are named with the others, in core/Broadcasts.h.
-namespace settingsNotification = broadcast;
-
 // The account's names as the system knows them: the full name ("Ada Lovelace") and the login
 // name ("ada").
 struct SystemUserNames

@@ -1,5 +1,6 @@
 #include "shell/window/MainWindow.h"
 
+#include "core/Broadcasts.h"
 #include "core/MainThread.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
@@ -15,7 +16,6 @@
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "source_control/workspaces/SidebarViewModel.h"
-#include "source_control/workspaces/WorkspaceNotifications.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -35,7 +35,7 @@ const QList<int> defaultColumnWidths{260, 820, 360};
 
 MainWindow::MainWindow(const WindowServices &services, int number, QWidget *parent)
     : QMainWindow(parent), m_services(services), m_state(new WindowStateModel(services.preferences, this)),
-      m_sidebarModel(new SidebarViewModel(services.context, services.center, this)),
+      m_sidebarModel(new SidebarViewModel(services.context, services.lifecycle, services.center, this)),
       m_navigator(new WindowNavigator(services.context, *m_state, this)), m_saveColumnsTimer(new QTimer(this))
 {
     setObjectName(QStringLiteral("MainWindow%1").arg(number));
@@ -52,24 +52,21 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     m_sidebar->setTools(visibleTools(services.settings));
 
     NotificationCenter &center = services.center;
-    m_shortcutObserver = ObserverGuard(center, center.addObserver(settingsNotification::shortcutSettingsChanged,
+    m_shortcutObserver = ObserverGuard(center, center.addObserver(broadcast::shortcutSettingsChanged,
         [this](const Notification &) { m_actions->applyBindings(resolveShortcutBindings(m_services.settings)); },
         nullptr, this));
-    m_toolsObserver = ObserverGuard(center, center.addObserver(settingsNotification::toolSettingsChanged,
+    m_toolsObserver = ObserverGuard(center, center.addObserver(broadcast::toolSettingsChanged,
         [this](const Notification &) {
             m_sidebar->setTools(visibleTools(m_services.settings));
             scheduleRefresh();
         }, nullptr, this));
-    m_sessionObserver = ObserverGuard(center, center.addObserver(workspaceNotification::chatSessionDidChange,
-        [this](const Notification &n) {
-            const QUuid chatId = n.payload.value(workspaceNotification::chatIdKey).toUuid();
-            const bool hasSession = n.payload.value(workspaceNotification::hasSessionKey).toBool();
-            // Sessions may post from their own threads; the window is the main thread's.
-            runOnMainThread(this, [this, chatId, hasSession] {
-                m_navigator->sessionChanged(chatId, hasSession);
-                refresh();
-            });
-        }, nullptr, this));
+    m_sessionObserver = broadcast::observe<broadcast::ChatSessionChanged>(center, this, [this](const broadcast::ChatSessionChanged &c) {
+        // Sessions may post from their own threads; the window is the main thread's.
+        runOnMainThread(this, [this, c] {
+            m_navigator->sessionChanged(c.chatId, c.hasSession);
+            refresh();
+        });
+    });
 
     connect(m_state, &WindowStateModel::changed, this, &MainWindow::scheduleRefresh);
     connect(m_sidebarModel, &SidebarViewModel::projectsChanged, this, [this] {

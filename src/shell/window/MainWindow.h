@@ -23,6 +23,7 @@ class PreferencesStore;
 struct Project;
 class SidebarView;
 class SidebarViewModel;
+class WorkspaceLifecycleService;
 class StoreContext;
 struct StoreChanges;
 class WindowActions;
@@ -36,6 +37,7 @@ struct WindowServices
     PreferencesStore &preferences;
     AppSettings &settings;
     NotificationCenter &center;
+    WorkspaceLifecycleService &lifecycle;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus

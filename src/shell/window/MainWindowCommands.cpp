@@ -50,7 +50,7 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
     case A::closeChat:
         if (const auto workspaceId = m_navigator->closeShownWorkspace()) {
             if (const auto workspace = m_services.context.get<Workspace>(*workspaceId))
-                m_sidebarModel->closeWorkspace(*workspace);
+                m_services.lifecycle.closeWorkspace(*workspace);
             emit workspaceCloseRequested(*workspaceId);
         }
         return refresh();
@@ -94,7 +94,7 @@ void MainWindow::addProject()
 
 Status MainWindow::addProjectFolder(const QString &folder)
 {
-    auto workspace = m_sidebarModel->addProjectFolder(folder, m_state->activeProfileId());
+    auto workspace = m_services.lifecycle.addProjectFolder(folder, m_state->activeProfileId());
     if (!workspace)
         return workspace.error();
     m_navigator->showWorkspace(workspace.value()->id);
@@ -123,7 +123,7 @@ void MainWindow::newWorkspaceIn(const QUuid &projectId)
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &NewWorkspaceDialog::simpleWorkspaceChosen, this, [this, project] { createSimpleWorkspaceIn(*project); });
     connect(dialog, &NewWorkspaceDialog::chatCreated, this, [this, project](const Chat &chat) {
-        const auto workspace = m_sidebarModel->receiveSheetChat(chat, *project);
+        const auto workspace = m_services.lifecycle.receiveSheetChat(chat, *project);
         if (workspace->activeChatId)
             m_navigator->showChat(*workspace->activeChatId);
         else
@@ -137,7 +137,7 @@ void MainWindow::createSimpleWorkspaceIn(Project &project)
 {
     // The project opens in the sidebar so that the new workspace can be seen.
     project.isExpanded = true;
-    const auto workspace = m_sidebarModel->createSimpleWorkspace(project);
+    const auto workspace = m_services.lifecycle.createSimpleWorkspace(project);
     m_navigator->showWorkspace(workspace->id);
     refresh();
 }
@@ -150,7 +150,7 @@ void MainWindow::newChatInWorkspace()
     const auto workspace = m_services.context.get<Workspace>(content.id);
     if (!workspace)
         return;
-    const auto chat = m_sidebarModel->createChat(*workspace);
+    const auto chat = m_services.lifecycle.createChat(*workspace);
     m_navigator->showChat(chat->id);
     refresh();
 }
@@ -175,7 +175,7 @@ void MainWindow::archiveWorkspace(const QUuid &workspaceId, bool confirmed)
     const auto workspace = m_services.context.get<Workspace>(workspaceId);
     if (!workspace)
         return;
-    m_sidebarModel->archiveWorkspace(workspace, confirmed).then(this, [this, workspaceId](GitResult<LifecycleOutcome> result) {
+    m_services.lifecycle.archiveWorkspace(workspace, confirmed).then(this, [this, workspaceId](GitResult<LifecycleOutcome> result) {
         const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
         switch (outcome.kind) {
         case LifecycleOutcome::Kind::needsConfirmation:
@@ -199,7 +199,7 @@ void MainWindow::archiveChat(const QUuid &chatId, bool confirmed)
     const auto chat = m_services.context.get<Chat>(chatId);
     if (!chat)
         return;
-    m_sidebarModel->archiveChat(chat, confirmed).then(this, [this, chatId](GitResult<LifecycleOutcome> result) {
+    m_services.lifecycle.archiveChat(chat, confirmed).then(this, [this, chatId](GitResult<LifecycleOutcome> result) {
         const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
         switch (outcome.kind) {
         case LifecycleOutcome::Kind::needsConfirmation:
@@ -228,7 +228,7 @@ void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
         m_navigator->showEmpty();
         refresh();
     }
-    m_sidebarModel->closeWorkspace(*workspace);
+    m_services.lifecycle.closeWorkspace(*workspace);
     emit workspaceCloseRequested(workspaceId);
 }
 

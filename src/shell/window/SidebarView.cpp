@@ -262,9 +262,9 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
         connect(action, &QAction::triggered, this, [this, record] {
             LifecycleOutcome outcome;
             if constexpr (std::is_same_v<decltype(record), std::shared_ptr<Workspace>>)
-                outcome = m_model.restoreWorkspace(record);
+                outcome = m_model.lifecycle().restoreWorkspace(record);
             else
-                outcome = m_model.restoreChat(record);
+                outcome = m_model.lifecycle().restoreChat(record);
             if (!outcome.message.isEmpty())
                 QMessageBox::information(this, tr("Restore"), outcome.message);
         });
@@ -275,7 +275,7 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
         for (const auto &project : m_model.projects())
             if (project->id == id)
-                for (const auto &workspace : m_model.workspaces(*project, true))
+                for (const auto &workspace : m_model.lifecycle().workspaces(*project, true))
                     if (workspace->isArchived())
                         restore(tr("Restore Workspace \u201C%1\u201D").arg(workspace->name), workspace);
         break;
@@ -283,7 +283,7 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
         add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
         add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
         if (const auto workspace = m_model.modelContext().get<Workspace>(id))
-            for (const auto &chat : m_model.chats(*workspace, true))
+            for (const auto &chat : m_model.lifecycle().chats(*workspace, true))
                 if (chat->isArchived())
                     restore(tr("Restore Chat \u201C%1\u201D").arg(chat->name), chat);
         break;

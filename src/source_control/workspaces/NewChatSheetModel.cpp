@@ -5,7 +5,7 @@
 #include "core/records/Project.h"
 #include "source_control/BranchNameRules.h"
 #include "source_control/GitService.h"
-#include "source_control/SourceControlNotifications.h"
+#include "core/Broadcasts.h"
 #include "source_control/workspaces/WorktreeRemoval.h"
 
 #include <QCoreApplication>
@@ -302,8 +302,7 @@ GitFuture<Chat> NewChatSheetModel::createBranchInCheckout(const QString &branch)
                         NotificationCenter *center = &m_center;
                         // The sheet may close before then; the news must still go out.
                         QTimer::singleShot(300, QCoreApplication::instance(), [center, folder] {
-                            center->post(sourceControlNotification::gitStateDidChange, nullptr,
-                                         {{sourceControlNotification::workingDirectoryKey, folder}});
+                            broadcast::post(*center, broadcast::GitStateChanged{folder});
                         });
                     }
                 });

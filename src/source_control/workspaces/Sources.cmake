@@ -1,11 +1,10 @@
 # The life of projects, workspaces and chats, and the new-chat sheet's logic.
 target_sources(corvane_source_control PRIVATE
     workspaces/WorkspaceTypes.h
-    workspaces/WorkspaceNotifications.h
     workspaces/LifecycleTexts.h workspaces/LifecycleTexts.cpp
     workspaces/WorktreeRemoval.h workspaces/WorktreeRemoval.cpp
     workspaces/NewChatSheetModel.h workspaces/NewChatSheetModel.cpp
+    workspaces/WorkspaceLifecycleService.h workspaces/WorkspaceLifecycleService.cpp
+    workspaces/WorkspaceCreation.cpp workspaces/WorkspaceProfiles.cpp workspaces/WorkspaceCheckout.cpp
     workspaces/SidebarViewModel.h workspaces/SidebarViewModel.cpp
-    workspaces/SidebarLifecycle.cpp workspaces/SidebarProfiles.cpp workspaces/SidebarCheckout.cpp
-    workspaces/SidebarCreation.cpp
     workspaces/BranchSync.h workspaces/BranchSync.cpp)

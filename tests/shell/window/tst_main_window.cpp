@@ -17,8 +17,8 @@
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "shell/window/WorkspaceTabBar.h"
+#include "core/Broadcasts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
-#include "source_control/workspaces/WorkspaceNotifications.h"
 #include "support/TestEnvironment.h"
 
 #include <QAction>
@@ -78,10 +78,11 @@ struct Services
     PreferencesStore preferences{env.path("settings.json")};
     NotificationCenter center;
     AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
+    WorkspaceLifecycleService lifecycle{store->mainContext(), center};
 
     std::unique_ptr<MainWindow> openWindow()
     {
-        auto window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center}, 1);
+        auto window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center, lifecycle}, 1);
         window->setAttribute(Qt::WA_DeleteOnClose, false);
         window->show();
         return window;
@@ -159,12 +160,12 @@ private slots:
         QCOMPARE(window->content()->currentWidget()->objectName(), QStringLiteral("projectPage"));
         QVERIFY(!window->actions().action(KeyboardShortcutAction::closeChat)->isEnabled());
         click(window->sidebar(), second);
-        QCOMPARE(window->state().content(), ContentState::workspace(window->sidebarModel().workspaces(*project).first()->id));
+        QCOMPARE(window->state().content(), ContentState::workspace(s.lifecycle.workspaces(*project).first()->id));
         QCOMPARE(window->currentChatId(), std::optional(second));
         QCOMPARE(window->sidebar()->tree()->currentItem(), window->sidebar()->item(second));
 
         // Activity from the sessions reaches the tab bar.
-        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", second}, {"state", QStringLiteral("processing")}});
+        broadcast::post(s.center, broadcast::ChatActivityChanged{second, QStringLiteral("processing")});
         QCOMPARE(bar->tabs().at(1).activity, QStringLiteral("processing"));
 
         // Close Workspace goes to the empty state and hands the workspace over for its sessions.
@@ -466,9 +467,9 @@ private slots:
         for (int i = 0; i < 2; ++i)
             window->actions().action(KeyboardShortcutAction::newChatInWorkspace)->trigger();
         const auto tabs = window->content()->tabBar()->tabs();
-        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(0).chatId}, {"state", "processing"}});
-        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(1).chatId}, {"state", "waitingForPermission"}});
-        s.center.post(workspaceNotification::chatActivityStateDidChange, nullptr, {{"chatId", tabs.at(2).chatId}, {"state", "completed"}});
+        broadcast::post(s.center, broadcast::ChatActivityChanged{tabs.at(0).chatId, "processing"});
+        broadcast::post(s.center, broadcast::ChatActivityChanged{tabs.at(1).chatId, "waitingForPermission"});
+        broadcast::post(s.center, broadcast::ChatActivityChanged{tabs.at(2).chatId, "completed"});
         window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
         window->resize(1400, 820);
         QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));

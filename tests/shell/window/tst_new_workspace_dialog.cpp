@@ -10,6 +10,7 @@
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/WindowActions.h"
 #include "source_control/GitSandbox.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -38,12 +39,13 @@ struct Fixture
     PreferencesStore preferences{sandbox.path("settings.json")};
     NotificationCenter center;
     AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
+    WorkspaceLifecycleService lifecycle{store->mainContext(), center};
     std::unique_ptr<MainWindow> window;
     bool projectAdded = false;
 
     Fixture()
     {
-        window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center}, 1);
+        window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center, lifecycle}, 1);
         window->setAttribute(Qt::WA_DeleteOnClose, false);
         window->show();
         projectAdded = bool(window->addProjectFolder(repo));

@@ -1,5 +1,5 @@
-// Reordering and the project's checkout branch, of SidebarViewModel.
-#include "source_control/workspaces/SidebarViewModel.h"
+// Reordering and the project's checkout branch.
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 #include "core/store/StoreContext.h"
 #include "source_control/GitService.h"
@@ -30,35 +30,35 @@ bool applyOrder(const QList<std::shared_ptr<Record>> &stored, const QList<QUuid>
 
 } // namespace
 
-bool SidebarViewModel::reorderProjects(const QList<QUuid> &orderedIds)
+bool WorkspaceLifecycleService::reorderProjects(const QList<QUuid> &orderedIds)
 {
     if (!applyOrder(m_context.fetchOrEmpty<Project>(Query().orderBy("sortOrder")), orderedIds))
         return false;
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
     return true;
 }
 
-bool SidebarViewModel::reorderWorkspaces(const Project &project, const QList<QUuid> &orderedIds)
+bool WorkspaceLifecycleService::reorderWorkspaces(const Project &project, const QList<QUuid> &orderedIds)
 {
     if (!applyOrder(workspaces(project, false), orderedIds))
         return false;
     saveQuietly();
-    emit projectsChanged();
+    emit recordsChanged();
     return true;
 }
 
-bool SidebarViewModel::canSwitchBranch(const Chat &chat)
+bool WorkspaceLifecycleService::canSwitchBranch(const Chat &chat)
 {
     return !chat.usesWorktree;
 }
 
-QString SidebarViewModel::switchBranchToolTip(const Chat &chat)
+QString WorkspaceLifecycleService::switchBranchToolTip(const Chat &chat)
 {
     return chat.usesWorktree ? QStringLiteral("Worktree chat - branch is fixed") : QStringLiteral("Click to switch branch");
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::switchCheckoutBranch(const std::shared_ptr<Chat> &chat,
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::switchCheckoutBranch(const std::shared_ptr<Chat> &chat,
                                                                    const GitBranch &branch)
 {
     const auto project = chat->projectId ? m_context.get<Project>(*chat->projectId) : nullptr;
@@ -83,7 +83,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::switchCheckoutBranch(const std::sh
             project->branchCheckedAt = QDateTime::currentDateTime();
             chat->gitBranch = name;
             saveQuietly();
-            emit projectsChanged();
+            emit recordsChanged();
             promise.resolve(LifecycleOutcome::done());
         });
     });

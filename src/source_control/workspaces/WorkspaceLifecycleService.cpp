@@ -1,6 +1,6 @@
-// Worktrees, archiving, restoring and deleting of SidebarViewModel.
-#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
+#include "core/Broadcasts.h"
 #include "core/Log.h"
 #include "core/store/StoreContext.h"
 #include "source_control/GitService.h"
@@ -19,6 +19,7 @@ QString withLoss(const QString &text, const WorktreeDirtyStatus &status)
     return loss.isEmpty() ? text : text + QStringLiteral("\n\n") + loss;
 }
 
+const char *const kTag = "Lifecycle";
 const QString kArchived = QStringLiteral("archived");
 
 QString missingWorktreeNotice(const QString &what, const QString &directory, const std::optional<QString> &branch)
@@ -32,8 +33,108 @@ QString missingWorktreeNotice(const QString &what, const QString &directory, con
 
 } // namespace
 
-std::optional<SidebarViewModel::WorktreeSite>
-SidebarViewModel::worktreeSite(const std::optional<QUuid> &projectId, bool usesWorktree,
+WorkspaceLifecycleService::WorkspaceLifecycleService(StoreContext &context, NotificationCenter &center, QObject *parent)
+    : QObject(parent), m_context(context), m_center(center)
+{
+}
+
+QList<std::shared_ptr<Workspace>> WorkspaceLifecycleService::workspaces(const Project &project, bool includeArchived) const
+{
+    Predicate filter = where::eq("projectId", project.id);
+    if (!includeArchived)
+        filter = filter && where::ne("statusRaw", kArchived);
+    return m_context.fetchOrEmpty<Workspace>(Query(filter).orderBy("sortOrder"));
+}
+
+QList<std::shared_ptr<Chat>> WorkspaceLifecycleService::chats(const Workspace &workspace, bool includeArchived) const
+{
+    Predicate filter = where::eq("workspaceId", workspace.id);
+    if (!includeArchived)
+        filter = filter && where::ne("statusRaw", kArchived);
+    return m_context.fetchOrEmpty<Chat>(Query(filter).orderBy("sortOrder"));
+}
+
+QList<std::shared_ptr<Chat>> WorkspaceLifecycleService::projectChats(const Project &project) const
+{
+    return m_context.fetchOrEmpty<Chat>(Query(where::eq("projectId", project.id)).orderBy("sortOrder"));
+}
+
+QList<std::shared_ptr<Project>> WorkspaceLifecycleService::projects(const Profile &profile) const
+{
+    return m_context.fetchOrEmpty<Project>(Query(where::eq("profileId", profile.id)).orderBy("sortOrder"));
+}
+
+// Sort orders: the greatest among the siblings plus one, so the first gets 0.
+qint64 WorkspaceLifecycleService::nextProjectSortOrder() const
+{
+    auto last = m_context.fetchOrEmpty<Project>(Query().orderBy("sortOrder", false).limitTo(1));
+    return last.isEmpty() ? 0 : last.first()->sortOrder + 1;
+}
+
+qint64 WorkspaceLifecycleService::nextWorkspaceSortOrder(const Project &project) const
+{
+    auto last = m_context.fetchOrEmpty<Workspace>(
+        Query(where::eq("projectId", project.id)).orderBy("sortOrder", false).limitTo(1));
+    return last.isEmpty() ? 0 : last.first()->sortOrder + 1;
+}
+
+qint64 WorkspaceLifecycleService::nextChatSortOrder(const QList<std::shared_ptr<Chat>> &siblings) const
+{
+    qint64 greatest = -1;
+    for (const auto &chat : siblings)
+        greatest = std::max(greatest, chat->sortOrder);
+    return greatest + 1;
+}
+
+void WorkspaceLifecycleService::saveQuietly()
+{
+    // A failed save keeps its changes pending; the next one writes them.
+    if (Status saved = m_context.save(); !saved)
+        logLine(kTag, QStringLiteral("save failed: ") + saved.error().message);
+}
+
+void WorkspaceLifecycleService::endSession(const QUuid &chatId)
+{
+    if (m_sessionCloser)
+        m_sessionCloser(chatId);
+    emit sessionEnded(chatId);
+}
+
+void WorkspaceLifecycleService::endWorkspace(const QUuid &workspaceId)
+{
+    if (m_workspaceCloser)
+        m_workspaceCloser(workspaceId);
+}
+
+void WorkspaceLifecycleService::postArchiveStateChanged()
+{
+    m_center.post(broadcast::chatArchiveStateDidChange, this);
+}
+
+bool WorkspaceLifecycleService::renameWorkspace(Workspace &workspace, const QString &name)
+{
+    const QString trimmed = name.trimmed();
+    if (trimmed.isEmpty() || trimmed == workspace.name)
+        return false;
+    workspace.name = trimmed;
+    workspace.setUpdatedAt(QDateTime::currentDateTime());
+    saveQuietly();
+    broadcast::post(m_center, broadcast::WorkspaceRenamed{workspace.id}, this);
+    emit recordsChanged();
+    return true;
+}
+
+void WorkspaceLifecycleService::closeWorkspace(const Workspace &workspace)
+{
+    const auto workspaceChats = chats(workspace, true);
+    logLine(kTag, QStringLiteral("closeWorkspace: %1, chats=%2").arg(workspace.name).arg(workspaceChats.size()));
+    for (const auto &chat : workspaceChats)
+        endSession(chat->id);
+    endWorkspace(workspace.id);
+}
+
+std::optional<WorkspaceLifecycleService::WorktreeSite>
+WorkspaceLifecycleService::worktreeSite(const std::optional<QUuid> &projectId, bool usesWorktree,
                                const std::optional<QString> &worktreePath) const
 {
     if (!usesWorktree || !worktreePath || worktreePath->isEmpty() || !projectId)
@@ -44,19 +145,19 @@ SidebarViewModel::worktreeSite(const std::optional<QUuid> &projectId, bool usesW
     return WorktreeSite{project->path, worktrees::resolvePath(*worktreePath, project->path)};
 }
 
-GitFuture<WorktreeDirtyStatus> SidebarViewModel::worktreeDirtyStatus(const Workspace &workspace)
+GitFuture<WorktreeDirtyStatus> WorkspaceLifecycleService::worktreeDirtyStatus(const Workspace &workspace)
 {
     const auto site = worktreeSite(workspace.projectId, workspace.usesWorktree, workspace.worktreePath);
     return worktrees::measure(site ? site->directory : QString(), this);
 }
 
-GitFuture<WorktreeDirtyStatus> SidebarViewModel::worktreeDirtyStatus(const Chat &chat)
+GitFuture<WorktreeDirtyStatus> WorkspaceLifecycleService::worktreeDirtyStatus(const Chat &chat)
 {
     const auto site = worktreeSite(chat.projectId, chat.usesWorktree, chat.worktreePath);
     return worktrees::measure(site ? site->directory : QString(), this);
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed,
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::guardedRemoval(const QList<WorktreeSite> &sites, bool confirmed,
                                                              bool forceFirst,
                                                              std::function<QString(const WorktreeDirtyStatus &)> warning,
                                                              std::function<LifecycleOutcome()> onRemoved,
@@ -83,7 +184,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<Worktre
             .then(this, [=](const GitResult<worktrees::RemovalReport> &report) {
                 if (!report || !report->removed) {
                     const QString why = report ? report->message : report.error().description();
-                    logLine("SidebarVM", why);
+                    logLine(kTag, why);
                     promise.resolve(LifecycleOutcome::failed(why));
                     return;
                 }
@@ -93,7 +194,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::guardedRemoval(const QList<Worktre
     return promise.future();
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::removeWorktree(const Project &project, const QString &worktreePath,
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::removeWorktree(const Project &project, const QString &worktreePath,
                                                              bool confirmed)
 {
     const QString directory = worktrees::resolvePath(worktreePath, project.path);
@@ -105,14 +206,14 @@ GitFuture<LifecycleOutcome> SidebarViewModel::removeWorktree(const Project &proj
                           [] { return LifecycleOutcome::done(); });
 }
 
-GitFuture<void> SidebarViewModel::pruneWorktrees(const Project &project)
+GitFuture<void> WorkspaceLifecycleService::pruneWorktrees(const Project &project)
 {
     return GitService(project.path).pruneWorktrees();
 }
 
 // -- Archiving --------------------------------------------------------------------------------------
 
-GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared_ptr<Workspace> &workspace,
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::archiveWorkspace(const std::shared_ptr<Workspace> &workspace,
                                                                bool confirmed)
 {
     if (m_archivingWorkspaceIds.contains(workspace->id))
@@ -128,12 +229,9 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared
     guardedRemoval(sites, confirmed, false, lifecycleText::workspaceRemovalWarning,
                    [this, workspace] {
                        // The agents stop before their folder goes.
-                       for (const auto &chat : chats(*workspace, true)) {
-                           forgetChatState(chat->id);
-                           closeSession(chat->id);
-                       }
-                       if (m_workspaceCloser)
-                           m_workspaceCloser(workspace->id);
+                       for (const auto &chat : chats(*workspace, true))
+                           endSession(chat->id);
+                       endWorkspace(workspace->id);
                        return LifecycleOutcome::done();
                    },
                    [](const WorktreeDirtyStatus &status) { return lifecycleText::archiveWorkspaceConfirmation(status); })
@@ -149,7 +247,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared
                 }
                 saveQuietly();
                 postArchiveStateChanged();
-                loadProjects();
+                emit recordsChanged();
             }
             m_archivingWorkspaceIds.remove(id);
             emit archivingWorkspaceIdsChanged();
@@ -158,18 +256,17 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveWorkspace(const std::shared
     return promise.future();
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::archiveChat(const std::shared_ptr<Chat> &chat, bool confirmed)
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::archiveChat(const std::shared_ptr<Chat> &chat, bool confirmed)
 {
     QList<WorktreeSite> sites;
     if (auto site = worktreeSite(chat->projectId, chat->usesWorktree, chat->worktreePath))
         sites << *site;
     return guardedRemoval(sites, confirmed, false, lifecycleText::chatRemovalWarning, [this, chat] {
-        closeSession(chat->id);
-        forgetChatState(chat->id);
+        endSession(chat->id);
         chat->statusRaw = kArchived;
         chat->archivedAt = QDateTime::currentDateTime();
         saveQuietly();
-        loadProjects();
+        emit recordsChanged();
         postArchiveStateChanged();
         return LifecycleOutcome::done();
     }, [](const WorktreeDirtyStatus &status) { return lifecycleText::archiveChatConfirmation(status); });
@@ -177,7 +274,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::archiveChat(const std::shared_ptr<
 
 // -- Restoring --------------------------------------------------------------------------------------
 
-LifecycleOutcome SidebarViewModel::restoreWorkspace(const std::shared_ptr<Workspace> &workspace)
+LifecycleOutcome WorkspaceLifecycleService::restoreWorkspace(const std::shared_ptr<Workspace> &workspace)
 {
     workspace->statusRaw.reset();
     workspace->archivedAt.reset();
@@ -188,7 +285,7 @@ LifecycleOutcome SidebarViewModel::restoreWorkspace(const std::shared_ptr<Worksp
         chat->archivedAt.reset();
     }
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
     postArchiveStateChanged();
     // A removed worktree is not made again: the records keep its path, which now points nowhere.
     const auto site = worktreeSite(workspace->projectId, workspace->usesWorktree, workspace->worktreePath);
@@ -198,12 +295,12 @@ LifecycleOutcome SidebarViewModel::restoreWorkspace(const std::shared_ptr<Worksp
     return LifecycleOutcome::done();
 }
 
-LifecycleOutcome SidebarViewModel::restoreChat(const std::shared_ptr<Chat> &chat)
+LifecycleOutcome WorkspaceLifecycleService::restoreChat(const std::shared_ptr<Chat> &chat)
 {
     chat->statusRaw.reset();
     chat->archivedAt.reset();
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
     postArchiveStateChanged();
     const auto site = worktreeSite(chat->projectId, chat->usesWorktree, chat->worktreePath);
     if (site && !QFileInfo(site->directory).isDir())
@@ -214,7 +311,7 @@ LifecycleOutcome SidebarViewModel::restoreChat(const std::shared_ptr<Chat> &chat
 
 // -- Deleting ---------------------------------------------------------------------------------------
 
-GitFuture<LifecycleOutcome> SidebarViewModel::deleteWorkspace(const QUuid &workspaceId, bool confirmed)
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteWorkspace(const QUuid &workspaceId, bool confirmed)
 {
     const auto workspace = m_context.get<Workspace>(workspaceId);
     if (!workspace)
@@ -224,25 +321,18 @@ GitFuture<LifecycleOutcome> SidebarViewModel::deleteWorkspace(const QUuid &works
         sites << *site;
     auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::deleteWorkspaceText, status); };
     return guardedRemoval(sites, confirmed, true, warning, [this, workspace] {
-        for (const auto &chat : chats(*workspace, true)) {
-            closeSession(chat->id);
-            forgetChatState(chat->id);
-        }
-        if (m_workspaceCloser)
-            m_workspaceCloser(workspace->id);
-        if (m_selectedWorkspaceId == workspace->id) {
-            m_selectedWorkspaceId.reset();
-            m_selectedChatId.reset();
-            emit selectionChanged();
-        }
+        for (const auto &chat : chats(*workspace, true))
+            endSession(chat->id);
+        endWorkspace(workspace->id);
+        emit recordRemoved(workspace->id);
         m_context.remove(workspace);
         saveQuietly();
-        loadProjects();
+        emit recordsChanged();
         return LifecycleOutcome::done();
     });
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::deleteChat(const QUuid &chatId, bool confirmed)
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteChat(const QUuid &chatId, bool confirmed)
 {
     const auto chat = m_context.get<Chat>(chatId);
     if (!chat)
@@ -252,20 +342,16 @@ GitFuture<LifecycleOutcome> SidebarViewModel::deleteChat(const QUuid &chatId, bo
         sites << *site;
     auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::deleteChatText, status); };
     return guardedRemoval(sites, confirmed, true, warning, [this, chat] {
-        closeSession(chat->id);
-        forgetChatState(chat->id);
-        if (m_selectedChatId == chat->id) {
-            m_selectedChatId.reset();
-            emit selectionChanged();
-        }
+        endSession(chat->id);
+        emit recordRemoved(chat->id);
         m_context.remove(chat);
         saveQuietly();
-        loadProjects();
+        emit recordsChanged();
         return LifecycleOutcome::done();
     });
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::deleteArchivedWorkspaces(const Project &project, bool confirmed)
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteArchivedWorkspaces(const Project &project, bool confirmed)
 {
     QList<QUuid> ids;
     for (const auto &workspace : workspaces(project, true))
@@ -276,7 +362,7 @@ GitFuture<LifecycleOutcome> SidebarViewModel::deleteArchivedWorkspaces(const Pro
     return promise.future();
 }
 
-void SidebarViewModel::deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise)
+void WorkspaceLifecycleService::deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise<LifecycleOutcome> promise)
 {
     if (ids.isEmpty()) {
         promise.resolve(LifecycleOutcome::done());
@@ -291,7 +377,7 @@ void SidebarViewModel::deleteInTurn(QList<QUuid> ids, bool confirmed, GitPromise
     });
 }
 
-GitFuture<LifecycleOutcome> SidebarViewModel::deleteProject(const std::shared_ptr<Project> &project, bool confirmed)
+GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteProject(const std::shared_ptr<Project> &project, bool confirmed)
 {
     QList<WorktreeSite> sites;
     QSet<QString> seen;
@@ -310,21 +396,13 @@ GitFuture<LifecycleOutcome> SidebarViewModel::deleteProject(const std::shared_pt
     auto warning = [](const WorktreeDirtyStatus &status) { return withLoss(lifecycleText::removeProjectText, status); };
     return guardedRemoval(sites, confirmed, true, warning, [this, project, projectWorkspaces, allChats] {
         for (const auto &workspace : projectWorkspaces)
-            if (m_workspaceCloser)
-                m_workspaceCloser(workspace->id);
-        for (const auto &chat : allChats) {
-            closeSession(chat->id);
-            forgetChatState(chat->id);
-        }
-        if (m_selectedProjectId == project->id) {
-            m_selectedProjectId.reset();
-            m_selectedWorkspaceId.reset();
-            m_selectedChatId.reset();
-            emit selectionChanged();
-        }
+            endWorkspace(workspace->id);
+        for (const auto &chat : allChats)
+            endSession(chat->id);
+        emit recordRemoved(project->id);
         m_context.remove(project);
         saveQuietly();
-        loadProjects();
+        emit recordsChanged();
         return LifecycleOutcome::done();
     });
 }

@@ -1,5 +1,5 @@
 // Moving a project to another profile.
-#include "source_control/workspaces/SidebarViewModel.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 #include "core/records/Message.h"
 #include "core/store/StoreContext.h"
@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-void SidebarViewModel::addMigrationNotice(const QUuid &chatId, const QString &text)
+void WorkspaceLifecycleService::addMigrationNotice(const QUuid &chatId, const QString &text)
 {
     Message message;
     message.role = MessageRole::system;
@@ -18,7 +18,7 @@ void SidebarViewModel::addMigrationNotice(const QUuid &chatId, const QString &te
     m_context.insert(message);
 }
 
-void SidebarViewModel::setProfile(Project &project, const Profile &profile)
+void WorkspaceLifecycleService::setProfile(Project &project, const Profile &profile)
 {
     if (project.profileId == profile.id)
         return;
@@ -43,8 +43,7 @@ void SidebarViewModel::setProfile(Project &project, const Profile &profile)
 
     for (const auto &chat : moving) {
         // A session started under the old account must not go on under the new one.
-        closeSession(chat->id);
-        forgetChatState(chat->id);
+        endSession(chat->id);
         if (chat->migratedFromProfileId == profile.id && chat->previousClaudeSessionId) {
             const QString restored = *chat->previousClaudeSessionId;
             chat->claudeSessionId = restored;
@@ -76,7 +75,7 @@ void SidebarViewModel::setProfile(Project &project, const Profile &profile)
     project.sortOrder = greatest + 1;
     project.profileId = profile.id;
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
 }
 
 } // namespace corvane

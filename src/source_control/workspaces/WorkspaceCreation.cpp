@@ -1,5 +1,5 @@
-// Making projects, workspaces and chats, of SidebarViewModel.
-#include "source_control/workspaces/SidebarViewModel.h"
+// Making projects, workspaces and chats.
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 #include "core/store/StoreContext.h"
 
@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-std::shared_ptr<Project> SidebarViewModel::createProject(const QString &name, const QString &path,
+std::shared_ptr<Project> WorkspaceLifecycleService::createProject(const QString &name, const QString &path,
                                                          const std::optional<QUuid> &profileId)
 {
     Project project;
@@ -19,11 +19,11 @@ std::shared_ptr<Project> SidebarViewModel::createProject(const QString &name, co
     project.profileId = profileId;
     auto inserted = m_context.insert(project);
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
     return inserted;
 }
 
-Result<std::shared_ptr<Workspace>> SidebarViewModel::addProjectFolder(const QString &folder,
+Result<std::shared_ptr<Workspace>> WorkspaceLifecycleService::addProjectFolder(const QString &folder,
                                                                       const std::optional<QUuid> &profileId)
 {
     const QFileInfo info(folder);
@@ -39,7 +39,7 @@ Result<std::shared_ptr<Workspace>> SidebarViewModel::addProjectFolder(const QStr
     return createSimpleWorkspace(*project);
 }
 
-std::shared_ptr<Workspace> SidebarViewModel::createWorkspace(Project &project, const QString &name,
+std::shared_ptr<Workspace> WorkspaceLifecycleService::createWorkspace(Project &project, const QString &name,
                                                              const std::optional<QString> &gitBranch)
 {
     Workspace workspace;
@@ -58,40 +58,35 @@ std::shared_ptr<Workspace> SidebarViewModel::createWorkspace(Project &project, c
     auto inserted = m_context.insert(workspace);
     m_context.insert(chat);
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
     return inserted;
 }
 
-std::shared_ptr<Workspace> SidebarViewModel::createSimpleWorkspace(Project &project)
+std::shared_ptr<Workspace> WorkspaceLifecycleService::createSimpleWorkspace(Project &project)
 {
     const std::optional<QString> branch = project.defaultNewBranch ? project.defaultNewBranch : project.currentBranch;
-    auto workspace = createWorkspace(project, QStringLiteral("New Workspace"), branch);
-    m_selectedProjectId = project.id;
-    m_selectedWorkspaceId = workspace->id;
-    m_selectedChatId = workspace->activeChatId;
-    emit selectionChanged();
-    return workspace;
+    return createWorkspace(project, QStringLiteral("New Workspace"), branch);
 }
 
-void SidebarViewModel::addWorkspace(const std::shared_ptr<Workspace> &workspace, Project &project)
+void WorkspaceLifecycleService::addWorkspace(const std::shared_ptr<Workspace> &workspace, Project &project)
 {
     workspace->sortOrder = nextWorkspaceSortOrder(project);
     workspace->projectId = project.id;
     m_context.insert(workspace);
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
 }
 
-void SidebarViewModel::addChat(const std::shared_ptr<Chat> &chat, Project &project)
+void WorkspaceLifecycleService::addChat(const std::shared_ptr<Chat> &chat, Project &project)
 {
     chat->sortOrder = nextChatSortOrder(projectChats(project));
     chat->projectId = project.id;
     m_context.insert(chat);
     saveQuietly();
-    loadProjects();
+    emit recordsChanged();
 }
 
-std::shared_ptr<Chat> SidebarViewModel::createChat(Workspace &workspace, const std::optional<QString> &name)
+std::shared_ptr<Chat> WorkspaceLifecycleService::createChat(Workspace &workspace, const std::optional<QString> &name)
 {
     const auto siblings = chats(workspace, true);
     Chat chat;
@@ -102,11 +97,11 @@ std::shared_ptr<Chat> SidebarViewModel::createChat(Workspace &workspace, const s
     chat.projectId = workspace.projectId;
     auto inserted = m_context.insert(chat);
     saveQuietly();
-    emit projectsChanged();
+    emit recordsChanged();
     return inserted;
 }
 
-std::shared_ptr<Workspace> SidebarViewModel::receiveSheetChat(const Chat &sheetChat, Project &project)
+std::shared_ptr<Workspace> WorkspaceLifecycleService::receiveSheetChat(const Chat &sheetChat, Project &project)
 {
     auto workspace = std::make_shared<Workspace>();
     workspace->name = sheetChat.name;
@@ -121,31 +116,23 @@ std::shared_ptr<Workspace> SidebarViewModel::receiveSheetChat(const Chat &sheetC
     project.isExpanded = true;
     addWorkspace(workspace, project);
     addChat(chat, project);
-    m_selectedProjectId = project.id;
-    m_selectedWorkspaceId = workspace->id;
-    m_selectedChatId = chat->id;
-    emit selectionChanged();
     return workspace;
 }
 
-std::optional<NewWorkspaceSheetRequest> SidebarViewModel::forkRequest(const Chat &chat, WorkspaceCreationMode mode) const
+std::optional<NewWorkspaceSheetRequest> WorkspaceLifecycleService::forkRequest(const Chat &chat, WorkspaceCreationMode mode) const
 {
     if (!chat.projectId || mode == WorkspaceCreationMode::simple)
         return std::nullopt;
     return NewWorkspaceSheetRequest{QUuid::createUuid(), *chat.projectId, mode};
 }
 
-std::shared_ptr<Workspace> SidebarViewModel::adoptWorktree(Project &project, const GitWorktree &worktree)
+std::shared_ptr<Workspace> WorkspaceLifecycleService::adoptWorktree(Project &project, const GitWorktree &worktree)
 {
     auto workspace = createWorkspace(project, worktree.branch.value_or(QStringLiteral("worktree")), worktree.branch);
     workspace->usesWorktree = true;
     workspace->worktreePath = worktree.path;
     workspace->worktreeBaseBranch.reset();
     saveQuietly();
-    m_selectedProjectId = project.id;
-    m_selectedWorkspaceId = workspace->id;
-    m_selectedChatId = workspace->activeChatId;
-    emit selectionChanged();
     return workspace;
 }
 
