@@ -1,11 +1,11 @@
 #include "accounts/ProfileService.h"
 
-#include "core/Broadcasts.h"
-
 #include "accounts/ProfileRepairs.h"
 #include "agent/runtime/AgentEnvironment.h"
 #include "agent/runtime/ToolLocator.h"
+#include "core/Broadcasts.h"
 #include "core/Log.h"
+#include "core/MainThread.h"
 #include "core/NotificationCenter.h"
 #include "core/process/ChildProcess.h"
 #include "core/records/Profile.h"
@@ -214,7 +214,8 @@ Status ProfileService::setDefaultProfile(const std::shared_ptr<Profile> &profile
     return saveAndPost("Changing the default profile");
 }
 
-Status ProfileService::deleteProfile(const std::shared_ptr<Profile> &profile, bool deleteFiles)
+Status ProfileService::deleteProfile(const std::shared_ptr<Profile> &profile, bool deleteFiles,
+                                     std::function<void(Status)> filesRemoved)
 {
     if (!profile || profile->isDefault)
         return {};
@@ -229,14 +230,22 @@ Status ProfileService::deleteProfile(const std::shared_ptr<Profile> &profile, bo
     if (!deleteFiles)
         return {};
 
-    Status removed = removeFolder(configDir);
     // A profile on a folder of the user's choosing still has its codex home under the profiles
     // root: that folder is ours alone and goes too.
     const QString ownRoot = profilesRootPath() + QLatin1Char('/') + profile->id.toString(QUuid::WithoutBraces).toUpper();
-    if (removed && codexHome && QDir::cleanPath(*codexHome).startsWith(ownRoot + QLatin1Char('/')))
-        removed = removeFolder(ownRoot);
-    if (!removed)
-        return removed.error().prefixed(QStringLiteral("The profile was deleted, but its files were not: "));
+    const bool removeOwnRoot = codexHome && QDir::cleanPath(*codexHome).startsWith(ownRoot + QLatin1Char('/'));
+    // A signed-in claude folder holds its whole history: removing it can take seconds.
+    runInBackground(this, [configDir, ownRoot, removeOwnRoot] {
+        Status removed = removeFolder(configDir);
+        if (removed && removeOwnRoot)
+            removed = removeFolder(ownRoot);
+        return removed;
+    }, [filesRemoved = std::move(filesRemoved)](Status removed) {
+        if (!removed)
+            removed = removed.error().prefixed(QStringLiteral("The profile was deleted, but its files were not: "));
+        if (filesRemoved)
+            filesRemoved(removed);
+    });
     return {};
 }
 

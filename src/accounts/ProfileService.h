@@ -58,8 +58,10 @@ public:
                             std::optional<std::optional<QString>> iconName);
     Status setDefaultProfile(const std::shared_ptr<Profile> &profile);
     // The default profile is never deleted. Projects move to the default profile and the record is
-    // saved away before any file is touched; a failure to remove files is reported afterwards.
-    Status deleteProfile(const std::shared_ptr<Profile> &profile, bool deleteFiles);
+    // saved away before any file is touched. With `deleteFiles` its folders are then removed on a
+    // worker thread; `filesRemoved` hears how that went, back on this object's thread.
+    Status deleteProfile(const std::shared_ptr<Profile> &profile, bool deleteFiles,
+                         std::function<void(Status)> filesRemoved = {});
     Status reorderProfiles(const QList<std::shared_ptr<Profile>> &profiles);
     // Moves a project (dropped on a profile) to that profile.
     Status assignProject(const QUuid &projectId, const std::shared_ptr<Profile> &profile);

@@ -226,7 +226,10 @@ private slots:
         addProject(context(), m_env->path("b"), fallback->id);
         m_posts = 0;
 
-        QVERIFY(m_service->deleteProfile(profile, deleteFiles).ok());
+        std::optional<Status> filesRemoved;
+        QVERIFY(m_service->deleteProfile(profile, deleteFiles, [&](Status s) { filesRemoved = s; }).ok());
+        if (deleteFiles)
+            QTRY_VERIFY(filesRemoved && filesRemoved->ok());
 
         auto reread = m_store->newContext();
         const auto projects = reread->fetchOrEmpty<Project>(Query().orderBy("name"));
