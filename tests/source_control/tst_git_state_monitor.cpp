@@ -1,10 +1,12 @@
 // GitStateMonitor on real checkouts: a branch switch made outside the program is posted, the
-// watch comes back after each event, and checkouts without ".git/HEAD" are left alone.
+// watch comes back after each event, and checkouts without ".git/HEAD" are left alone; the
+// inspector, which listens to both monitors, keeps its status current.
 #include "GitSandbox.h"
 #include "MonitorSupport.h"
 
 #include "source_control/FileSystemMonitor.h"
 #include "source_control/GitStateMonitor.h"
+#include "source_control/inspector/InspectorViewModel.h"
 #include "core/Broadcasts.h"
 #include "source_control/workspaces/BranchSync.h"
 #include "core/records/Chat.h"
@@ -196,6 +198,53 @@ private slots:
         QTest::qWait(500);
         QCOMPARE(posts.count(), 1);
         QCOMPARE(m_hub.watchCount(), 0);
+    }
+    // The inspector reads git's status again after edits and switches made outside the program,
+    // counts a new file's lines, and lets the folder go when nothing is shown.
+    void theInspectorFollowsTheWorkingTree()
+    {
+        const QString repository = m_sandbox.makeRepository("inspected");
+        GitStateMonitor head(repository, m_center, &m_hub);
+        head.start();
+        InspectorViewModel inspector(m_center);
+        inspector.setWorkingDirectory(repository);
+        QTRY_VERIFY_WITH_TIMEOUT(inspector.isGitInitialized(), 5000);
+        QCOMPARE(inspector.currentBranch(), std::optional<QString>("main"));
+        QVERIFY(inspector.modifiedFiles().isEmpty());
+
+        m_sandbox.write(repository + "/todo.txt", "one\ntwo\n");
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.modifiedFiles().size(), 1, 5000);
+        QCOMPARE(inspector.modifiedFiles().first().status, GitStatus::untracked);
+        QCOMPARE(inspector.diffStats().value("todo.txt"), (DiffStat{3, 0}));
+        m_sandbox.write(repository + "/README.md", "changed\n");
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.modifiedFiles().size(), 2, 5000);
+
+        m_sandbox.git(repository, {"switch", "-q", "-c", "topic"});
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.currentBranch(), std::optional<QString>("topic"), 5000);
+
+        inspector.setWorkingDirectory(std::nullopt);
+        QVERIFY(!inspector.isGitInitialized());
+        QVERIFY(inspector.modifiedFiles().isEmpty());
+        QCOMPARE(inspector.currentBranch(), std::nullopt);
+    }
+
+    void theInspectorWaitsWhenAutomaticRefreshIsOff()
+    {
+        const QString repository = m_sandbox.makeRepository("manual");
+        InspectorViewModel inspector(m_center);
+        inspector.setAutoRefreshSetting([] { return false; });
+        inspector.setWorkingDirectory(repository);
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.refreshCount(), 1, 5000);
+        m_sandbox.write(repository + "/new.txt", "x");
+        QTest::qWait(1500); // past the monitor's settling time
+        QVERIFY(inspector.modifiedFiles().isEmpty());
+        inspector.refreshStatus();
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.modifiedFiles().size(), 1, 5000);
+
+        // A folder outside any repository has no status.
+        inspector.setWorkingDirectory(m_sandbox.path("plain"));
+        QTRY_COMPARE_WITH_TIMEOUT(inspector.refreshCount(), 3, 5000);
+        QVERIFY(!inspector.isGitInitialized());
     }
 };
 

@@ -1,11 +1,15 @@
 #include "shell/window/InspectorView.h"
 
+#include "source_control/inspector/InspectorViewModel.h"
+
 #include <QLabel>
+#include <QListWidget>
 #include <QVBoxLayout>
 
 namespace corvane {
 
-InspectorView::InspectorView(QWidget *parent) : QWidget(parent), m_title(new QLabel), m_detail(new QLabel)
+InspectorView::InspectorView(QWidget *parent)
+    : QWidget(parent), m_title(new QLabel), m_detail(new QLabel), m_changesTitle(new QLabel), m_changes(new QListWidget)
 {
     setObjectName(QStringLiteral("inspector"));
     setMinimumWidth(350);
@@ -22,7 +26,13 @@ InspectorView::InspectorView(QWidget *parent) : QWidget(parent), m_title(new QLa
     m_detail->setTextInteractionFlags(Qt::TextSelectableByMouse);
     layout->addWidget(m_title);
     layout->addWidget(m_detail);
-    layout->addStretch();
+    m_changesTitle->setObjectName(QStringLiteral("inspectorChangesTitle"));
+    m_changes->setObjectName(QStringLiteral("inspectorChanges"));
+    m_changes->setFrameShape(QFrame::NoFrame);
+    m_changes->setSelectionMode(QAbstractItemView::NoSelection);
+    m_changes->setFocusPolicy(Qt::NoFocus);
+    layout->addWidget(m_changesTitle);
+    layout->addWidget(m_changes, 1);
     clear();
 }
 
@@ -35,6 +45,39 @@ void InspectorView::showSubject(const QString &title, const QString &detail)
 void InspectorView::clear()
 {
     showSubject(tr("Nothing selected"), {});
+}
+
+void InspectorView::setModel(InspectorViewModel *model)
+{
+    if (m_model)
+        disconnect(m_model, nullptr, this, nullptr);
+    m_model = model;
+    if (m_model)
+        connect(m_model, &InspectorViewModel::changed, this, &InspectorView::showStatus);
+    showStatus();
+}
+
+void InspectorView::showStatus()
+{
+    m_changes->clear();
+    const bool shown = m_model && m_model->workingDirectory() && m_model->isGitInitialized();
+    m_changesTitle->setVisible(shown);
+    m_changes->setVisible(shown);
+    if (!shown)
+        return;
+    const int count = int(m_model->modifiedFiles().size());
+    QString title = count == 0 ? tr("No changes") : count == 1 ? tr("1 changed file") : tr("%1 changed files").arg(count);
+    if (const int ahead = m_model->aheadCount(); ahead > 0)
+        title += ahead == 1 ? tr(" \u00B7 1 commit ahead") : tr(" \u00B7 %1 commits ahead").arg(ahead);
+    if (const int behind = m_model->behindCount(); behind > 0)
+        title += tr(" \u00B7 %1 behind").arg(behind);
+    m_changesTitle->setText(title);
+    for (const GitFileStatus &file : m_model->modifiedFiles()) {
+        QString line = QStringLiteral("%1  %2").arg(gitStatusLetter(file.status), file.path);
+        if (const auto stat = m_model->diffStats().find(file.path); stat != m_model->diffStats().end())
+            line += QStringLiteral("  +%1 \u2212%2").arg(stat->additions).arg(stat->deletions);
+        m_changes->addItem(line);
+    }
 }
 
 } // namespace corvane

@@ -3,11 +3,14 @@
 #include <QWidget>
 
 class QLabel;
+class QListWidget;
 
 namespace corvane {
 
-// The inspector column. It names what the content shows; the tool panes that fill it (files,
-// plan, changes) are added by the views that own them.
+class InspectorViewModel;
+
+// The inspector column. It names what the content shows and, for a workspace or chat, lists the
+// changed files of its working directory as `InspectorViewModel` keeps them.
 class InspectorView : public QWidget
 {
     Q_OBJECT
@@ -17,10 +20,20 @@ public:
 
     void showSubject(const QString &title, const QString &detail);
     void clear();
+    // Follows the model's status from now on; not owned.
+    void setModel(InspectorViewModel *model);
+
+    QLabel *changesTitle() const { return m_changesTitle; }
+    QListWidget *changes() const { return m_changes; }
 
 private:
+    void showStatus();
+
     QLabel *m_title;
     QLabel *m_detail;
+    QLabel *m_changesTitle;
+    QListWidget *m_changes;
+    InspectorViewModel *m_model = nullptr;
 };
 
 } // namespace corvane

@@ -15,10 +15,12 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
+#include "source_control/inspector/InspectorViewModel.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFileDialog>
 #include <QMenuBar>
 #include <QSplitter>
@@ -36,7 +38,8 @@ const QList<int> defaultColumnWidths{260, 820, 360};
 MainWindow::MainWindow(const WindowServices &services, int number, QWidget *parent)
     : QMainWindow(parent), m_services(services), m_state(new WindowStateModel(services.preferences, this)),
       m_sidebarModel(new SidebarViewModel(services.context, services.lifecycle, services.center, this)),
-      m_navigator(new WindowNavigator(services.context, *m_state, this)), m_saveColumnsTimer(new QTimer(this))
+      m_navigator(new WindowNavigator(services.context, *m_state, this)),
+      m_inspectorModel(new InspectorViewModel(services.center, this)), m_saveColumnsTimer(new QTimer(this))
 {
     setObjectName(QStringLiteral("MainWindow%1").arg(number));
     setWindowTitle(QStringLiteral("Corvane"));
@@ -121,6 +124,9 @@ void MainWindow::buildColumns()
     m_sidebar->setMaximumWidth(350);
     m_content = new ContentArea;
     m_inspector = new InspectorView;
+    AppSettings *settings = &m_services.settings;
+    m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
+    m_inspector->setModel(m_inspectorModel);
     m_splitter->addWidget(m_sidebar);
     m_splitter->addWidget(m_content);
     m_splitter->addWidget(m_inspector);
@@ -313,23 +319,29 @@ void MainWindow::drawContent()
     const ContentState content = m_state->content();
     switch (content.kind) {
     case ContentState::Kind::empty:
+        inspectDirectory(std::nullopt);
         m_content->showEmpty();
         m_inspector->clear();
         return;
     case ContentState::Kind::projectInfo:
         if (const auto project = context.get<Project>(content.id)) {
+            inspectDirectory(std::nullopt);
             m_content->showProject(project->name, project->path);
             m_inspector->showSubject(project->name, project->path);
         }
         return;
     case ContentState::Kind::tool:
         if (const PinnedTool *tool = pinnedTool(content.toolId)) {
+            inspectDirectory(std::nullopt);
             m_content->showTool(*tool);
             m_inspector->showSubject(tool->name, tool->description);
         }
         return;
     case ContentState::Kind::chat:
         if (const auto chat = context.get<Chat>(content.id)) {
+            const auto workspace = chat->workspaceId ? context.get<Workspace>(*chat->workspaceId) : nullptr;
+            const auto project = chat->projectId ? context.get<Project>(*chat->projectId) : nullptr;
+            inspectDirectory(chat->workingDirectory(workspace.get(), project.get()));
             m_content->showChat(chat->id, chat->name);
             m_inspector->showSubject(chat->name, chat->gitBranch.value_or(QString()));
         }
@@ -351,8 +363,17 @@ void MainWindow::drawContent()
     m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
     const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
     const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
-    const QString folder = workspace->workingDirectory(project.get()).value_or(QString());
-    m_inspector->showSubject(workspace->name, QStringList{branch, folder}.join(QLatin1Char('\n')).trimmed());
+    const std::optional<QString> folder = workspace->workingDirectory(project.get());
+    inspectDirectory(folder);
+    m_inspector->showSubject(workspace->name, QStringList{branch, folder.value_or(QString())}.join(QLatin1Char('\n')).trimmed());
+}
+
+void MainWindow::inspectDirectory(const std::optional<QString> &directory)
+{
+    // The window redraws for many reasons; only a new directory costs a status call.
+    const std::optional<QString> clean = directory ? std::optional(QDir::cleanPath(*directory)) : std::nullopt;
+    if (clean != m_inspectorModel->workingDirectory())
+        m_inspectorModel->setWorkingDirectory(clean);
 }
 
 } // namespace corvane

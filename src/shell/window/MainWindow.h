@@ -19,6 +19,7 @@ namespace corvane {
 
 class AppSettings;
 class InspectorView;
+class InspectorViewModel;
 class PreferencesStore;
 struct Project;
 class SidebarView;
@@ -71,6 +72,7 @@ public:
     SidebarView *sidebar() const { return m_sidebar; }
     ContentArea *content() const { return m_content; }
     InspectorView *inspector() const { return m_inspector; }
+    InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     QSplitter *splitter() const { return m_splitter; }
     WindowActions &actions() const { return *m_actions; }
 
@@ -97,6 +99,8 @@ private:
     bool updateChatRows(const QSet<QUuid> &chatIds);
     void selectInSidebar();
     void drawContent();
+    // The inspector follows the working directory of what the content shows, or none.
+    void inspectDirectory(const std::optional<QString> &directory);
     CommandContext commandContext() const;
     void addProject();
     void newWorkspace();
@@ -116,6 +120,7 @@ private:
     SidebarView *m_sidebar = nullptr;
     ContentArea *m_content = nullptr;
     InspectorView *m_inspector = nullptr;
+    InspectorViewModel *m_inspectorModel;
     QSplitter *m_splitter = nullptr;
     WindowActions *m_actions = nullptr;
     QTimer *m_saveColumnsTimer;

@@ -22,6 +22,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QAction>
+#include <QListWidget>
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
@@ -471,6 +472,16 @@ private slots:
         broadcast::post(s.center, broadcast::ChatActivityChanged{tabs.at(1).chatId, "waitingForPermission"});
         broadcast::post(s.center, broadcast::ChatActivityChanged{tabs.at(2).chatId, "completed"});
         window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+        // An edit made outside the program reaches the inspector's list of changes.
+        // Without an upstream, the commits not on a default branch count as ahead.
+        QTRY_COMPARE_WITH_TIMEOUT(window->inspector()->changesTitle()->text(), QStringLiteral("No changes \u00B7 1 commit ahead"), 5000);
+        QFile edited(s.env.path("corvane/README.md"));
+        QVERIFY(edited.open(QIODevice::WriteOnly));
+        edited.write("# Corvane\n\nAgents at work.\n");
+        edited.close();
+        QTRY_COMPARE_WITH_TIMEOUT(window->inspector()->changes()->count(), 1, 5000);
+        QCOMPARE(window->inspector()->changes()->item(0)->text(), QStringLiteral("?  README.md  +4 \u22120"));
+        QCOMPARE(window->inspector()->changesTitle()->text(), QStringLiteral("1 changed file \u00B7 1 commit ahead"));
         window->resize(1400, 820);
         QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
         for (auto [mode, name] : {std::pair{AppearanceMode::light, "light"}, std::pair{AppearanceMode::dark, "dark"}}) {

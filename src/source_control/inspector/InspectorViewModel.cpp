@@ -1,0 +1,156 @@
+#include "source_control/inspector/InspectorViewModel.h"
+
+#include "core/Broadcasts.h"
+#include "core/Log.h"
+#include "core/MainThread.h"
+#include "source_control/FileSystemMonitor.h"
+#include "source_control/GitService.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace corvane {
+
+namespace {
+
+constexpr char Tag[] = "InspectorVM";
+
+// A new file has no diff: its lines are counted instead, as newline bytes plus one.
+DiffStats untrackedLineCounts(const QString &directory, const QList<GitFileStatus> &files)
+{
+    DiffStats counts;
+    for (const GitFileStatus &file : files) {
+        if (file.status != GitStatus::untracked)
+            continue;
+        QFile f(QDir(directory).filePath(file.path));
+        if (!f.open(QIODevice::ReadOnly))
+            continue;
+        int newlines = 0;
+        while (!f.atEnd())
+            newlines += int(f.read(1 << 16).count('\n'));
+        counts.insert(file.path, DiffStat{newlines + 1, 0});
+    }
+    return counts;
+}
+
+} // namespace
+
+InspectorViewModel::InspectorViewModel(NotificationCenter &center, QObject *parent)
+    : QObject(parent), m_center(center)
+{
+}
+
+InspectorViewModel::~InspectorViewModel() = default;
+
+void InspectorViewModel::setWorkingDirectory(const std::optional<QString> &directory)
+{
+    const std::optional<QString> clean = directory ? std::optional(QDir::cleanPath(*directory)) : std::nullopt;
+    if (clean == m_directory) {
+        refreshStatus();
+        return;
+    }
+    m_monitor.reset();
+    m_observers.clear();
+    m_directory = clean;
+    if (!m_directory) {
+        m_git.reset();
+        ++m_generation; // an answer still on its way is for the old directory
+        apply(Snapshot{});
+        return;
+    }
+    m_git = std::make_unique<GitService>(*m_directory);
+    m_monitor = std::make_unique<FileSystemMonitor>(*m_directory, m_center);
+    m_monitor->start();
+    observe();
+    refreshStatus();
+}
+
+void InspectorViewModel::observe()
+{
+    // Not filtered by directory: a change anywhere costs one status call, and a worktree's
+    // commit also moves what the main checkout is ahead by.
+    auto refresh = [this](const auto &) { onBroadcast(); };
+    m_observers.push_back(broadcast::observe<broadcast::FileSystemChanged>(m_center, this, refresh));
+    m_observers.push_back(broadcast::observe<broadcast::GitStateChanged>(m_center, this, refresh));
+}
+
+void InspectorViewModel::onBroadcast()
+{
+    if (!m_autoRefresh || m_autoRefresh())
+        refreshStatus();
+}
+
+void InspectorViewModel::refreshStatus()
+{
+    if (!m_git)
+        return;
+    const int generation = ++m_generation;
+    const GitService git = *m_git;
+    const QString directory = *m_directory;
+    auto current = [this, generation] { return generation == m_generation; };
+
+    git.status().then(this, [=, this](GitResult<StatusSummary> result) {
+        if (!current())
+            return;
+        const StatusSummary status = result.valueOr({});
+        if (!status.isRepository) {
+            apply(Snapshot{});
+            return;
+        }
+        git.diffStats().then(this, [=, this](GitResult<DiffStats> stats) {
+            if (!current())
+                return;
+            auto finish = [=, this](int ahead) {
+                runInBackground(this, [directory, files = status.files] { return untrackedLineCounts(directory, files); },
+                                [=, this](const DiffStats &untracked) {
+                    if (!current())
+                        return;
+                    Snapshot s;
+                    s.isGitInitialized = true;
+                    s.modifiedFiles = status.files;
+                    s.diffStats = stats.valueOr({});
+                    s.diffStats.insert(untracked);
+                    s.currentBranch = status.branch;
+                    s.aheadCount = ahead;
+                    s.behindCount = status.behind;
+                    s.hasUpstream = status.upstream.has_value();
+                    s.hasCommits = status.hasCommits;
+                    apply(s);
+                });
+            };
+            if (status.upstream) {
+                finish(status.ahead);
+                return;
+            }
+            git.commitsAheadOfDefaultBranch().then(this, [=](GitResult<int> ahead) { finish(ahead.valueOr(status.ahead)); });
+        });
+    });
+}
+
+void InspectorViewModel::apply(const Snapshot &s)
+{
+    bool changedAny = false;
+    auto write = [&changedAny](auto &field, const auto &value) {
+        if (field == value)
+            return;
+        field = value;
+        changedAny = true;
+    };
+    write(m_isGitInitialized, s.isGitInitialized);
+    write(m_modifiedFiles, s.modifiedFiles);
+    write(m_diffStats, s.diffStats);
+    write(m_currentBranch, s.currentBranch);
+    write(m_aheadCount, s.aheadCount);
+    write(m_behindCount, s.behindCount);
+    write(m_hasUpstream, s.hasUpstream);
+    write(m_hasCommits, s.hasCommits);
+    ++m_refreshCount;
+    if (changedAny) {
+        logLine(Tag, QStringLiteral("status: %1 changed files on %2")
+                         .arg(m_modifiedFiles.size()).arg(m_currentBranch.value_or(QStringLiteral("(detached)"))));
+        emit changed();
+    }
+    emit refreshed();
+}
+
+} // namespace corvane

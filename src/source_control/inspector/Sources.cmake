@@ -1,0 +1,3 @@
+# The inspector's view of the shown working directory.
+target_sources(corvane_source_control PRIVATE
+    inspector/InspectorViewModel.h inspector/InspectorViewModel.cpp)
