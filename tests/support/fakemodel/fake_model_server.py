@@ -13,43 +13,17 @@ path, a few headers, the parsed body and which scripted reply answered it.
 See README.md next to this file for the scenario format.
 """
 
-import argparse
 import json
-import os
-import re
-import signal
-import socket
 import sys
 import threading
-import time
-import traceback
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-STOP = threading.Event()
+import scripted_server
+from scripted_server import STOP, now_ms
 
 DEFAULT_MODEL = "claude-sonnet-4-6"
 
 
-def now_ms():
-    return int(time.time() * 1000)
-
-
 # ---------------------------------------------------------------- scenario
-
-VAR_RE = re.compile(r"\$\{([A-Za-z_][A-Za-z0-9_]*)(?::-([^}]*))?\}")
-
-
-def substitute(value, variables):
-    """Replace ${NAME} and ${NAME:-default} in every string of the scenario."""
-    if isinstance(value, str):
-        return VAR_RE.sub(lambda m: variables.get(m.group(1), m.group(2) if m.group(2) is not None
-                                                  else m.group(0)), value)
-    if isinstance(value, list):
-        return [substitute(v, variables) for v in value]
-    if isinstance(value, dict):
-        return {k: substitute(v, variables) for k, v in value.items()}
-    return value
-
 
 
 class Scenario:
@@ -315,39 +289,12 @@ class Replier:
 # ---------------------------------------------------------------- server
 
 
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
+class Handler(scripted_server.Handler):
     server_version = "FakeModel/1.0"
+    recorded_headers = ("anthropic-beta", "anthropic-version", "user-agent", "x-app", "content-type")
 
-    def log_message(self, fmt, *args):  # keep stderr quiet
-        pass
-
-    def send_json(self, status, obj):
-        data = json.dumps(obj).encode("utf-8")
-        self.send_response(status)
-        self.send_header("Content-Type", "application/json")
-        self.send_header("Content-Length", str(len(data)))
-        self.send_header("request-id", "req_fake_%d" % now_ms())
-        self.end_headers()
-        self.wfile.write(data)
-        self.wfile.flush()
-
-    def read_body(self):
-        length = int(self.headers.get("Content-Length") or 0)
-        raw = self.rfile.read(length) if length > 0 else b""
-        try:
-            return json.loads(raw.decode("utf-8")) if raw else None
-        except ValueError:
-            return {"_unparsed": raw.decode("utf-8", "replace")}
-
-    def record(self, body, **extra):
-        entry = {"time": time.time(), "method": self.command, "path": self.path,
-                 "headers": {k: v for k, v in self.headers.items()
-                             if k.lower() in ("anthropic-beta", "anthropic-version", "user-agent",
-                                              "x-app", "content-type")},
-                 "body": body}
-        entry.update(extra)
-        self.server.write_log(entry)
+    def extra_headers(self):
+        return {"request-id": "req_fake_%d" % now_ms()}
 
     def do_GET(self):
         self.record(None)
@@ -397,12 +344,7 @@ class Handler(BaseHTTPRequestHandler):
             kind = "side"
         self.record(body, kind=kind, reply_index=index, tool_result=tool_result)
 
-        if reply.get("hang"):
-            STOP.wait()
-            self.close_connection = True
-            return
-        if reply.get("delay") and STOP.wait(float(reply["delay"])):
-            self.close_connection = True
+        if self.wait_as_scripted(reply):
             return
         err = reply.get("error")
         if err:
@@ -418,66 +360,5 @@ class Handler(BaseHTTPRequestHandler):
             replier.run_plain()
 
 
-class Server(ThreadingHTTPServer):
-    daemon_threads = True
-    allow_reuse_address = True
-
-    def __init__(self, addr, scenario, log_path):
-        super().__init__(addr, Handler)
-        self.scenario = scenario
-        self.log_lock = threading.Lock()
-        self.log_file = open(log_path, "a", encoding="utf-8") if log_path else None
-
-    def write_log(self, entry):
-        if not self.log_file:
-            return
-        with self.log_lock:
-            self.log_file.write(json.dumps(entry, ensure_ascii=False) + "\n")
-            self.log_file.flush()
-
-    def handle_error(self, request, client_address):
-        exc = sys.exc_info()[1]
-        if isinstance(exc, (BrokenPipeError, ConnectionResetError, socket.timeout)):
-            return
-        traceback.print_exc(file=sys.stderr)
-
-
-def main():
-    ap = argparse.ArgumentParser(description="Scripted local Anthropic Messages API stand-in")
-    ap.add_argument("--scenario", required=True, help="scenario JSON file")
-    ap.add_argument("--port", type=int, default=0, help="port to bind (0: any free port)")
-    ap.add_argument("--log", help="append every request as a JSON line to this file")
-    ap.add_argument("--var", action="append", default=[], metavar="NAME=VALUE",
-                    help="replace ${NAME} (or ${NAME:-default}) in the scenario's strings")
-    args = ap.parse_args()
-
-    variables = {}
-    for item in args.var:
-        name, _, value = item.partition("=")
-        variables[name] = value
-    with open(args.scenario, encoding="utf-8") as f:
-        scenario = Scenario(substitute(json.load(f), variables))
-
-    server = Server(("127.0.0.1", args.port), scenario, args.log)
-
-    def on_signal(signum, frame):
-        STOP.set()
-        threading.Thread(target=server.shutdown, daemon=True).start()
-
-    signal.signal(signal.SIGTERM, on_signal)
-    signal.signal(signal.SIGINT, on_signal)
-
-    sys.stdout.write("PORT %d\n" % server.server_address[1])
-    sys.stdout.flush()
-    try:
-        server.serve_forever(poll_interval=0.2)
-    finally:
-        STOP.set()
-        server.server_close()
-        if server.log_file:
-            server.log_file.close()
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(scripted_server.serve("Scripted local Anthropic Messages API stand-in", Handler, Scenario))
