@@ -8,12 +8,10 @@
 #include "agent/session/SessionManager.h"
 #include "core/NotificationCenter.h"
 #include "core/process/ProcessReaper.h"
-#include "core/records/Chat.h"
-#include "core/records/Project.h"
-#include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "support/FakeModel.h"
+#include "support/StoreFixture.h"
 #include "support/TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
@@ -29,23 +27,6 @@ namespace {
 
 constexpr int kChats = 20;
 
-QUuid insertChat(StoreContext &ctx, const QString &folder, int n)
-{
-    Project project;
-    project.name = QStringLiteral("repo %1").arg(n);
-    project.path = folder;
-    Workspace workspace;
-    workspace.name = project.name;
-    workspace.projectId = project.id;
-    Chat chat;
-    chat.name = QStringLiteral("Chat %1").arg(n);
-    chat.projectId = project.id;
-    chat.workspaceId = workspace.id;
-    ctx.insert(project);
-    ctx.insert(workspace);
-    ctx.insert(chat);
-    return chat.id;
-}
 
 int sessionFiles(const QString &configDir)
 {
@@ -86,7 +67,8 @@ void BM_QuitWithLiveSessions(benchmark::State &state)
         for (int i = 0; i < kChats; ++i) {
             const QString folder = env.path(QStringLiteral("repo%1").arg(i));
             QDir().mkpath(folder);
-            chats << insertChat(store->mainContext(), folder, i);
+            chats << test::insertPlace(store->mainContext(), folder, QStringLiteral("Chat %1").arg(i), std::nullopt,
+                                        QStringLiteral("repo %1").arg(i)).chatId;
         }
         (void)store->mainContext().save();
         int completed = 0;

@@ -3,6 +3,7 @@
 // inspector, which listens to both monitors, keeps its status current.
 #include "GitSandbox.h"
 #include "MonitorSupport.h"
+#include "support/StoreFixture.h"
 
 #include "source_control/FileSystemMonitor.h"
 #include "source_control/GitStateMonitor.h"
@@ -144,29 +145,14 @@ private slots:
         const QString repository = m_sandbox.makeRepository("synced");
         auto store = Store::open(m_sandbox.path("synced.store")).value();
         StoreContext &ctx = store->mainContext();
-        Project project;
-        project.name = "synced";
-        project.path = repository;
-        Workspace workspace;
-        workspace.name = "synced";
-        workspace.projectId = project.id;
-        workspace.gitBranch = "main";
-        Chat chat;
-        chat.name = "Chat 1";
-        chat.projectId = project.id;
-        chat.workspaceId = workspace.id;
-        chat.gitBranch = "main";
-        ctx.insert(project);
-        ctx.insert(workspace);
-        ctx.insert(chat);
-        QVERIFY(ctx.save().ok());
+        const test::InsertedPlace place = test::insertPlace(ctx, repository, QStringLiteral("Chat 1"), QStringLiteral("main"));
 
         BranchSync sync(ctx, m_center);
         std::unique_ptr<QObject> monitor(BranchSync::makeMonitor(repository, m_center));
         m_sandbox.git(repository, {"switch", "-q", "-c", "from-the-terminal"});
-        auto stored = [&] { return store->newContext()->get<Workspace>(workspace.id)->gitBranch.value_or(QString()); };
+        auto stored = [&] { return store->newContext()->get<Workspace>(place.workspaceId)->gitBranch.value_or(QString()); };
         QTRY_COMPARE_WITH_TIMEOUT(stored(), QStringLiteral("from-the-terminal"), 5000);
-        QCOMPARE(store->newContext()->get<Chat>(chat.id)->gitBranch, std::optional<QString>("from-the-terminal"));
+        QCOMPARE(store->newContext()->get<Chat>(place.chatId)->gitBranch, std::optional<QString>("from-the-terminal"));
         m_sandbox.git(repository, {"checkout", "-q", "--detach"}); // a detached HEAD keeps what is shown
         QTest::qWait(1000);
         QCOMPARE(stored(), QStringLiteral("from-the-terminal"));

@@ -6,12 +6,9 @@
 #include "agent/AgentModelDescriptor.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
-#include "core/records/Chat.h"
 #include "core/records/Message.h"
-#include "core/records/Project.h"
-#include "core/records/Workspace.h"
 #include "core/store/Store.h"
-#include "core/store/StoreContext.h"
+#include "support/StoreFixture.h"
 #include "support/TestEnvironment.h"
 
 #include <QDeadlineTimer>
@@ -27,22 +24,31 @@ namespace corvane::test {
 // A project for `folder` with one workspace and one chat; the chat's id.
 inline QUuid insertChat(Store &store, const QString &folder, const QString &name = QStringLiteral("Test chat"))
 {
-    StoreContext &ctx = store.mainContext();
-    Project project;
-    project.name = QStringLiteral("repo");
-    project.path = folder;
-    Workspace workspace;
-    workspace.name = QStringLiteral("repo");
-    workspace.projectId = project.id;
-    Chat chat;
-    chat.name = name;
-    chat.projectId = project.id;
-    chat.workspaceId = workspace.id;
-    ctx.insert(project);
-    ctx.insert(workspace);
-    ctx.insert(chat);
-    (void)ctx.save();
-    return chat.id;
+    return insertPlace(store.mainContext(), folder, name).chatId;
+}
+
+// The chat's stored messages, oldest first, read through a context of their own.
+inline QList<std::shared_ptr<Message>> storedMessages(Store &store, const QUuid &chatId)
+{
+    return store.newContext()->fetchOrEmpty<Message>(Query(where::eq("chatId", chatId)).orderBy("timestamp"));
+}
+
+template <typename Keep>
+QList<std::shared_ptr<Message>> only(const QList<std::shared_ptr<Message>> &rows, Keep keep)
+{
+    QList<std::shared_ptr<Message>> out;
+    for (const auto &m : rows)
+        if (keep(*m))
+            out << m;
+    return out;
+}
+
+inline QStringList contentsOf(const QList<std::shared_ptr<Message>> &rows)
+{
+    QStringList out;
+    for (const auto &m : rows)
+        out << m->content;
+    return out;
 }
 
 // How one turn ended.
@@ -105,25 +111,12 @@ protected:
         return session;
     }
 
-    QList<std::shared_ptr<Message>> stored()
-    {
-        return m_store->newContext()->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId)).orderBy("timestamp"));
-    }
+    QList<std::shared_ptr<Message>> stored() { return storedMessages(*m_store, m_chatId); }
     QList<std::shared_ptr<Message>> storedWith(MessageRole role)
     {
-        QList<std::shared_ptr<Message>> out;
-        for (const auto &m : stored())
-            if (m->role == role)
-                out << m;
-        return out;
+        return only(stored(), [role](const Message &m) { return m.role == role; });
     }
-    QStringList textsOf(MessageRole role)
-    {
-        QStringList out;
-        for (const auto &m : storedWith(role))
-            out << m->content;
-        return out;
-    }
+    QStringList textsOf(MessageRole role) { return contentsOf(storedWith(role)); }
     QStringList assistantTexts() { return textsOf(MessageRole::assistant); }
     std::shared_ptr<Chat> storedChat() { return m_store->newContext()->get<Chat>(m_chatId); }
 

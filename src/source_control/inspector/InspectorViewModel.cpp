@@ -129,25 +129,13 @@ void InspectorViewModel::refreshStatus()
 
 void InspectorViewModel::apply(const Snapshot &s)
 {
-    bool changedAny = false;
-    auto write = [&changedAny](auto &field, const auto &value) {
-        if (field == value)
-            return;
-        field = value;
-        changedAny = true;
-    };
-    write(m_isGitInitialized, s.isGitInitialized);
-    write(m_modifiedFiles, s.modifiedFiles);
-    write(m_diffStats, s.diffStats);
-    write(m_currentBranch, s.currentBranch);
-    write(m_aheadCount, s.aheadCount);
-    write(m_behindCount, s.behindCount);
-    write(m_hasUpstream, s.hasUpstream);
-    write(m_hasCommits, s.hasCommits);
+    // Nothing redraws for a refresh that found what was there.
+    const bool changedAny = !(s == m_status);
+    m_status = s;
     ++m_refreshCount;
     if (changedAny) {
         logLine(Tag, QStringLiteral("status: %1 changed files on %2")
-                         .arg(m_modifiedFiles.size()).arg(m_currentBranch.value_or(QStringLiteral("(detached)"))));
+                         .arg(m_status.modifiedFiles.size()).arg(m_status.currentBranch.value_or(QStringLiteral("(detached)"))));
         emit changed();
     }
     emit refreshed();

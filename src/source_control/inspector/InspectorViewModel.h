@@ -21,8 +21,8 @@ class GitService;
 // reads git's status again on every fileSystemDidChange and gitStateDidChange (edits by an agent,
 // a commit or a branch switch in a terminal), unless the user turned automatic refresh off.
 //
-// One per window, on the main thread. Each field is written only when its value changes, and
-// `changed` is emitted once per refresh that changed anything.
+// One per window, on the main thread. `changed` is emitted only for a refresh that changed
+// something; `refreshed` for every refresh.
 class InspectorViewModel : public QObject
 {
     Q_OBJECT
@@ -42,15 +42,15 @@ public:
     // Reads the status again; an answer that comes after a newer refresh began is dropped.
     void refreshStatus();
 
-    bool isGitInitialized() const { return m_isGitInitialized; }
-    const QList<GitFileStatus> &modifiedFiles() const { return m_modifiedFiles; }
-    const DiffStats &diffStats() const { return m_diffStats; }
-    std::optional<QString> currentBranch() const { return m_currentBranch; }
+    bool isGitInitialized() const { return m_status.isGitInitialized; }
+    const QList<GitFileStatus> &modifiedFiles() const { return m_status.modifiedFiles; }
+    const DiffStats &diffStats() const { return m_status.diffStats; }
+    std::optional<QString> currentBranch() const { return m_status.currentBranch; }
     // Without an upstream: the commits ahead of the default branch.
-    int aheadCount() const { return m_aheadCount; }
-    int behindCount() const { return m_behindCount; }
-    bool hasUpstream() const { return m_hasUpstream; }
-    bool hasCommits() const { return m_hasCommits; }
+    int aheadCount() const { return m_status.aheadCount; }
+    int behindCount() const { return m_status.behindCount; }
+    bool hasUpstream() const { return m_status.hasUpstream; }
+    bool hasCommits() const { return m_status.hasCommits; }
     // Refreshes answered so far (for tests and the status line).
     int refreshCount() const { return m_refreshCount; }
 
@@ -59,6 +59,7 @@ signals:
     void refreshed();
 
 private:
+    // What one refresh read.
     struct Snapshot
     {
         bool isGitInitialized = false;
@@ -69,6 +70,8 @@ private:
         int behindCount = 0;
         bool hasUpstream = false;
         bool hasCommits = false;
+
+        bool operator==(const Snapshot &) const = default;
     };
 
     void observe();
@@ -83,15 +86,7 @@ private:
     std::vector<ObserverGuard> m_observers;
     int m_generation = 0;
     int m_refreshCount = 0;
-
-    bool m_isGitInitialized = false;
-    QList<GitFileStatus> m_modifiedFiles;
-    DiffStats m_diffStats;
-    std::optional<QString> m_currentBranch;
-    int m_aheadCount = 0;
-    int m_behindCount = 0;
-    bool m_hasUpstream = false;
-    bool m_hasCommits = false;
+    Snapshot m_status;
 };
 
 } // namespace corvane

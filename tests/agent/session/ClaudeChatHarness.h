@@ -6,12 +6,8 @@
 #include "agent/claude/ClaudeSDKService.h"
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
-#include "core/records/Chat.h"
 #include "core/records/Message.h"
-#include "core/records/Project.h"
-#include "core/records/Workspace.h"
 #include "core/store/Store.h"
-#include "core/store/StoreContext.h"
 #include "support/ChatFixture.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
@@ -67,27 +63,14 @@ public:
         return completed;
     }
 
-    QList<std::shared_ptr<Message>> stored()
-    {
-        return m_store->newContext()->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId)).orderBy("timestamp"));
-    }
-
+    QList<std::shared_ptr<Message>> stored() { return storedMessages(*m_store, m_chatId); }
     QList<std::shared_ptr<Message>> storedOfType(MessageContentType type)
     {
-        QList<std::shared_ptr<Message>> out;
-        for (const auto &m : stored())
-            if (m->contentType == type)
-                out << m;
-        return out;
+        return only(stored(), [type](const Message &m) { return m.contentType == type; });
     }
-
     QStringList systemTexts()
     {
-        QStringList out;
-        for (const auto &m : stored())
-            if (m->role == MessageRole::system)
-                out << m->content;
-        return out;
+        return contentsOf(only(stored(), [](const Message &m) { return m.role == MessageRole::system; }));
     }
 
 private:

@@ -8,8 +8,6 @@
 #include "core/NotificationCenter.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
-#include "core/records/Project.h"
-#include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
@@ -17,6 +15,7 @@
 #include "shell/chat/ChatView.h"
 #include "shell/chat/TimelineView.h"
 #include "support/FakeModel.h"
+#include "support/StoreFixture.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -41,18 +40,9 @@ public:
         , m_sessions(*m_store, m_center)
     {
         QDir().mkpath(m_folder);
-        StoreContext &ctx = m_store->mainContext();
-        Project project;
-        project.name = "repo";
-        project.path = m_folder;
-        Workspace workspace;
-        workspace.name = "repo";
-        workspace.projectId = project.id;
-        m_projectId = project.id;
-        m_workspaceId = workspace.id;
-        ctx.insert(project);
-        ctx.insert(workspace);
-        (void)ctx.save();
+        const InsertedPlace place = insertPlace(m_store->mainContext(), m_folder, {});
+        m_projectId = place.projectId;
+        m_workspaceId = place.workspaceId;
         m_chatId = addChat("Test chat");
     }
 
