@@ -1,5 +1,6 @@
 #include "core/Paths.h"
 #include "core/settings/PreferencesStore.h"
+#include "support/CoreFiles.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 using namespace corvane;
+using test::readFile;
 
 enum class Kind { string, integer, real, boolean, stringList, dictionary };
 using Dictionary = QHash<QString, QByteArray>;
@@ -45,20 +47,6 @@ QVariant read(const PreferencesStore &store, Kind kind, const QString &key)
     case Kind::dictionary: return QVariant::fromValue(store.dataDictionary(key));
     }
     return {};
-}
-
-QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
 }
 
 QStringList asideFiles(const QString &path)
@@ -144,7 +132,7 @@ private slots:
         PreferencesStore second(path);
         QVERIFY(second.contains("k"));
         QCOMPARE(read(second, kind, "k"), value);
-        QCOMPARE(QJsonDocument::fromJson(fileBytes(path)).object().value("k").type(), QJsonValue::Type(jsonType));
+        QCOMPARE(QJsonDocument::fromJson(readFile(path)).object().value("k").type(), QJsonValue::Type(jsonType));
     }
 
     void aValueOfAnotherTypeReadsEmpty_data()
@@ -177,12 +165,12 @@ private slots:
         QFETCH(QVariant, expected);
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, file);
+        QVERIFY(test::writeFile(path, file));
 
         PreferencesStore store(path);
         QVERIFY(store.contains("k"));
         QCOMPARE(read(store, kind, "k"), expected);
-        QCOMPARE(fileBytes(path), file); // reading never rewrites
+        QCOMPARE(readFile(path), file); // reading never rewrites
     }
 
     void anUnreadableFileIsSetAsideAndDefaultsUsed_data()
@@ -199,7 +187,7 @@ private slots:
         QFETCH(QByteArray, bytes);
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, bytes);
+        QVERIFY(test::writeFile(path, bytes));
 
         StdoutCapture output;
         PreferencesStore store(path);
@@ -216,21 +204,21 @@ private slots:
         // The next write makes a fresh file and leaves the user's damaged one alone.
         store.setBoolean("enableAllTools", false);
         QCOMPARE(PreferencesStore(path).boolean("enableAllTools", true), false);
-        QCOMPARE(fileBytes(env.path(aside.first())), bytes);
+        QCOMPARE(readFile(env.path(aside.first())), bytes);
     }
 
     void twoDamagedStartsKeepBothCopies()
     {
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, "{first");
+        QVERIFY(test::writeFile(path, "{first"));
         PreferencesStore first(path);
-        writeFile(path, "{second");
+        QVERIFY(test::writeFile(path, "{second"));
         PreferencesStore second(path); // most likely within the same second as the first
 
         QStringList contents;
         for (const QString &name : asideFiles(path))
-            contents << QString::fromUtf8(fileBytes(env.path(name)));
+            contents << QString::fromUtf8(readFile(env.path(name)));
         contents.sort();
         QCOMPARE(contents, QStringList({"{first", "{second"}));
     }
