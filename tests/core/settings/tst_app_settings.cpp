@@ -98,10 +98,8 @@ private slots:
         row("terminal light", [](A &s) { s.setTerminalAppearanceMode(TerminalAppearanceMode::light); },
             "terminalAppearanceModeChanged",
             [](const A &s) { return s.terminalAppearanceMode() == TerminalAppearanceMode::light; });
-        row("first name", [](A &s) { s.setFirstName("Grace"); }, "",
-            [](const A &s) { return s.firstName() == "Grace" && s.displayName() == "Grace Lovelace"; });
-        row("last name", [](A &s) { s.setLastName("Hopper"); }, "",
-            [](const A &s) { return s.lastName() == "Hopper"; });
+        row("names", [](A &s) { s.setFirstName("Grace"), s.setLastName("Hopper"); }, "",
+            [](const A &s) { return s.firstName() == "Grace" && s.lastName() == "Hopper" && s.displayName() == "Grace Hopper"; });
         row("all tools off", [](A &s) { s.setEnableAllTools(false); }, "toolSettingsChanged",
             [](const A &s) { return !s.enableAllTools() && s.isToolEnabled("terminal"); });
         row("disable one tool", [](A &s) { s.setToolEnabled("terminal", false); }, "toolSettingsChanged",
@@ -115,14 +113,11 @@ private slots:
             [](const A &s) { return s.customShortcuts().isEmpty(); });
         row("reset all shortcuts", [](A &s) { s.resetAllShortcuts(); }, "shortcutSettingsChanged",
             [](const A &s) { return s.customShortcuts().isEmpty(); });
-        row("source control off", [](A &s) { s.setEnableSourceControl(false); }, "",
-            [](const A &s) { return !s.enableSourceControl(); });
-        row("local status refresh off", [](A &s) { s.setRefreshLocalStatusAuto(false); }, "",
-            [](const A &s) { return !s.refreshLocalStatusAuto(); });
+        row("source control off", [](A &s) { s.setEnableSourceControl(false); }, "", [](const A &s) { return !s.enableSourceControl(); });
+        row("local status refresh off", [](A &s) { s.setRefreshLocalStatusAuto(false); }, "", [](const A &s) { return !s.refreshLocalStatusAuto(); });
         row("server status fetch off", [](A &s) { s.setFetchAndRefreshServerStatus(false); }, "",
             [](const A &s) { return !s.fetchAndRefreshServerStatus(); });
-        row("add and remove files off", [](A &s) { s.setAddAndRemoveFilesAuto(false); }, "",
-            [](const A &s) { return !s.addAndRemoveFilesAuto(); });
+        row("add and remove files off", [](A &s) { s.setAddAndRemoveFilesAuto(false); }, "", [](const A &s) { return !s.addAndRemoveFilesAuto(); });
         row("source control changes off", [](A &s) { s.setShowSourceControlChanges(false); }, "",
             [](const A &s) { return !s.showSourceControlChanges(); });
         row("hidden files off", [](A &s) { s.setShowHiddenFilesInInspector(false); }, "showHiddenFilesChanged",

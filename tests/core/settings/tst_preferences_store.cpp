@@ -1,3 +1,4 @@
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "core/settings/PreferencesStore.h"
 #include "support/CoreFiles.h"
@@ -7,11 +8,9 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryFile>
 #include <QTest>
 
 #include <cstdio>
-#include <unistd.h>
 
 using namespace corvane;
 using test::readFile;
@@ -56,37 +55,25 @@ QStringList asideFiles(const QString &path)
                                 QDir::Name);
 }
 
-// Collects what goes to standard output while it lives, for checking log lines.
-class StdoutCapture
+// The log lines written while it lives.
+class LogCapture
 {
 public:
-    StdoutCapture()
+    LogCapture() { setLogStream(m_file); }
+    ~LogCapture()
     {
-        m_file.open();
-        std::fflush(stdout);
-        m_saved = dup(STDOUT_FILENO);
-        dup2(m_file.handle(), STDOUT_FILENO);
+        setLogStream(stdout);
+        std::fclose(m_file);
     }
-    ~StdoutCapture() { restore(); }
     QStringList lines()
     {
-        restore();
-        m_file.seek(0);
-        return QString::fromUtf8(m_file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        std::rewind(m_file);
+        QFile file;
+        return file.open(m_file, QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
     }
 
 private:
-    void restore()
-    {
-        if (m_saved < 0)
-            return;
-        std::fflush(stdout);
-        dup2(m_saved, STDOUT_FILENO);
-        close(m_saved);
-        m_saved = -1;
-    }
-    QTemporaryFile m_file;
-    int m_saved = -1;
+    std::FILE *m_file = std::tmpfile();
 };
 
 } // namespace
@@ -189,7 +176,7 @@ private slots:
         const QString path = env.path("settings.json");
         QVERIFY(test::writeFile(path, bytes));
 
-        StdoutCapture output;
+        LogCapture output;
         PreferencesStore store(path);
         const QStringList log = output.lines();
         QCOMPARE(log.size(), 1);
