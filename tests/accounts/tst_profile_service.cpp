@@ -8,6 +8,7 @@
 #include "core/records/Project.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "support/CoreFiles.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -116,34 +117,37 @@ private slots:
         QFETCH(QString, email);
         QFETCH(QString, authMode);
         const QString dir = m_env->path("codex");
-        QDir().mkpath(dir);
-        QFile file(dir + "/auth.json");
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(contents);
-        file.close();
+        QVERIFY(test::writeFile(dir + "/auth.json", contents));
         const CodexAuthStatus status = ProfileService::fetchCodexAuthStatus(dir);
         QCOMPARE(status.loggedIn, loggedIn);
         QCOMPARE(status.email.value_or(QString()), email);
         QCOMPARE(status.authMode.value_or(QString()), authMode);
     }
 
-    void blankOverrideAllocatesUnderTheRoot_data()
+    // A blank folder choice gets the profile a folder of its own under the profiles root; a chosen
+    // one is used as given, while the codex home is always the profile's own.
+    void configFolder_data()
     {
         QTest::addColumn<std::optional<QString>>("chosenDir");
-        QTest::newRow("absent") << std::optional<QString>();
-        QTest::newRow("empty") << std::optional<QString>(QString());
-        QTest::newRow("spaces and line ends") << std::optional<QString>(QStringLiteral("  \t\n "));
+        QTest::addColumn<QString>("expected"); // empty: the profile's own folder; "~": the test's home
+        QTest::newRow("absent") << std::optional<QString>() << QString();
+        QTest::newRow("empty") << std::optional<QString>(QString()) << QString();
+        QTest::newRow("spaces and line ends") << std::optional<QString>(QStringLiteral("  \t\n ")) << QString();
+        QTest::newRow("home folder with a tilde") << std::optional<QString>(QStringLiteral(" ~/.claude-work "))
+                                                  << "~/.claude-work";
     }
 
-    void blankOverrideAllocatesUnderTheRoot()
+    void configFolder()
     {
         QFETCH(std::optional<QString>, chosenDir);
+        QFETCH(QString, expected);
         auto created = m_service->createProfile("  Work ", ProfileColor::green, std::nullopt, chosenDir);
         QVERIFY2(created.ok(), created ? "" : qPrintable(created.error().message));
         const auto &profile = *created;
         const QString own = ProfileService::profilesRootPath() + '/' + profile->id.toString(QUuid::WithoutBraces).toUpper();
         QCOMPARE(profile->name, QStringLiteral("Work"));
-        QCOMPARE(profile->configDirPath, own);
+        QCOMPARE(profile->configDirPath, expected.isEmpty() ? own : expected.replace('~', QDir::homePath()));
+        QVERIFY(QFileInfo(profile->configDirPath).isDir());
         QCOMPARE(profile->codexHomeDir.value_or(QString()), own + "/codex");
         QVERIFY(QFileInfo(own + "/codex").isDir());
         QCOMPARE(profile->colorHex.value_or(QString()), QStringLiteral("#30D158"));
@@ -152,23 +156,10 @@ private slots:
         QCOMPARE(m_posts, 1);
     }
 
-    void overrideWithTildeKeepsItsFolder()
-    {
-        auto created = m_service->createProfile("Shared", ProfileColor::blue, std::nullopt, QStringLiteral(" ~/.claude-work "));
-        QVERIFY(created.ok());
-        QCOMPARE((*created)->configDirPath, QDir::homePath() + "/.claude-work");
-        QVERIFY(QFileInfo((*created)->configDirPath).isDir());
-        // The codex home is still the profile's own.
-        QVERIFY((*created)->codexHomeDir->startsWith(ProfileService::profilesRootPath() + '/'));
-    }
-
     void folderThatCannotBeMadeLeavesNothing()
     {
         // The profiles root is taken by a file: no folder can go under it.
-        QDir().mkpath(paths::dataRoot());
-        QFile blocker(ProfileService::profilesRootPath());
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        QVERIFY(test::writeFile(ProfileService::profilesRootPath(), {}));
         const QStringList before = entriesOf(paths::dataRoot());
 
         auto created = m_service->createProfile("Work", ProfileColor::red);
@@ -219,9 +210,7 @@ private slots:
         QVERIFY(created.ok());
         const auto profile = *created;
         const QString ownRoot = ProfileService::profilesRootPath() + '/' + profile->id.toString(QUuid::WithoutBraces).toUpper();
-        QFile marker(profile->configDirPath + "/.credentials.json");
-        QVERIFY(marker.open(QIODevice::WriteOnly));
-        marker.close();
+        QVERIFY(test::writeFile(profile->configDirPath + "/.credentials.json", "{}"));
         addProject(context(), m_env->path("a"), profile->id);
         addProject(context(), m_env->path("b"), fallback->id);
         m_posts = 0;

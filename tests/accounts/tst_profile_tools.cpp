@@ -9,6 +9,7 @@
 #include "core/records/Profile.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "support/CoreFiles.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -21,15 +22,6 @@ using namespace corvane;
 
 namespace {
 
-void writeFile(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot write %s", qPrintable(path));
-    file.write(contents);
-}
-
 // Lets claude reach the stand-in model with a key of the folder's own, without any variable.
 void writeKeyHelperSettings(const QString &configDir, int port, const QString &key)
 {
@@ -37,7 +29,7 @@ void writeKeyHelperSettings(const QString &configDir, int port, const QString &k
         {"apiKeyHelper", "echo " + key},
         {"env", QJsonObject{{"ANTHROPIC_BASE_URL", QStringLiteral("http://127.0.0.1:%1").arg(port)},
                             {"CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC", "1"}}}};
-    writeFile(configDir + "/settings.json", QJsonDocument(settings).toJson());
+    QVERIFY(test::writeFile(configDir + "/settings.json", QJsonDocument(settings).toJson()));
 }
 
 // Everything under a folder that mentions `text`, as paths relative to it.
@@ -124,13 +116,13 @@ private slots:
     {
         const auto profile = newProfile("Work");
         // What claude keeps after a claude.ai sign-in: the token and, beside it, the account.
-        writeFile(profile->configDirPath + "/.credentials.json",
+        QVERIFY(test::writeFile(profile->configDirPath + "/.credentials.json",
                   R"({"claudeAiOauth":{"accessToken":"sk-ant-oat01-x","refreshToken":"sk-ant-ort01-y",)"
-                  R"("expiresAt":4102444800000,"scopes":["user:inference","user:profile"],"subscriptionType":"max"}})");
-        writeFile(profile->configDirPath + "/.claude.json",
+                  R"("expiresAt":4102444800000,"scopes":["user:inference","user:profile"],"subscriptionType":"max"}})"));
+        QVERIFY(test::writeFile(profile->configDirPath + "/.claude.json",
                   R"({"oauthAccount":{"accountUuid":"11111111-1111-1111-1111-111111111111",)"
                   R"("emailAddress":"ana@example.com","organizationUuid":"22222222-2222-2222-2222-222222222222",)"
-                  R"("organizationName":"Ana Works"}})");
+                  R"("organizationName":"Ana Works"}})"));
 
         const auto status = askClaude(profile->configDirPath);
         QVERIFY(status);
@@ -262,8 +254,8 @@ private slots:
                                                  "env_key = \"OPENAI_API_KEY\"\nrequest_max_retries = 0\n"
                                                  "stream_max_retries = 0\n").arg(model.port()).toUtf8();
         const auto work = newProfile("Work");
-        writeFile(*work->codexHomeDir + "/config.toml", config);
-        writeFile(QDir::homePath() + "/.codex/config.toml", config);
+        QVERIFY(test::writeFile(*work->codexHomeDir + "/config.toml", config));
+        QVERIFY(test::writeFile(QDir::homePath() + "/.codex/config.toml", config));
         const auto fallback = m_service->defaultProfile();
         QDir().mkpath(m_env->path("repo"));
 

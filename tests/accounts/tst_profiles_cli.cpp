@@ -1,4 +1,4 @@
-// `corvane-cli profiles` on a real store, asking the real claude.
+// `corvane-cli profiles` and `send --profile` on a real store, asking the real claude.
 #include "accounts/ProfileRepairs.h"
 #include "accounts/ProfileService.h"
 #include "core/NotificationCenter.h"
@@ -7,6 +7,7 @@
 #include "core/records/Profile.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "support/CoreFiles.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
 
@@ -36,10 +37,7 @@ private slots:
             auto work = service.createProfile("Work", ProfileColor::teal);
             auto home = service.createProfile("Home", ProfileColor::pink);
             QVERIFY(work.ok() && home.ok());
-            QFile settings((*work)->configDirPath + "/settings.json");
-            QVERIFY(settings.open(QIODevice::WriteOnly));
-            settings.write(R"({"apiKeyHelper": "echo sk-ant-work"})");
-            settings.close();
+            QVERIFY(test::writeFile((*work)->configDirPath + "/settings.json", R"({"apiKeyHelper": "echo sk-ant-work"})"));
             QVERIFY(service.saveCodexApiKey(*home, "sk-proj-home").ok());
             workDir = (*work)->configDirPath;
             workId = (*work)->id.toString(QUuid::WithoutBraces).toUpper();
@@ -95,10 +93,9 @@ private slots:
             profiles::ensureDefaultProfile((*store)->mainContext());
             auto work = service.createProfile("Work", ProfileColor::teal);
             QVERIFY(work.ok());
-            QFile settings((*work)->configDirPath + "/settings.json");
-            QVERIFY(settings.open(QIODevice::WriteOnly));
-            settings.write(QStringLiteral("{\"apiKeyHelper\": \"echo sk-ant-work\", \"env\": {\"ANTHROPIC_BASE_URL\": "
-                                          "\"http://127.0.0.1:%1\"}}").arg(model.port()).toUtf8());
+            QVERIFY(test::writeFile((*work)->configDirPath + "/settings.json",
+                                    QStringLiteral("{\"apiKeyHelper\": \"echo sk-ant-work\", \"env\": {\"ANTHROPIC_BASE_URL\": "
+                                                   "\"http://127.0.0.1:%1\"}}").arg(model.port()).toUtf8()));
         }
         const QString repo = env.path("repo");
         QDir().mkpath(repo);

@@ -181,20 +181,6 @@ private slots:
         QCOMPARE(darkBlocks[0].text.runs[1].color, MarkdownPalette::dark().codeColor);
     }
 
-    void fontRampFromOneSize()
-    {
-        MarkdownOptions scaled;
-        scaled.textScale = 1.5;
-        const auto blocks = MarkdownRenderer::blocks(QStringLiteral("# h"), false, 14, scaled);
-        const auto ramp = FontRamp::forSize(21);
-        QCOMPARE(ramp->h1.pixelSize(), 29);
-        QCOMPARE(ramp->code.pixelSize(), 20);
-        QVERIFY(ramp->code.fixedPitch());
-        QCOMPARE(ramp->bold.weight(), QFont::DemiBold);
-        QCOMPARE(FontRamp::forSize(21).get(), ramp.get());
-        QCOMPARE(blocks[0].text.runs[0].font, FontRole::h1);
-    }
-
     void streamingGrowthKeepsEarlierBlocks()
     {
         // Each prefix of a reply parses; the blocks before the last one never change once their

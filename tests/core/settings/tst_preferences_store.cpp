@@ -1,18 +1,19 @@
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "core/settings/PreferencesStore.h"
+#include "support/CoreFiles.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryFile>
 #include <QTest>
 
 #include <cstdio>
-#include <unistd.h>
 
 using namespace corvane;
+using test::readFile;
 
 enum class Kind { string, integer, real, boolean, stringList, dictionary };
 using Dictionary = QHash<QString, QByteArray>;
@@ -47,20 +48,6 @@ QVariant read(const PreferencesStore &store, Kind kind, const QString &key)
     return {};
 }
 
-QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 QStringList asideFiles(const QString &path)
 {
     const QFileInfo info(path);
@@ -68,37 +55,25 @@ QStringList asideFiles(const QString &path)
                                 QDir::Name);
 }
 
-// Collects what goes to standard output while it lives, for checking log lines.
-class StdoutCapture
+// The log lines written while it lives.
+class LogCapture
 {
 public:
-    StdoutCapture()
+    LogCapture() { setLogStream(m_file); }
+    ~LogCapture()
     {
-        m_file.open();
-        std::fflush(stdout);
-        m_saved = dup(STDOUT_FILENO);
-        dup2(m_file.handle(), STDOUT_FILENO);
+        setLogStream(stdout);
+        std::fclose(m_file);
     }
-    ~StdoutCapture() { restore(); }
     QStringList lines()
     {
-        restore();
-        m_file.seek(0);
-        return QString::fromUtf8(m_file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        std::rewind(m_file);
+        QFile file;
+        return file.open(m_file, QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
     }
 
 private:
-    void restore()
-    {
-        if (m_saved < 0)
-            return;
-        std::fflush(stdout);
-        dup2(m_saved, STDOUT_FILENO);
-        close(m_saved);
-        m_saved = -1;
-    }
-    QTemporaryFile m_file;
-    int m_saved = -1;
+    std::FILE *m_file = std::tmpfile();
 };
 
 } // namespace
@@ -144,7 +119,7 @@ private slots:
         PreferencesStore second(path);
         QVERIFY(second.contains("k"));
         QCOMPARE(read(second, kind, "k"), value);
-        QCOMPARE(QJsonDocument::fromJson(fileBytes(path)).object().value("k").type(), QJsonValue::Type(jsonType));
+        QCOMPARE(QJsonDocument::fromJson(readFile(path)).object().value("k").type(), QJsonValue::Type(jsonType));
     }
 
     void aValueOfAnotherTypeReadsEmpty_data()
@@ -177,12 +152,12 @@ private slots:
         QFETCH(QVariant, expected);
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, file);
+        QVERIFY(test::writeFile(path, file));
 
         PreferencesStore store(path);
         QVERIFY(store.contains("k"));
         QCOMPARE(read(store, kind, "k"), expected);
-        QCOMPARE(fileBytes(path), file); // reading never rewrites
+        QCOMPARE(readFile(path), file); // reading never rewrites
     }
 
     void anUnreadableFileIsSetAsideAndDefaultsUsed_data()
@@ -199,9 +174,9 @@ private slots:
         QFETCH(QByteArray, bytes);
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, bytes);
+        QVERIFY(test::writeFile(path, bytes));
 
-        StdoutCapture output;
+        LogCapture output;
         PreferencesStore store(path);
         const QStringList log = output.lines();
         QCOMPARE(log.size(), 1);
@@ -216,21 +191,21 @@ private slots:
         // The next write makes a fresh file and leaves the user's damaged one alone.
         store.setBoolean("enableAllTools", false);
         QCOMPARE(PreferencesStore(path).boolean("enableAllTools", true), false);
-        QCOMPARE(fileBytes(env.path(aside.first())), bytes);
+        QCOMPARE(readFile(env.path(aside.first())), bytes);
     }
 
     void twoDamagedStartsKeepBothCopies()
     {
         test::TestEnvironment env;
         const QString path = env.path("settings.json");
-        writeFile(path, "{first");
+        QVERIFY(test::writeFile(path, "{first"));
         PreferencesStore first(path);
-        writeFile(path, "{second");
+        QVERIFY(test::writeFile(path, "{second"));
         PreferencesStore second(path); // most likely within the same second as the first
 
         QStringList contents;
         for (const QString &name : asideFiles(path))
-            contents << QString::fromUtf8(fileBytes(env.path(name)));
+            contents << QString::fromUtf8(readFile(env.path(name)));
         contents.sort();
         QCOMPARE(contents, QStringList({"{first", "{second"}));
     }

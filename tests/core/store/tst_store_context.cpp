@@ -2,11 +2,9 @@
 #include "core/records/AutomationFlow.h"
 #include "core/records/AutomationRun.h"
 #include "core/records/Chat.h"
-#include "core/records/ChatActivityDay.h"
 #include "core/records/Issue.h"
 #include "core/records/Message.h"
 #include "core/records/Project.h"
-#include "core/records/Skill.h"
 #include "core/records/SkillVersion.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -173,6 +171,8 @@ private slots:
         }
     }
 
+    // An edit stays in its context until saved: fetching there returns the context's own
+    // instance, edit and all; the save then reaches other contexts and is announced.
     void editsAreSavedOnlyWhenSaving()
     {
         auto store = openStore();
@@ -181,13 +181,23 @@ private slots:
         QVERIFY(ctx.hasChanges());
         QVERIFY(ctx.save().ok());
         QVERIFY(!ctx.hasChanges());
+        auto other = store->newContext();
+        auto otherCopy = other->get<Chat>(chat->id);
+        QSignalSpy merged(other.get(), &StoreContext::merged);
+        QSignalSpy didSave(store.get(), &Store::didSave);
         chat->name = "renamed";
         QVERIFY(ctx.hasChanges());
+        auto again = ctx.fetchFirst<Chat>(Query(where::eq("id", chat->id)));
+        QVERIFY(again.ok());
+        QCOMPARE(again->get(), chat.get());
+        QCOMPARE(store->newContext()->get<Chat>(chat->id)->name, QString()); // not saved yet
+        QCOMPARE(otherCopy->name, QString());
 
-        auto other = store->newContext();
-        QCOMPARE(other->get<Chat>(chat->id)->name, QString()); // not saved yet
         QVERIFY(ctx.save().ok());
-        QCOMPARE(other->get<Chat>(chat->id)->name, QString("renamed"));
+        QCOMPARE(didSave.count(), 1);
+        QCOMPARE(merged.count(), 1);
+        QCOMPARE(otherCopy->name, QString("renamed"));
+        QVERIFY(didSave.at(0).at(0).value<StoreChanges>().updated.value("Chat").contains(chat->id));
     }
 
     void aFailedSaveKeepsChangesPending()
@@ -258,39 +268,6 @@ private slots:
         auto bad = ctx.fetch<Message>(Query(where::eq("nonsense", 1)));
         QVERIFY(!bad.ok());
         QVERIFY(bad.error().message.contains("nonsense"));
-    }
-
-    void fetchReturnsTheContextsOwnInstance()
-    {
-        auto store = openStore();
-        StoreContext &ctx = store->mainContext();
-        auto chat = ctx.insert(Chat{});
-        QVERIFY(ctx.save().ok());
-        chat->name = "unsaved edit";
-        auto again = ctx.fetchFirst<Chat>(Query(where::eq("id", chat->id)));
-        QVERIFY(again.ok());
-        QCOMPARE(again->get(), chat.get());
-        QCOMPARE((*again)->name, QString("unsaved edit"));
-    }
-
-    void otherContextsLearnOfSaves()
-    {
-        auto store = openStore();
-        StoreContext &main = store->mainContext();
-        auto chat = main.insert(Chat{});
-        QVERIFY(main.save().ok());
-
-        auto session = store->newContext();
-        auto sessionCopy = session->get<Chat>(chat->id);
-        QSignalSpy merged(session.get(), &StoreContext::merged);
-        QSignalSpy didSave(store.get(), &Store::didSave);
-        chat->name = "from main";
-        QVERIFY(main.save().ok());
-        QCOMPARE(didSave.count(), 1);
-        QCOMPARE(merged.count(), 1);
-        QCOMPARE(sessionCopy->name, QString("from main"));
-        const auto changes = didSave.at(0).at(0).value<StoreChanges>();
-        QVERIFY(changes.updated.value("Chat").contains(chat->id));
     }
 
     void cascadesAreReportedByEntity()

@@ -2,30 +2,17 @@
 #include "core/store/Migrations.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "support/CoreFiles.h"
 #include "support/TestEnvironment.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTest>
 
 #include <sqlite3.h>
 
 using namespace corvane;
+using test::readFile;
 
 namespace {
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeAll(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
 
 // A store with one project, closed again: the bytes a user would have on disk.
 void makeStoreWithProject(const QString &path, const QString &name)
@@ -39,12 +26,23 @@ void makeStoreWithProject(const QString &path, const QString &name)
     QVERIFY((*store)->mainContext().save().ok());
 }
 
-void runSql(const QString &path, const char *sql)
+// Runs `sql` on the file outside any Store (a failure ends the test run); returns the first
+// column of the first row, if any.
+QString runSql(const QString &path, const char *sql)
 {
     sqlite3 *db = nullptr;
-    QCOMPARE(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
-    QCOMPARE(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    QString first;
+    const auto keepFirst = [](void *out, int, char **values, char **) {
+        auto *text = static_cast<QString *>(out);
+        if (text->isNull())
+            *text = QString::fromUtf8(values[0] ? values[0] : "");
+        return 0;
+    };
+    if (sqlite3_open(path.toUtf8().constData(), &db) != SQLITE_OK
+        || sqlite3_exec(db, sql, keepFirst, &first, nullptr) != SQLITE_OK)
+        qFatal("%s: %s", sql, sqlite3_errmsg(db));
     sqlite3_close(db);
+    return first;
 }
 
 } // namespace
@@ -65,9 +63,11 @@ private slots:
             QVERIFY(!(*store)->openReport().setAsidePath);
         }
         makeStoreWithProject(path, "kept");
+        QFile::remove(path + "-wal"); // a missing WAL is no damage
         auto again = Store::open(path);
         QVERIFY(again.ok());
         QVERIFY(!(*again)->openReport().createdNew);
+        QVERIFY(!(*again)->openReport().setAsidePath);
         QCOMPARE((*again)->mainContext().count<Project>().valueOr(-1), 1);
     }
 
@@ -94,8 +94,8 @@ private slots:
         } else {
             makeStoreWithProject(path, "precious");
             // Fold the WAL into the main file so the damage below hits real data.
-            runSql(path, "PRAGMA wal_checkpoint(TRUNCATE);");
-            QByteArray bytes = readAll(path);
+            runSql(path, "PRAGMA wal_checkpoint(TRUNCATE)");
+            QByteArray bytes = readFile(path);
             if (damage == "garbage")
                 bytes = QByteArray("this is not what it claims to be ").repeated(200);
             else if (damage == "truncate")
@@ -104,11 +104,12 @@ private slots:
                 for (int page = 1; page < 6; ++page) // the b-tree headers of the first tables
                     bytes.replace(page * 4096, 12, QByteArray(12, '\xAB'));
             else if (damage == "newer")
-                runSql(path, "PRAGMA user_version = 99;");
+                runSql(path, "PRAGMA user_version = 99");
             if (damage != "newer")
-                writeAll(path, bytes);
+                QVERIFY(test::writeFile(path, bytes));
         }
-        const QByteArray original = readAll(path);
+        const QByteArray original = readFile(path);
+        QVERIFY(!original.isEmpty());
 
         auto store = Store::open(path);
         QVERIFY2(store.ok(), qPrintable(store.ok() ? QString() : store.error().message));
@@ -116,7 +117,7 @@ private slots:
         QVERIFY2(report.setAsidePath, "the damaged store should have been moved aside");
         QVERIFY2(report.setAsideReason.contains(reasonPart), qPrintable(report.setAsideReason));
         // Nothing lost: the original bytes sit under the new name.
-        QCOMPARE(readAll(*report.setAsidePath), original);
+        QCOMPARE(readFile(*report.setAsidePath), original);
         // And the fresh store works.
         Project project;
         project.name = "new";
@@ -129,59 +130,32 @@ private slots:
     {
         test::TestEnvironment env;
         const QString path = env.path("Corvane.store");
-        writeAll(path, QByteArray(8192, 'x'));
-        writeAll(path + "-wal", "wal bytes");
-        writeAll(path + "-shm", "shm bytes");
+        QVERIFY(test::writeFile(path, QByteArray(8192, 'x')));
+        QVERIFY(test::writeFile(path + "-wal", "wal bytes"));
+        QVERIFY(test::writeFile(path + "-shm", "shm bytes"));
         auto store = Store::open(path);
         QVERIFY(store.ok());
         const QString aside = *(*store)->openReport().setAsidePath;
-        QCOMPARE(readAll(aside + "-wal"), QByteArray("wal bytes"));
-        QCOMPARE(readAll(aside + "-shm"), QByteArray("shm bytes"));
+        QCOMPARE(readFile(aside + "-wal"), QByteArray("wal bytes"));
+        QCOMPARE(readFile(aside + "-shm"), QByteArray("shm bytes"));
     }
 
-    void missingWalIsNoProblem()
-    {
-        test::TestEnvironment env;
-        const QString path = env.path("Corvane.store");
-        makeStoreWithProject(path, "one");
-        QFile::remove(path + "-wal");
-        auto store = Store::open(path);
-        QVERIFY(store.ok());
-        QVERIFY(!(*store)->openReport().setAsidePath);
-    }
-
+    // Reopening a store writes nothing, and the file carries its schema version and WAL mode.
     void reopeningWritesNothing()
     {
         test::TestEnvironment env;
         const QString path = env.path("Corvane.store");
         makeStoreWithProject(path, "steady");
-        runSql(path, "PRAGMA wal_checkpoint(TRUNCATE);");
-        const QByteArray before = readAll(path);
+        runSql(path, "PRAGMA wal_checkpoint(TRUNCATE)");
+        const QByteArray before = readFile(path);
         {
             auto store = Store::open(path);
             QVERIFY(store.ok());
             QVERIFY((*store)->mainContext().save().ok()); // nothing pending: no transaction
         }
-        QCOMPARE(readAll(path), before);
-    }
-
-    void schemaVersionIsKeptInTheFile()
-    {
-        test::TestEnvironment env;
-        const QString path = env.path("Corvane.store");
-        makeStoreWithProject(path, "v");
-        sqlite3 *db = nullptr;
-        QCOMPARE(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
-        sqlite3_stmt *stmt = nullptr;
-        sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &stmt, nullptr);
-        QCOMPARE(sqlite3_step(stmt), SQLITE_ROW);
-        QCOMPARE(sqlite3_column_int(stmt, 0), store::currentSchemaVersion());
-        sqlite3_finalize(stmt);
-        sqlite3_prepare_v2(db, "PRAGMA journal_mode", -1, &stmt, nullptr);
-        QCOMPARE(sqlite3_step(stmt), SQLITE_ROW);
-        QCOMPARE(QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0))), QByteArray("wal"));
-        sqlite3_finalize(stmt);
-        sqlite3_close(db);
+        QCOMPARE(readFile(path), before);
+        QCOMPARE(runSql(path, "PRAGMA user_version"), QString::number(store::currentSchemaVersion()));
+        QCOMPARE(runSql(path, "PRAGMA journal_mode"), QString("wal"));
     }
 };
 

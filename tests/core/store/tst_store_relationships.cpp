@@ -91,44 +91,33 @@ struct World
     }
 };
 
-QStringList remainingEntities(StoreContext &ctx)
+// Every record type, in the order the checks below list them.
+template <typename... R>
+struct Entities
 {
-    QStringList present;
-    auto note = [&](const char *name, qint64 count) {
-        if (count > 0)
-            present << QString::fromLatin1(name);
-    };
-    note("Profile", ctx.count<Profile>().valueOr(-1));
-    note("Project", ctx.count<Project>().valueOr(-1));
-    note("Workspace", ctx.count<Workspace>().valueOr(-1));
-    note("Chat", ctx.count<Chat>().valueOr(-1));
-    note("Message", ctx.count<Message>().valueOr(-1));
-    note("ChatActivityDay", ctx.count<ChatActivityDay>().valueOr(-1));
-    note("ProjectAction", ctx.count<ProjectAction>().valueOr(-1));
-    note("Skill", ctx.count<Skill>().valueOr(-1));
-    note("SkillVersion", ctx.count<SkillVersion>().valueOr(-1));
-    note("Milestone", ctx.count<Milestone>().valueOr(-1));
-    note("Issue", ctx.count<Issue>().valueOr(-1));
-    note("IssueLabel", ctx.count<IssueLabel>().valueOr(-1));
-    note("ChecklistItem", ctx.count<ChecklistItem>().valueOr(-1));
-    note("AgentDefinition", ctx.count<AgentDefinition>().valueOr(-1));
-    note("AutomationFlow", ctx.count<AutomationFlow>().valueOr(-1));
-    note("QualityGate", ctx.count<QualityGate>().valueOr(-1));
-    note("AutomationRun", ctx.count<AutomationRun>().valueOr(-1));
-    note("AutomationIteration", ctx.count<AutomationIteration>().valueOr(-1));
-    note("GateResult", ctx.count<GateResult>().valueOr(-1));
-    return present;
-}
+    static QStringList names() { return {QString::fromLatin1(store::RecordTraits<R>::entity)...}; }
 
-const QStringList kAll{"Profile", "Project", "Workspace", "Chat", "Message", "ChatActivityDay", "ProjectAction",
-                       "Skill", "SkillVersion", "Milestone", "Issue", "IssueLabel", "ChecklistItem",
-                       "AgentDefinition", "AutomationFlow", "QualityGate", "AutomationRun",
-                       "AutomationIteration", "GateResult"};
+    // The names of the types that have at least one record.
+    static QStringList present(StoreContext &ctx)
+    {
+        QStringList out;
+        ((ctx.count<R>().valueOr(-1) > 0 ? void(out << QString::fromLatin1(store::RecordTraits<R>::entity)) : void()), ...);
+        return out;
+    }
+
+    static void remove(StoreContext &ctx, const QString &entity, const QUuid &id)
+    {
+        ((entity == QLatin1String(store::RecordTraits<R>::entity) ? ctx.remove(ctx.get<R>(id)) : void()), ...);
+    }
+};
+using All = Entities<Profile, Project, Workspace, Chat, Message, ChatActivityDay, ProjectAction, Skill, SkillVersion,
+                     Milestone, Issue, IssueLabel, ChecklistItem, AgentDefinition, AutomationFlow, QualityGate,
+                     AutomationRun, AutomationIteration, GateResult>;
 
 QStringList allBut(const QStringList &gone)
 {
     QStringList out;
-    for (const QString &name : kAll)
+    for (const QString &name : All::names())
         if (!gone.contains(name))
             out << name;
     return out;
@@ -181,21 +170,18 @@ private slots:
         const World world;
         world.insertInto(ctx);
         QVERIFY2(ctx.save().ok(), "inserting children before parents in one save");
-        QCOMPARE(remainingEntities(ctx), kAll);
+        QCOMPARE(All::present(ctx), All::names());
 
-        if (deleted == "Profile") ctx.remove(ctx.get<Profile>(world.profile.id));
-        if (deleted == "Project") ctx.remove(ctx.get<Project>(world.project.id));
-        if (deleted == "Workspace") ctx.remove(ctx.get<Workspace>(world.workspace.id));
-        if (deleted == "Chat") ctx.remove(ctx.get<Chat>(world.chat.id));
-        if (deleted == "Milestone") ctx.remove(ctx.get<Milestone>(world.milestone.id));
-        if (deleted == "Issue") ctx.remove(ctx.get<Issue>(world.issue.id));
-        if (deleted == "Skill") ctx.remove(ctx.get<Skill>(world.skill.id));
-        if (deleted == "AutomationRun") ctx.remove(ctx.get<AutomationRun>(world.run.id));
+        const QHash<QString, QUuid> ids{{"Profile", world.profile.id}, {"Project", world.project.id},
+                                        {"Workspace", world.workspace.id}, {"Chat", world.chat.id},
+                                        {"Milestone", world.milestone.id}, {"Issue", world.issue.id},
+                                        {"Skill", world.skill.id}, {"AutomationRun", world.run.id}};
+        All::remove(ctx, deleted, ids.value(deleted));
         QVERIFY(ctx.save().ok());
 
         // Read everything back through a fresh context so nothing comes from memory.
         auto fresh = (*opened)->newContext();
-        QCOMPARE(remainingEntities(*fresh), remaining);
+        QCOMPARE(All::present(*fresh), remaining);
         for (const QString &link : nulledLinks) {
             if (link == "Project.profileId") QVERIFY(!fresh->get<Project>(world.project.id)->profileId);
             if (link == "Issue.workspaceId") QVERIFY(!fresh->get<Issue>(world.issue.id)->workspaceId);
