@@ -214,7 +214,8 @@ private slots:
         QVERIFY(replayed);
     }
 
-    // A turn that cannot run or fails says why once, as an error row, and leaves the chat idle.
+    // A failed turn, or a claude that exits before any turn, says why once, as an error row, and
+    // leaves the chat idle.
     void failuresAreShownOnce_data()
     {
         QTest::addColumn<QString>("how");
