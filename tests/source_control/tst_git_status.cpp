@@ -27,21 +27,6 @@ private:
             m_sandbox.write(repository + u'/' + name, ("This is " + name + ".\nIt has lines of its own.\n").toUtf8());
     }
 
-    QString conflictedRepository(const QString &name)
-    {
-        const QString repository = m_sandbox.makeRepository(name);
-        writeDistinct(repository, {"conflict file.txt"});
-        m_sandbox.commitAll(repository, "base");
-        m_sandbox.git(repository, {"switch", "-q", "-c", "theirs"});
-        m_sandbox.write(repository + "/conflict file.txt", "theirs\n");
-        m_sandbox.commitAll(repository, "theirs");
-        m_sandbox.git(repository, {"switch", "-q", "main"});
-        m_sandbox.write(repository + "/conflict file.txt", "ours\n");
-        m_sandbox.commitAll(repository, "ours");
-        m_sandbox.git(repository, {"merge", "-q", "theirs"}, true);
-        return repository;
-    }
-
 private slots:
     void statusOfEveryKindOfChange()
     {
@@ -77,7 +62,16 @@ private slots:
 
     void statusOfAConflict()
     {
-        const QString repository = conflictedRepository("conflict");
+        const QString repository = m_sandbox.makeRepository("conflict");
+        writeDistinct(repository, {"conflict file.txt"});
+        m_sandbox.commitAll(repository, "base");
+        m_sandbox.git(repository, {"switch", "-q", "-c", "theirs"});
+        m_sandbox.write(repository + "/conflict file.txt", "theirs\n");
+        m_sandbox.commitAll(repository, "theirs");
+        m_sandbox.git(repository, {"switch", "-q", "main"});
+        m_sandbox.write(repository + "/conflict file.txt", "ours\n");
+        m_sandbox.commitAll(repository, "ours");
+        m_sandbox.git(repository, {"merge", "-q", "theirs"}, true);
         const GitResult<StatusSummary> status = await(GitService(repository).status());
         QVERIFY(status);
         QCOMPARE(describe(status->files), QString("U* conflict file.txt"));

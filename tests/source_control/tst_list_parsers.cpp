@@ -18,127 +18,111 @@ class ListParsersTest : public QObject
     Q_OBJECT
 
 private slots:
-    void branches_data()
+    // Each parser's result as one line of text (see Describe.h); a failure as its exit code and
+    // message.
+    void parses_data()
     {
+        QTest::addColumn<QString>("parser");
         QTest::addColumn<QByteArray>("output");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("current with upstream") << QByteArray("main|*|origin/main\n") << "*main -> origin/main";
-        QTest::newRow("not current, no upstream") << QByteArray("feature| |\n") << "feature";
-        QTest::newRow("slashes and unicode")
+        const auto row = [](const char *parser, const char *name) -> QTestData & {
+            return QTest::addRow("%s: %s", parser, name) << QString::fromLatin1(parser);
+        };
+        row("branches", "current with upstream") << QByteArray("main|*|origin/main\n") << "*main -> origin/main";
+        row("branches", "not current, no upstream") << QByteArray("feature| |\n") << "feature";
+        row("branches", "slashes and unicode")
             << QByteArray("feature/\xc3\xbc\x62\x65r|*|\nfix/a/b| |origin/fix/a/b\n") << "*feature/\u00fcber; fix/a/b -> origin/fix/a/b";
-        QTest::newRow("line without a bar") << QByteArray("lonely\nmain|*|\n") << "*main";
-        QTest::newRow("empty lines") << QByteArray("\n\nmain| |\n\n") << "main";
-    }
-
-    void branches()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        QCOMPARE(describe(parseBranchList(output)), expected);
-    }
-
-    void remoteBranches_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("HEAD left out")
+        row("branches", "line without a bar") << QByteArray("lonely\nmain|*|\n") << "*main";
+        row("branches", "empty lines") << QByteArray("\n\nmain| |\n\n") << "main";
+        row("remote branches", "HEAD left out")
             << QByteArray("origin/HEAD\norigin/main\norigin/feature/x\n") << "origin/main (remote); origin/feature/x (remote)";
-        QTest::newRow("trimmed, empty skipped") << QByteArray("  upstream/dev\t\n \n") << "upstream/dev (remote)";
-    }
-
-    void remoteBranches()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        QCOMPARE(describe(parseRemoteBranchList(output)), expected);
-    }
-
-    void staleBranches_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
+        row("remote branches", "trimmed, empty skipped") << QByteArray("  upstream/dev\t\n \n") << "upstream/dev (remote)";
         // "now" is 2024-06-30 12:00 UTC; the cut-off for 90 days is 2024-04-01 12:00 UTC.
-        QTest::newRow("older than the cut-off")
+        row("stale branches", "older than the cut-off")
             << QByteArray("old|2024-01-01 12:00:00 +0000\n") << "old 181d";
-        QTest::newRow("exactly at the cut-off is kept out")
+        row("stale branches", "exactly at the cut-off is kept out")
             << QByteArray("edge|2024-04-01 12:00:00 +0000\n") << "";
-        QTest::newRow("one second before the cut-off")
+        row("stale branches", "one second before the cut-off")
             << QByteArray("edge|2024-04-01 11:59:59 +0000\n") << "edge 90d";
-        QTest::newRow("time zone taken into account")
+        row("stale branches", "time zone taken into account")
             << QByteArray("east|2024-04-01 13:30:00 +0200\nwest|2024-04-01 11:30:00 -0200\n") << "east 90d";
-        QTest::newRow("recent branch") << QByteArray("new|2024-06-29 12:00:00 +0000\n") << "";
-        QTest::newRow("unreadable lines skipped")
+        row("stale branches", "recent branch") << QByteArray("new|2024-06-29 12:00:00 +0000\n") << "";
+        row("stale branches", "unreadable lines skipped")
             << QByteArray("nodate|\n|2024-01-01 12:00:00 +0000\nbad|yesterday\nold|2024-01-01 12:00:00 +0000\n") << "old 181d";
-        QTest::newRow("git's order kept")
+        row("stale branches", "git's order kept")
             << QByteArray("a|2023-01-01 00:00:00 +0000\nb|2023-06-01 00:00:00 +0000\n") << "a 546d; b 395d";
-    }
-
-    void staleBranches()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        const QDateTime now(QDate(2024, 6, 30), QTime(12, 0), Qt::UTC);
-        QCOMPARE(describe(parseStaleBranches(output, now, 90)), expected);
-    }
-
-    void worktrees_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("main checkout and a linked one")
+        row("worktrees", "main checkout and a linked one")
             << QByteArray("worktree /r\nHEAD abc\nbranch refs/heads/main\n\nworktree /w/one\nHEAD abc\nbranch refs/heads/feature/x\n\n")
             << "/r [main]; /w/one [feature/x]";
-        QTest::newRow("detached") << QByteArray("worktree /w\nHEAD abc\ndetached\n\n") << "/w [detached]";
-        QTest::newRow("bare") << QByteArray("worktree /r.git\nbare\n\n") << "/r.git [detached]";
-        QTest::newRow("locked") << QByteArray("worktree /w\nHEAD abc\nbranch refs/heads/x\nlocked\n") << "/w [x] locked";
-        QTest::newRow("locked with a reason is not locked")
+        row("worktrees", "detached") << QByteArray("worktree /w\nHEAD abc\ndetached\n\n") << "/w [detached]";
+        row("worktrees", "bare") << QByteArray("worktree /r.git\nbare\n\n") << "/r.git [detached]";
+        row("worktrees", "locked") << QByteArray("worktree /w\nHEAD abc\nbranch refs/heads/x\nlocked\n") << "/w [x] locked";
+        row("worktrees", "locked with a reason is not locked")
             << QByteArray("worktree /w\nHEAD abc\nlocked because of a mount\n") << "/w [detached]";
-        QTest::newRow("path with spaces") << QByteArray("worktree /my work/tree\nbranch refs/heads/a\n") << "/my work/tree [a]";
-        QTest::newRow("nothing before the first worktree line ignored")
+        row("worktrees", "path with spaces") << QByteArray("worktree /my work/tree\nbranch refs/heads/a\n") << "/my work/tree [a]";
+        row("worktrees", "nothing before the first worktree line ignored")
             << QByteArray("branch refs/heads/x\nlocked\nworktree /w\n") << "/w [detached]";
-    }
-
-    void worktrees()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        QCOMPARE(describe(parseWorktreeList(output)), expected);
-    }
-
-    void stashes_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("message after the first colon")
+        row("stashes", "message after the first colon")
             << QByteArray("stash@{0}: WIP on main: abc fix\nstash@{1}: On main: second\n") << "0: WIP on main: abc fix; 1: On main: second";
-        QTest::newRow("line without a colon") << QByteArray("odd line\n") << "0: odd line";
-        QTest::newRow("none") << QByteArray("") << "";
-    }
-
-    void stashes()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        QCOMPARE(describe(parseStashList(output)), expected);
-    }
-
-    void remotes_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("fetch and push lines fold")
+        row("stashes", "line without a colon") << QByteArray("odd line\n") << "0: odd line";
+        row("stashes", "none") << QByteArray("") << "";
+        row("remotes", "fetch and push lines fold")
             << QByteArray("origin\tgit@github.com:o/r.git (fetch)\norigin\tgit@github.com:o/r.git (push)\n")
             << "origin git@github.com:o/r.git";
-        QTest::newRow("first line wins, order of appearance")
+        row("remotes", "first line wins, order of appearance")
             << QByteArray("up\t/a (fetch)\norigin\t/b (fetch)\nup\t/c (push)\n") << "up /a; origin /b";
-        QTest::newRow("line without a tab skipped") << QByteArray("broken\norigin\t/x (fetch)\n") << "origin /x";
+        row("remotes", "line without a tab skipped") << QByteArray("broken\norigin\t/x (fetch)\n") << "origin /x";
+        row("counts", "number and newline") << QByteArray("42\n") << "42";
+        row("counts", "surrounding white space") << QByteArray("  7 \n") << "7";
+        row("counts", "empty") << QByteArray("") << "0";
+        row("counts", "not a number") << QByteArray("fatal\n") << "0";
+        row("GitHub", "SSH with .git") << QByteArray("git@github.com:octo/hello.git") << "octo/hello";
+        row("GitHub", "SSH without .git") << QByteArray("git@github.com:octo/hello") << "octo/hello";
+        row("GitHub", "HTTPS with .git") << QByteArray("https://github.com/octo/hello.git") << "octo/hello";
+        row("GitHub", "HTTPS with trailing slash") << QByteArray("https://github.com/octo/hello/") << "octo/hello";
+        row("GitHub", "SSH URL form") << QByteArray("ssh://git@github.com/octo/hello.git") << "octo/hello";
+        row("GitHub", "SSH without a path")
+            << QByteArray("git@github.com:") << "1: Cannot parse GitHub owner/repo from SSH URL: git@github.com:";
+        row("GitHub", "HTTPS with owner only")
+            << QByteArray("https://github.com/octo") << "1: Cannot parse GitHub owner/repo from HTTPS URL: https://github.com/octo";
+        row("GitHub", "other host")
+            << QByteArray("https://gitlab.com/octo/hello.git") << "1: Remote 'origin' is not a GitHub URL: https://gitlab.com/octo/hello.git";
+        row("credentials", "username and password")
+            << QByteArray("protocol=https\nhost=github.com\nusername=octo\npassword=ghp_x\n") << "octo:ghp_x";
+        row("credentials", "username without password") << QByteArray("username=octo\n") << "none";
+        row("credentials", "empty password") << QByteArray("username=octo\npassword=\n") << "none";
+        row("credentials", "password without username") << QByteArray("password=ghp_x\n") << "none";
     }
 
-    void remotes()
+    void parses()
     {
+        QFETCH(QString, parser);
         QFETCH(QByteArray, output);
         QFETCH(QString, expected);
-        QCOMPARE(describe(parseRemoteList(output)), expected);
+        QString actual;
+        if (parser == "branches") {
+            actual = describe(parseBranchList(output));
+        } else if (parser == "remote branches") {
+            actual = describe(parseRemoteBranchList(output));
+        } else if (parser == "stale branches") {
+            actual = describe(parseStaleBranches(output, QDateTime(QDate(2024, 6, 30), QTime(12, 0), Qt::UTC), 90));
+        } else if (parser == "worktrees") {
+            actual = describe(parseWorktreeList(output));
+        } else if (parser == "stashes") {
+            actual = describe(parseStashList(output));
+        } else if (parser == "remotes") {
+            actual = describe(parseRemoteList(output));
+        } else if (parser == "counts") {
+            actual = QString::number(gitparse::parseCount(output));
+        } else if (parser == "GitHub") {
+            const GitResult<GitHubRepository> parsed = parseGitHubRepository(QString::fromUtf8(output), "origin");
+            actual = parsed ? parsed->owner + u'/' + parsed->repo
+                            : QStringLiteral("%1: %2").arg(parsed.error().exitCode).arg(parsed.error().message);
+        } else {
+            const std::optional<GitCredentials> parsed = parseCredentialFill(output);
+            actual = parsed ? parsed->username + u':' + parsed->token : QStringLiteral("none");
+        }
+        QCOMPARE(actual, expected);
     }
 
     void numstat_data()
@@ -165,69 +149,6 @@ private slots:
         DiffStats stats = parseNumstat(unstaged);
         addNumstat(staged, stats);
         QCOMPARE(describe(stats), expected);
-    }
-
-    void counts_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<int>("expected");
-        QTest::newRow("number and newline") << QByteArray("42\n") << 42;
-        QTest::newRow("surrounding white space") << QByteArray("  7 \n") << 7;
-        QTest::newRow("empty") << QByteArray("") << 0;
-        QTest::newRow("not a number") << QByteArray("fatal\n") << 0;
-    }
-
-    void counts()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(int, expected);
-        QCOMPARE(gitparse::parseCount(output), expected);
-    }
-
-    void gitHubRepository_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("SSH with .git") << "git@github.com:octo/hello.git" << "octo/hello";
-        QTest::newRow("SSH without .git") << "git@github.com:octo/hello" << "octo/hello";
-        QTest::newRow("HTTPS with .git") << "https://github.com/octo/hello.git" << "octo/hello";
-        QTest::newRow("HTTPS with trailing slash") << "https://github.com/octo/hello/" << "octo/hello";
-        QTest::newRow("SSH URL form") << "ssh://git@github.com/octo/hello.git" << "octo/hello";
-        QTest::newRow("SSH without a path")
-            << "git@github.com:" << "1: Cannot parse GitHub owner/repo from SSH URL: git@github.com:";
-        QTest::newRow("HTTPS with owner only")
-            << "https://github.com/octo" << "1: Cannot parse GitHub owner/repo from HTTPS URL: https://github.com/octo";
-        QTest::newRow("other host")
-            << "https://gitlab.com/octo/hello.git" << "1: Remote 'origin' is not a GitHub URL: https://gitlab.com/octo/hello.git";
-    }
-
-    void gitHubRepository()
-    {
-        QFETCH(QString, url);
-        QFETCH(QString, expected);
-        const GitResult<GitHubRepository> parsed = parseGitHubRepository(url, "origin");
-        const QString actual = parsed ? parsed->owner + u'/' + parsed->repo
-                                      : QStringLiteral("%1: %2").arg(parsed.error().exitCode).arg(parsed.error().message);
-        QCOMPARE(actual, expected);
-    }
-
-    void credentials_data()
-    {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("username and password")
-            << QByteArray("protocol=https\nhost=github.com\nusername=octo\npassword=ghp_x\n") << "octo:ghp_x";
-        QTest::newRow("username without password") << QByteArray("username=octo\n") << "none";
-        QTest::newRow("empty password") << QByteArray("username=octo\npassword=\n") << "none";
-        QTest::newRow("password without username") << QByteArray("password=ghp_x\n") << "none";
-    }
-
-    void credentials()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, expected);
-        const std::optional<GitCredentials> parsed = parseCredentialFill(output);
-        QCOMPARE(parsed ? parsed->username + u':' + parsed->token : QStringLiteral("none"), expected);
     }
 
     void credentialRequest()

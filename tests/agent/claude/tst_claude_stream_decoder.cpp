@@ -56,21 +56,264 @@ class ClaudeStreamDecoderTest : public QObject
     Q_OBJECT
 
 private slots:
-    void decodesLines_data();
-    void decodesLines();
-    void lineOutcomes_data();
-    void lineOutcomes();
-    void damagedLinesLeaveTheTurnIntact_data();
-    void damagedLinesLeaveTheTurnIntact();
-    void multiByteTextReassembled_data();
-    void multiByteTextReassembled();
-    void resultCarriesUsageAndCost();
-    void stopAskedForReadsAsStop();
-    void permissionRequestFields();
-    void questionsParsed();
-    void openRequestInputKeptUntilAnswered();
-    void turnBookkeepingEndsWithResult();
-    void messageWrittenMidStreamDoesNotRepeatText();
+    void decodesLines_data(); // below the class: moc misreads an apostrophe in its raw strings
+    void decodesLines()
+    {
+        QFETCH(QByteArrayList, lines);
+        QFETCH(QStringList, expected);
+        ClaudeStreamDecoder decoder;
+        QCOMPARE(decodeAll(decoder, lines), expected);
+    }
+
+    void lineOutcomes_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<bool>("isContent");
+
+        QTest::newRow("message") << init() << Outcome::decoded << true;
+        QTest::newRow("stream event") << textDelta(0, "x") << Outcome::decoded << true;
+        QTest::newRow("keep-alive") << QByteArray(R"({"type":"keep_alive"})") << Outcome::ignored << false;
+        QTest::newRow("rate limit event") << QByteArray(R"({"type":"rate_limit_event"})") << Outcome::ignored << true;
+        QTest::newRow("unknown type") << QByteArray(R"({"type":"whatever"})") << Outcome::ignored << true;
+        QTest::newRow("blank line") << QByteArray(" \r") << Outcome::ignored << false;
+        QTest::newRow("not JSON") << QByteArray("Error: something broke") << Outcome::skipped << false;
+        QTest::newRow("truncated") << init().left(40) << Outcome::skipped << false;
+        QTest::newRow("two objects on one line") << init() + init() << Outcome::skipped << false;
+        QTest::newRow("array") << QByteArray(R"([{"type":"result"}])") << Outcome::skipped << false;
+        QTest::newRow("string") << QByteArray(R"("result")") << Outcome::skipped << false;
+        QTest::newRow("null") << QByteArray("null") << Outcome::skipped << false;
+        QTest::newRow("no type") << QByteArray(R"({"subtype":"init"})") << Outcome::skipped << false;
+        QTest::newRow("type not text") << QByteArray(R"({"type":7})") << Outcome::skipped << false;
+        QTest::newRow("number out of range") << QByteArray(R"({"type":"result","total_cost_usd":1e400})") << Outcome::skipped << false;
+        QTest::newRow("deeply nested") << QByteArray(R"({"type":"x","a":)") + QByteArray(5000, '[') << Outcome::skipped << false;
+        QTest::newRow("invalid UTF-8") << QByteArray("{\"type\":\"assistant\",\"x\":\"\xff\xfe\"}") << Outcome::dropped << false;
+        QTest::newRow("overlong UTF-8") << QByteArray("{\"type\":\"\xc0\xaf\"}") << Outcome::dropped << false;
+        QTest::newRow("encoded surrogate") << QByteArray("{\"type\":\"\xed\xa0\x80\"}") << Outcome::dropped << false;
+        QTest::newRow("cut inside a character") << QByteArray("{\"type\":\"a\xf0\x9f\x98") << Outcome::dropped << false;
+        QTest::newRow("assistant without content list")
+            << QByteArray(R"({"type":"assistant","message":{"content":"Hello"}})") << Outcome::skipped << true;
+        QTest::newRow("malformed control request")
+            << QByteArray(R"({"type":"control_request","request_id":"r1"})") << Outcome::skipped << true;
+    }
+
+    void lineOutcomes()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(Outcome, outcome);
+        QFETCH(bool, isContent);
+        ClaudeStreamDecoder decoder;
+        const ClaudeStreamDecoder::Output out = decoder.decode(line);
+        QCOMPARE(out.outcome, outcome);
+        QCOMPARE(out.isContent, isContent);
+        QCOMPARE(out.parsed, outcome == Outcome::decoded || (outcome == Outcome::ignored && !line.trimmed().isEmpty())
+                                 || (outcome == Outcome::skipped && isContent));
+    }
+
+    void damagedLinesLeaveTheTurnIntact_data()
+    {
+        QTest::addColumn<QByteArrayList>("damage");
+
+        QTest::newRow("garbage") << QByteArrayList{"}{", "\x00\x01", "[1,2", "{\"type\":"};
+        QTest::newRow("invalid UTF-8 in a delta")
+            << QByteArrayList{textDelta(0, "bad").replace("bad", "b\xff" "d"), QByteArray("\xf0\x28\x8c\x28")};
+        QTest::newRow("cut-off copies of real lines") << QByteArrayList{textDelta(0, "xyz").chopped(3), assistantText("Hello").left(30),
+                                                                        success("nope").chopped(1)};
+        QTest::newRow("wrong types in stream events")
+            << QByteArrayList{R"({"type":"stream_event","event":"message_start"})",
+                              R"({"type":"stream_event","event":{"type":"content_block_delta","index":"0","delta":{"type":"text_delta","text":"x"}}})",
+                              R"({"type":"stream_event","event":{"type":"content_block_delta","index":0.5,"delta":{"type":"text_delta","text":"x"}}})",
+                              R"({"type":"stream_event","event":{"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":5}}})",
+                              R"({"type":"stream_event","event":{"type":"content_block_delta","index":0,"delta":"text"}})",
+                              R"({"type":"stream_event","event":{"type":"content_block_start","index":0,"content_block":null}})"};
+        QTest::newRow("wrong types in messages")
+            << QByteArrayList{R"({"type":"assistant","message":null})", R"({"type":"assistant","message":{"content":[1,"a",null]}})",
+                              R"({"type":"assistant","message":{"content":[{"type":"text","text":7}]}})",
+                              R"({"type":"user","message":{"content":[{"type":"tool_result","tool_use_id":[],"content":{}}]}})",
+                              R"({"type":"control_request","request_id":"r1","request":{"subtype":7}})",
+                              R"({"type":"control_cancel_request"})", R"({"type":"system","subtype":["init"]})"};
+    }
+
+    void damagedLinesLeaveTheTurnIntact()
+    {
+        QFETCH(QByteArrayList, damage);
+        const QByteArrayList before{init(), messageStart(), blockStart(0), textDelta(0, "Hel")};
+        const QByteArrayList after{textDelta(0, "lo"), assistantText("Hello"), blockStop(0), success("Hello")};
+
+        ClaudeStreamDecoder clean;
+        const QStringList expected = decodeAll(clean, before + after);
+
+        ClaudeStreamDecoder decoder;
+        QStringList events = decodeAll(decoder, before);
+        const QStringList fromDamage = decodeAll(decoder, damage);
+        events << decodeAll(decoder, after);
+        // Damaged lines may say a little (a "Tool" result), but never disturb the turn around them.
+        for (const QString &e : fromDamage)
+            events.removeOne(e);
+        QCOMPARE(events, expected);
+    }
+
+    void multiByteTextReassembled_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("piece");
+
+        const QString mixed = QString::fromUtf8("Thumbs 👍🏽, family 👩‍👩‍👧‍👦, flags 🇯🇵, café, 日本語, 𝔘𝔫𝔦𝔠𝔬𝔡𝔢.");
+        // Cuts every n UTF-16 units: with odd n many cuts fall between the halves of a character.
+        for (int n : {1, 2, 3, 5, 7})
+            QTest::addRow("mixed text in pieces of %d units", n) << mixed << n;
+        QTest::newRow("only emoji, one unit at a time") << QString::fromUtf8("😀😃😄😁") << 1;
+        QTest::newRow("supplementary plane only") << QString::fromUtf8("𝔘𝔫𝔦𝔠𝔬𝔡𝔢") << 3;
+    }
+
+    void multiByteTextReassembled()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, piece);
+        QByteArrayList lines{messageStart(), blockStart(0)};
+        for (qsizetype i = 0; i < text.size(); i += piece)
+            lines << textDelta(0, text.mid(i, piece)); // a lone surrogate is written as a \u escape
+        const QByteArrayList finish{assistantText(text), blockStop(0), success(text)};
+
+        ClaudeStreamDecoder decoder;
+        const ShownText live = shownText(eventsOf(decoder, lines));
+        QVERIFY2(!live.splitCharacter, "a text event carried half a character");
+        QVERIFY(text.startsWith(live.text));
+        QVERIFY(live.text.size() >= text.size() - 1); // at most a held first half is still missing
+
+        const ShownText rest = shownText(eventsOf(decoder, finish));
+        QVERIFY(!rest.splitCharacter);
+        QCOMPARE(live.text + rest.text, text);
+    }
+
+    void resultCarriesUsageAndCost()
+    {
+        ClaudeStreamDecoder decoder;
+        const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"result","subtype":"success","is_error":false,"result":"Hi",
+            "total_cost_usd":0.00081,"duration_ms":58.5,"num_turns":4,"usage":{"input_tokens":100,"output_tokens":14},
+            "modelUsage":{"claude-opus-4-8[1m]":{"inputTokens":100,"outputTokens":14,"costUSD":0.00081}},
+            "permission_denials":[{"tool_name":"Write","tool_use_id":"t1","tool_input":{"file_path":"a"}},"junk"]})"});
+        QCOMPARE(events.size(), 1);
+        const ClaudeEvent &e = events.first();
+        QCOMPARE(e.ending, ClaudeEvent::Ending::completed);
+        const AgentResult &r = e.result;
+        QCOMPARE(r.text, "Hi");
+        QCOMPARE(r.cost, 0.00081);
+        QCOMPARE(r.durationMs, 58.5);
+        QCOMPARE(r.numTurns, 4);
+        QCOMPARE(r.subtype, "success");
+        QVERIFY(!r.isError);
+        QVERIFY(r.usage);
+        QCOMPARE(r.usage->value("output_tokens").toInt(), 14);
+        const QVariantMap modelUsage = r.extra.value("modelUsage").toMap();
+        QCOMPARE(modelUsage.value("claude-opus-4-8[1m]").toMap().value("costUSD").toDouble(), 0.00081);
+        const QVariantList denials = r.extra.value("permissionDenials").toList();
+        QCOMPARE(denials.size(), 1);
+        QCOMPARE(denials.first().toMap().value("tool_name").toString(), "Write");
+        QCOMPARE(r.extra.value("errors").toStringList(), QStringList());
+
+        // The older spelling, and numbers of the wrong kind.
+        const ClaudeEvent old = eventsOf(decoder, {R"({"type":"result","result":"x","model_usage":{"m":{}},"num_turns":2.5,"usage":[]})"}).first();
+        QVERIFY(old.result.extra.value("modelUsage").toMap().contains("m"));
+        QCOMPARE(old.result.numTurns, 0);
+        QVERIFY(!old.result.usage);
+        QVERIFY(!eventsOf(decoder, {success("y")}).first().result.extra.contains("modelUsage"));
+    }
+
+    void stopAskedForReadsAsStop()
+    {
+        // After a signal claude may write the result without its marker line.
+        ClaudeStreamDecoder decoder;
+        decodeAll(decoder, {messageStart(), blockStart(0), textDelta(0, "Partial")});
+        decoder.noteInterruptRequested();
+        decoder.resetTurn(); // a message typed right after Stop does not make the stop a failure
+        QCOMPARE(decodeAll(decoder, {stoppedResult()}), QStringList{R"(result(stopped, ""))"});
+        // The stop is used up: the next error of that kind is a failure again.
+        QCOMPARE(decodeAll(decoder, {stoppedResult()}), QStringList{R"(result(failed, "Unknown error"))"});
+    }
+
+    void permissionRequestFields()
+    {
+        ClaudeStreamDecoder decoder;
+        const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"control_request","request_id":"r7","request":{
+            "subtype":"can_use_tool","tool_name":"Bash","display_name":"Bash","input":{"command":"mkdir -p build"},
+            "description":"Create the build folder","decision_reason":"asks","decision_reason_type":"subcommandResults",
+            "permission_suggestions":[{"type":"addRules","behavior":"allow"},"junk"],"tool_use_id":"toolu_9"}})"});
+        QCOMPARE(events.size(), 1);
+        AgentPermissionRequest expected;
+        expected.requestId = "r7";
+        expected.toolName = "Bash";
+        expected.toolInput = {{"command", "mkdir -p build"}};
+        expected.toolUseId = "toolu_9";
+        expected.reason = "asks";
+        expected.suggestions = QList<QVariantMap>{{{"type", "addRules"}, {"behavior", "allow"}}};
+        expected.description = "Create the build folder";
+        QCOMPARE(events.first().permission, expected);
+
+        const ClaudeEvent bare = eventsOf(decoder, {R"({"type":"control_request","request_id":"r8","request":{"subtype":"can_use_tool"}})"}).first();
+        QCOMPARE(bare.permission.toolName, QString());
+        QVERIFY(bare.permission.toolInput.isEmpty());
+        QVERIFY(!bare.permission.reason && !bare.permission.suggestions && !bare.permission.description);
+    }
+
+    void questionsParsed()
+    {
+        ClaudeStreamDecoder decoder;
+        const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"control_request","request_id":"q1","request":{
+            "subtype":"can_use_tool","tool_name":"AskUserQuestion","input":{"questions":[
+              {"question":"Which colour?","header":"Colour","multiSelect":false,
+               "options":[{"label":"Blue","description":"Calm"},{"label":"Red"},{"description":"no label"},"junk"]},
+              {"question":"Toppings?","multiSelect":true},
+              {"header":"no question"},
+              {"question":"Typed badly?","header":5,"multiSelect":"yes","options":{"label":"x"}}]}}})"});
+        QCOMPARE(events.size(), 1);
+        const ClaudeEvent &e = events.first();
+        QCOMPARE(e.kind, ClaudeEvent::Kind::question);
+        QCOMPARE(e.id, "q1");
+        const QList<AgentQuestion> expected{
+            {"Which colour?", QString("Colour"), {{"Blue", QString("Calm")}, {"Red", std::nullopt}}, false},
+            {"Toppings?", std::nullopt, {}, true},
+            {"Typed badly?", std::nullopt, {}, false},
+        };
+        QCOMPARE(e.questions, expected);
+        QVERIFY(e.input.contains("questions"));
+    }
+
+    void openRequestInputKeptUntilAnswered()
+    {
+        ClaudeStreamDecoder decoder;
+        decodeAll(decoder, {canUseTool("r1", "Write", {{"file_path", "a.txt"}, {"content", "x"}}), canUseTool("r2", "Edit", {})});
+        decoder.resetTurn();
+        QCOMPARE(decoder.requestInput("r1"), (QVariantMap{{"file_path", "a.txt"}, {"content", "x"}}));
+        decoder.forgetRequest("r1");
+        QVERIFY(!decoder.requestInput("r1"));
+        decodeAll(decoder, {R"({"type":"control_cancel_request","request_id":"r2"})"});
+        QVERIFY(!decoder.requestInput("r2"));
+        decodeAll(decoder, {canUseTool("r3", "Write", {}), success("done")});
+        QVERIFY(!decoder.requestInput("r3"));
+    }
+
+    void turnBookkeepingEndsWithResult()
+    {
+        ClaudeStreamDecoder decoder;
+        decodeAll(decoder, {assistantThinking(), assistantTool("t1", "Bash", {}), assistantText("Turn one."), success("Turn one.")});
+        QCOMPARE(decoder.accumulatedResponse(), QString());
+        // The same tool id and a thinking block in the next turn are news again.
+        QCOMPARE(decodeAll(decoder, {assistantThinking(), assistantTool("t1", "Bash", {}), assistantText("Two.")}),
+                 (QStringList{"thinking", "toolStarted(Bash, t1, {})", R"(text("Two."))"}));
+        QCOMPARE(decoder.accumulatedResponse(), "Two.");
+        decoder.resetTurn();
+        QCOMPARE(decoder.accumulatedResponse(), QString());
+        QVERIFY(decoder.state().startedToolUseIds.isEmpty());
+    }
+
+    void messageWrittenMidStreamDoesNotRepeatText()
+    {
+        ClaudeStreamDecoder decoder;
+        decodeAll(decoder, {messageStart(), blockStart(0), textDelta(0, "Half a")});
+        decoder.resetTurn(); // the user wrote again while the reply was streaming
+        QCOMPARE(decodeAll(decoder, {textDelta(0, " reply"), assistantText("Half a reply")}), QStringList{R"(text(" reply"))"});
+    }
 };
 
 void ClaudeStreamDecoderTest::decodesLines_data()
@@ -252,264 +495,6 @@ void ClaudeStreamDecoderTest::decodesLines_data()
         << QByteArrayList{R"({"type":"keep_alive"})", R"({"type":"rate_limit_event"})", R"({"type":"tool_use_summary"})",
                           R"({"type":"brand_new_thing","x":1})", messageStop()}
         << QStringList{};
-}
-
-void ClaudeStreamDecoderTest::decodesLines()
-{
-    QFETCH(QByteArrayList, lines);
-    QFETCH(QStringList, expected);
-    ClaudeStreamDecoder decoder;
-    QCOMPARE(decodeAll(decoder, lines), expected);
-}
-
-void ClaudeStreamDecoderTest::lineOutcomes_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<Outcome>("outcome");
-    QTest::addColumn<bool>("isContent");
-
-    QTest::newRow("message") << init() << Outcome::decoded << true;
-    QTest::newRow("stream event") << textDelta(0, "x") << Outcome::decoded << true;
-    QTest::newRow("keep-alive") << QByteArray(R"({"type":"keep_alive"})") << Outcome::ignored << false;
-    QTest::newRow("rate limit event") << QByteArray(R"({"type":"rate_limit_event"})") << Outcome::ignored << true;
-    QTest::newRow("unknown type") << QByteArray(R"({"type":"whatever"})") << Outcome::ignored << true;
-    QTest::newRow("blank line") << QByteArray(" \r") << Outcome::ignored << false;
-    QTest::newRow("not JSON") << QByteArray("Error: something broke") << Outcome::skipped << false;
-    QTest::newRow("truncated") << init().left(40) << Outcome::skipped << false;
-    QTest::newRow("two objects on one line") << init() + init() << Outcome::skipped << false;
-    QTest::newRow("array") << QByteArray(R"([{"type":"result"}])") << Outcome::skipped << false;
-    QTest::newRow("string") << QByteArray(R"("result")") << Outcome::skipped << false;
-    QTest::newRow("null") << QByteArray("null") << Outcome::skipped << false;
-    QTest::newRow("no type") << QByteArray(R"({"subtype":"init"})") << Outcome::skipped << false;
-    QTest::newRow("type not text") << QByteArray(R"({"type":7})") << Outcome::skipped << false;
-    QTest::newRow("number out of range") << QByteArray(R"({"type":"result","total_cost_usd":1e400})") << Outcome::skipped << false;
-    QTest::newRow("deeply nested") << QByteArray(R"({"type":"x","a":)") + QByteArray(5000, '[') << Outcome::skipped << false;
-    QTest::newRow("invalid UTF-8") << QByteArray("{\"type\":\"assistant\",\"x\":\"\xff\xfe\"}") << Outcome::dropped << false;
-    QTest::newRow("overlong UTF-8") << QByteArray("{\"type\":\"\xc0\xaf\"}") << Outcome::dropped << false;
-    QTest::newRow("encoded surrogate") << QByteArray("{\"type\":\"\xed\xa0\x80\"}") << Outcome::dropped << false;
-    QTest::newRow("cut inside a character") << QByteArray("{\"type\":\"a\xf0\x9f\x98") << Outcome::dropped << false;
-    QTest::newRow("assistant without content list")
-        << QByteArray(R"({"type":"assistant","message":{"content":"Hello"}})") << Outcome::skipped << true;
-    QTest::newRow("malformed control request")
-        << QByteArray(R"({"type":"control_request","request_id":"r1"})") << Outcome::skipped << true;
-}
-
-void ClaudeStreamDecoderTest::lineOutcomes()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(Outcome, outcome);
-    QFETCH(bool, isContent);
-    ClaudeStreamDecoder decoder;
-    const ClaudeStreamDecoder::Output out = decoder.decode(line);
-    QCOMPARE(out.outcome, outcome);
-    QCOMPARE(out.isContent, isContent);
-    QCOMPARE(out.parsed, outcome == Outcome::decoded || (outcome == Outcome::ignored && !line.trimmed().isEmpty())
-                             || (outcome == Outcome::skipped && isContent));
-}
-
-void ClaudeStreamDecoderTest::damagedLinesLeaveTheTurnIntact_data()
-{
-    QTest::addColumn<QByteArrayList>("damage");
-
-    QTest::newRow("garbage") << QByteArrayList{"}{", "\x00\x01", "[1,2", "{\"type\":"};
-    QTest::newRow("invalid UTF-8 in a delta")
-        << QByteArrayList{textDelta(0, "bad").replace("bad", "b\xff" "d"), QByteArray("\xf0\x28\x8c\x28")};
-    QTest::newRow("cut-off copies of real lines") << QByteArrayList{textDelta(0, "xyz").chopped(3), assistantText("Hello").left(30),
-                                                                    success("nope").chopped(1)};
-    QTest::newRow("wrong types in stream events")
-        << QByteArrayList{R"({"type":"stream_event","event":"message_start"})",
-                          R"({"type":"stream_event","event":{"type":"content_block_delta","index":"0","delta":{"type":"text_delta","text":"x"}}})",
-                          R"({"type":"stream_event","event":{"type":"content_block_delta","index":0.5,"delta":{"type":"text_delta","text":"x"}}})",
-                          R"({"type":"stream_event","event":{"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":5}}})",
-                          R"({"type":"stream_event","event":{"type":"content_block_delta","index":0,"delta":"text"}})",
-                          R"({"type":"stream_event","event":{"type":"content_block_start","index":0,"content_block":null}})"};
-    QTest::newRow("wrong types in messages")
-        << QByteArrayList{R"({"type":"assistant","message":null})", R"({"type":"assistant","message":{"content":[1,"a",null]}})",
-                          R"({"type":"assistant","message":{"content":[{"type":"text","text":7}]}})",
-                          R"({"type":"user","message":{"content":[{"type":"tool_result","tool_use_id":[],"content":{}}]}})",
-                          R"({"type":"control_request","request_id":"r1","request":{"subtype":7}})",
-                          R"({"type":"control_cancel_request"})", R"({"type":"system","subtype":["init"]})"};
-}
-
-void ClaudeStreamDecoderTest::damagedLinesLeaveTheTurnIntact()
-{
-    QFETCH(QByteArrayList, damage);
-    const QByteArrayList before{init(), messageStart(), blockStart(0), textDelta(0, "Hel")};
-    const QByteArrayList after{textDelta(0, "lo"), assistantText("Hello"), blockStop(0), success("Hello")};
-
-    ClaudeStreamDecoder clean;
-    const QStringList expected = decodeAll(clean, before + after);
-
-    ClaudeStreamDecoder decoder;
-    QStringList events = decodeAll(decoder, before);
-    const QStringList fromDamage = decodeAll(decoder, damage);
-    events << decodeAll(decoder, after);
-    // Damaged lines may say a little (a "Tool" result), but never disturb the turn around them.
-    for (const QString &e : fromDamage)
-        events.removeOne(e);
-    QCOMPARE(events, expected);
-}
-
-void ClaudeStreamDecoderTest::multiByteTextReassembled_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("piece");
-
-    const QString mixed = QString::fromUtf8("Thumbs 👍🏽, family 👩‍👩‍👧‍👦, flags 🇯🇵, café, 日本語, 𝔘𝔫𝔦𝔠𝔬𝔡𝔢.");
-    // Cuts every n UTF-16 units: with odd n many cuts fall between the halves of a character.
-    for (int n : {1, 2, 3, 5, 7})
-        QTest::addRow("mixed text in pieces of %d units", n) << mixed << n;
-    QTest::newRow("only emoji, one unit at a time") << QString::fromUtf8("😀😃😄😁") << 1;
-    QTest::newRow("supplementary plane only") << QString::fromUtf8("𝔘𝔫𝔦𝔠𝔬𝔡𝔢") << 3;
-}
-
-void ClaudeStreamDecoderTest::multiByteTextReassembled()
-{
-    QFETCH(QString, text);
-    QFETCH(int, piece);
-    QByteArrayList lines{messageStart(), blockStart(0)};
-    for (qsizetype i = 0; i < text.size(); i += piece)
-        lines << textDelta(0, text.mid(i, piece)); // a lone surrogate is written as a \u escape
-    const QByteArrayList finish{assistantText(text), blockStop(0), success(text)};
-
-    ClaudeStreamDecoder decoder;
-    const ShownText live = shownText(eventsOf(decoder, lines));
-    QVERIFY2(!live.splitCharacter, "a text event carried half a character");
-    QVERIFY(text.startsWith(live.text));
-    QVERIFY(live.text.size() >= text.size() - 1); // at most a held first half is still missing
-
-    const ShownText rest = shownText(eventsOf(decoder, finish));
-    QVERIFY(!rest.splitCharacter);
-    QCOMPARE(live.text + rest.text, text);
-}
-
-void ClaudeStreamDecoderTest::resultCarriesUsageAndCost()
-{
-    ClaudeStreamDecoder decoder;
-    const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"result","subtype":"success","is_error":false,"result":"Hi",
-        "total_cost_usd":0.00081,"duration_ms":58.5,"num_turns":4,"usage":{"input_tokens":100,"output_tokens":14},
-        "modelUsage":{"claude-opus-4-8[1m]":{"inputTokens":100,"outputTokens":14,"costUSD":0.00081}},
-        "permission_denials":[{"tool_name":"Write","tool_use_id":"t1","tool_input":{"file_path":"a"}},"junk"]})"});
-    QCOMPARE(events.size(), 1);
-    const ClaudeEvent &e = events.first();
-    QCOMPARE(e.ending, ClaudeEvent::Ending::completed);
-    const AgentResult &r = e.result;
-    QCOMPARE(r.text, "Hi");
-    QCOMPARE(r.cost, 0.00081);
-    QCOMPARE(r.durationMs, 58.5);
-    QCOMPARE(r.numTurns, 4);
-    QCOMPARE(r.subtype, "success");
-    QVERIFY(!r.isError);
-    QVERIFY(r.usage);
-    QCOMPARE(r.usage->value("output_tokens").toInt(), 14);
-    const QVariantMap modelUsage = r.extra.value("modelUsage").toMap();
-    QCOMPARE(modelUsage.value("claude-opus-4-8[1m]").toMap().value("costUSD").toDouble(), 0.00081);
-    const QVariantList denials = r.extra.value("permissionDenials").toList();
-    QCOMPARE(denials.size(), 1);
-    QCOMPARE(denials.first().toMap().value("tool_name").toString(), "Write");
-    QCOMPARE(r.extra.value("errors").toStringList(), QStringList());
-
-    // The older spelling, and numbers of the wrong kind.
-    const ClaudeEvent old = eventsOf(decoder, {R"({"type":"result","result":"x","model_usage":{"m":{}},"num_turns":2.5,"usage":[]})"}).first();
-    QVERIFY(old.result.extra.value("modelUsage").toMap().contains("m"));
-    QCOMPARE(old.result.numTurns, 0);
-    QVERIFY(!old.result.usage);
-    QVERIFY(!eventsOf(decoder, {success("y")}).first().result.extra.contains("modelUsage"));
-}
-
-void ClaudeStreamDecoderTest::stopAskedForReadsAsStop()
-{
-    // After a signal claude may write the result without its marker line.
-    ClaudeStreamDecoder decoder;
-    decodeAll(decoder, {messageStart(), blockStart(0), textDelta(0, "Partial")});
-    decoder.noteInterruptRequested();
-    decoder.resetTurn(); // a message typed right after Stop does not make the stop a failure
-    QCOMPARE(decodeAll(decoder, {stoppedResult()}), QStringList{R"(result(stopped, ""))"});
-    // The stop is used up: the next error of that kind is a failure again.
-    QCOMPARE(decodeAll(decoder, {stoppedResult()}), QStringList{R"(result(failed, "Unknown error"))"});
-}
-
-void ClaudeStreamDecoderTest::permissionRequestFields()
-{
-    ClaudeStreamDecoder decoder;
-    const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"control_request","request_id":"r7","request":{
-        "subtype":"can_use_tool","tool_name":"Bash","display_name":"Bash","input":{"command":"mkdir -p build"},
-        "description":"Create the build folder","decision_reason":"asks","decision_reason_type":"subcommandResults",
-        "permission_suggestions":[{"type":"addRules","behavior":"allow"},"junk"],"tool_use_id":"toolu_9"}})"});
-    QCOMPARE(events.size(), 1);
-    AgentPermissionRequest expected;
-    expected.requestId = "r7";
-    expected.toolName = "Bash";
-    expected.toolInput = {{"command", "mkdir -p build"}};
-    expected.toolUseId = "toolu_9";
-    expected.reason = "asks";
-    expected.suggestions = QList<QVariantMap>{{{"type", "addRules"}, {"behavior", "allow"}}};
-    expected.description = "Create the build folder";
-    QCOMPARE(events.first().permission, expected);
-
-    const ClaudeEvent bare = eventsOf(decoder, {R"({"type":"control_request","request_id":"r8","request":{"subtype":"can_use_tool"}})"}).first();
-    QCOMPARE(bare.permission.toolName, QString());
-    QVERIFY(bare.permission.toolInput.isEmpty());
-    QVERIFY(!bare.permission.reason && !bare.permission.suggestions && !bare.permission.description);
-}
-
-void ClaudeStreamDecoderTest::questionsParsed()
-{
-    ClaudeStreamDecoder decoder;
-    const QList<ClaudeEvent> events = eventsOf(decoder, {R"({"type":"control_request","request_id":"q1","request":{
-        "subtype":"can_use_tool","tool_name":"AskUserQuestion","input":{"questions":[
-          {"question":"Which colour?","header":"Colour","multiSelect":false,
-           "options":[{"label":"Blue","description":"Calm"},{"label":"Red"},{"description":"no label"},"junk"]},
-          {"question":"Toppings?","multiSelect":true},
-          {"header":"no question"},
-          {"question":"Typed badly?","header":5,"multiSelect":"yes","options":{"label":"x"}}]}}})"});
-    QCOMPARE(events.size(), 1);
-    const ClaudeEvent &e = events.first();
-    QCOMPARE(e.kind, ClaudeEvent::Kind::question);
-    QCOMPARE(e.id, "q1");
-    const QList<AgentQuestion> expected{
-        {"Which colour?", QString("Colour"), {{"Blue", QString("Calm")}, {"Red", std::nullopt}}, false},
-        {"Toppings?", std::nullopt, {}, true},
-        {"Typed badly?", std::nullopt, {}, false},
-    };
-    QCOMPARE(e.questions, expected);
-    QVERIFY(e.input.contains("questions"));
-}
-
-void ClaudeStreamDecoderTest::openRequestInputKeptUntilAnswered()
-{
-    ClaudeStreamDecoder decoder;
-    decodeAll(decoder, {canUseTool("r1", "Write", {{"file_path", "a.txt"}, {"content", "x"}}), canUseTool("r2", "Edit", {})});
-    decoder.resetTurn();
-    QCOMPARE(decoder.requestInput("r1"), (QVariantMap{{"file_path", "a.txt"}, {"content", "x"}}));
-    decoder.forgetRequest("r1");
-    QVERIFY(!decoder.requestInput("r1"));
-    decodeAll(decoder, {R"({"type":"control_cancel_request","request_id":"r2"})"});
-    QVERIFY(!decoder.requestInput("r2"));
-    decodeAll(decoder, {canUseTool("r3", "Write", {}), success("done")});
-    QVERIFY(!decoder.requestInput("r3"));
-}
-
-void ClaudeStreamDecoderTest::turnBookkeepingEndsWithResult()
-{
-    ClaudeStreamDecoder decoder;
-    decodeAll(decoder, {assistantThinking(), assistantTool("t1", "Bash", {}), assistantText("Turn one."), success("Turn one.")});
-    QCOMPARE(decoder.accumulatedResponse(), QString());
-    // The same tool id and a thinking block in the next turn are news again.
-    QCOMPARE(decodeAll(decoder, {assistantThinking(), assistantTool("t1", "Bash", {}), assistantText("Two.")}),
-             (QStringList{"thinking", "toolStarted(Bash, t1, {})", R"(text("Two."))"}));
-    QCOMPARE(decoder.accumulatedResponse(), "Two.");
-    decoder.resetTurn();
-    QCOMPARE(decoder.accumulatedResponse(), QString());
-    QVERIFY(decoder.state().startedToolUseIds.isEmpty());
-}
-
-void ClaudeStreamDecoderTest::messageWrittenMidStreamDoesNotRepeatText()
-{
-    ClaudeStreamDecoder decoder;
-    decodeAll(decoder, {messageStart(), blockStart(0), textDelta(0, "Half a")});
-    decoder.resetTurn(); // the user wrote again while the reply was streaming
-    QCOMPARE(decodeAll(decoder, {textDelta(0, " reply"), assistantText("Half a reply")}), QStringList{R"(text(" reply"))"});
 }
 
 QTEST_GUILESS_MAIN(ClaudeStreamDecoderTest)

@@ -138,80 +138,77 @@ class ClaudeTranscriptsTest : public QObject
     Q_OBJECT
 
 private slots:
-    void replaysTranscript_data();
-    void replaysTranscript();
-};
+    void replaysTranscript_data()
+    {
+        QTest::addColumn<QString>("path");
+        const QFileInfoList files = QDir(fixturesDir()).entryInfoList({"*.jsonl"}, QDir::Files, QDir::Name);
+        if (files.isEmpty())
+            QSKIP("no captured claude transcripts in tests/fixtures/claude");
+        for (const QFileInfo &file : files)
+            QTest::newRow(qPrintable(file.completeBaseName())) << file.filePath();
+    }
 
-void ClaudeTranscriptsTest::replaysTranscript_data()
-{
-    QTest::addColumn<QString>("path");
-    const QFileInfoList files = QDir(fixturesDir()).entryInfoList({"*.jsonl"}, QDir::Files, QDir::Name);
-    if (files.isEmpty())
-        QSKIP("no captured claude transcripts in tests/fixtures/claude");
-    for (const QFileInfo &file : files)
-        QTest::newRow(qPrintable(file.completeBaseName())) << file.filePath();
-}
+    void replaysTranscript()
+    {
+        QFETCH(QString, path);
+        const QList<QByteArray> lines = readLines(path);
+        QVERIFY(!lines.isEmpty());
+        const Transcript expected = readTranscript(lines);
 
-void ClaudeTranscriptsTest::replaysTranscript()
-{
-    QFETCH(QString, path);
-    const QList<QByteArray> lines = readLines(path);
-    QVERIFY(!lines.isEmpty());
-    const Transcript expected = readTranscript(lines);
-
-    ClaudeStreamDecoder decoder;
-    QStringList turnTexts, resultTexts, endings;
-    QString text, textFromFinishedBlocks;
-    int inits = 0, toolStarts = 0, toolResults = 0, requests = 0, cancels = 0, thinking = 0;
-    for (const QByteArray &line : lines) {
-        const ClaudeStreamDecoder::Output out = decoder.decode(line);
-        QVERIFY2(out.outcome == ClaudeStreamDecoder::Outcome::decoded || out.outcome == ClaudeStreamDecoder::Outcome::ignored,
-                 line.left(200).constData());
-        const bool finishedBlock = line.startsWith(R"({"type":"assistant")");
-        for (const ClaudeEvent &e : out.events) {
-            switch (e.kind) {
-            case ClaudeEvent::Kind::initialized: ++inits; QVERIFY(!e.info.sessionId.isEmpty()); break;
-            case ClaudeEvent::Kind::text:
-                text += e.text;
-                if (finishedBlock)
-                    textFromFinishedBlocks += e.text;
-                break;
-            case ClaudeEvent::Kind::toolStarted: ++toolStarts; break;
-            case ClaudeEvent::Kind::toolResult: ++toolResults; break;
-            case ClaudeEvent::Kind::permissionRequest:
-            case ClaudeEvent::Kind::question: ++requests; break;
-            case ClaudeEvent::Kind::cancelRequest: ++cancels; break;
-            case ClaudeEvent::Kind::thinkingStarted: ++thinking; break;
-            case ClaudeEvent::Kind::result:
-                endings << endingOf(e);
-                if (e.ending == ClaudeEvent::Ending::completed)
-                    resultTexts << e.result.text;
-                else
-                    resultTexts << QString();
-                turnTexts << std::exchange(text, QString());
-                break;
-            default: break;
+        ClaudeStreamDecoder decoder;
+        QStringList turnTexts, resultTexts, endings;
+        QString text, textFromFinishedBlocks;
+        int inits = 0, toolStarts = 0, toolResults = 0, requests = 0, cancels = 0, thinking = 0;
+        for (const QByteArray &line : lines) {
+            const ClaudeStreamDecoder::Output out = decoder.decode(line);
+            QVERIFY2(out.outcome == ClaudeStreamDecoder::Outcome::decoded || out.outcome == ClaudeStreamDecoder::Outcome::ignored,
+                     line.left(200).constData());
+            const bool finishedBlock = line.startsWith(R"({"type":"assistant")");
+            for (const ClaudeEvent &e : out.events) {
+                switch (e.kind) {
+                case ClaudeEvent::Kind::initialized: ++inits; QVERIFY(!e.info.sessionId.isEmpty()); break;
+                case ClaudeEvent::Kind::text:
+                    text += e.text;
+                    if (finishedBlock)
+                        textFromFinishedBlocks += e.text;
+                    break;
+                case ClaudeEvent::Kind::toolStarted: ++toolStarts; break;
+                case ClaudeEvent::Kind::toolResult: ++toolResults; break;
+                case ClaudeEvent::Kind::permissionRequest:
+                case ClaudeEvent::Kind::question: ++requests; break;
+                case ClaudeEvent::Kind::cancelRequest: ++cancels; break;
+                case ClaudeEvent::Kind::thinkingStarted: ++thinking; break;
+                case ClaudeEvent::Kind::result:
+                    endings << endingOf(e);
+                    if (e.ending == ClaudeEvent::Ending::completed)
+                        resultTexts << e.result.text;
+                    else
+                        resultTexts << QString();
+                    turnTexts << std::exchange(text, QString());
+                    break;
+                default: break;
+                }
             }
         }
-    }
-    if (!text.isEmpty())
-        turnTexts << text;
+        if (!text.isEmpty())
+            turnTexts << text;
 
-    QCOMPARE(turnTexts, expected.turnTexts);
-    // Every finished block had streamed in full before it arrived: it adds nothing.
-    QCOMPARE(textFromFinishedBlocks, QString());
-    for (qsizetype i = 0; i < resultTexts.size(); ++i)
-        if (endings[i] == "completed")
-            QCOMPARE(resultTexts[i], expected.resultTexts[i]);
-    if (knownEndings().contains(QTest::currentDataTag()))
-        QCOMPARE(endings, knownEndings().value(QTest::currentDataTag()));
-    QCOMPARE(inits, expected.initLines);
-    QCOMPARE(toolStarts, expected.toolUseIds.size());
-    QCOMPARE(toolResults, expected.toolResults);
-    QCOMPARE(requests, expected.controlRequests);
-    QCOMPARE(cancels, expected.cancels);
-    QCOMPARE(thinking > 0, expected.hasThinking);
-}
+        QCOMPARE(turnTexts, expected.turnTexts);
+        // Every finished block had streamed in full before it arrived: it adds nothing.
+        QCOMPARE(textFromFinishedBlocks, QString());
+        for (qsizetype i = 0; i < resultTexts.size(); ++i)
+            if (endings[i] == "completed")
+                QCOMPARE(resultTexts[i], expected.resultTexts[i]);
+        if (knownEndings().contains(QTest::currentDataTag()))
+            QCOMPARE(endings, knownEndings().value(QTest::currentDataTag()));
+        QCOMPARE(inits, expected.initLines);
+        QCOMPARE(toolStarts, expected.toolUseIds.size());
+        QCOMPARE(toolResults, expected.toolResults);
+        QCOMPARE(requests, expected.controlRequests);
+        QCOMPARE(cancels, expected.cancels);
+        QCOMPARE(thinking > 0, expected.hasThinking);
+    }
+};
 
 QTEST_GUILESS_MAIN(ClaudeTranscriptsTest)
 #include "tst_claude_transcripts.moc"

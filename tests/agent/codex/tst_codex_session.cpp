@@ -11,9 +11,8 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
-#include "support/FakeCodexModel.h"
 #include "support/ChatFixture.h"
-#include "support/TestEnvironment.h"
+#include "support/FakeCodexModel.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -23,16 +22,7 @@
 #include <QTest>
 
 using namespace corvane;
-
-namespace {
-
 using Turn = test::TurnOutcome;
-
-// A 1x1 PNG.
-const QByteArray TinyPng = QByteArray::fromBase64(
-    "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg==");
-
-} // namespace
 
 class CodexSessionTest : public QObject, test::ChatFixture
 {
@@ -41,28 +31,49 @@ class CodexSessionTest : public QObject, test::ChatFixture
     QProcessEnvironment m_codexEnv;
     QString m_codexPath;
     CodexSDKService *m_lastService = nullptr;
+    std::unique_ptr<test::FakeCodexModel> m_fake;
+    std::unique_ptr<ChatSession> m_session;
+    std::unique_ptr<ChatController> m_chat;
 
-    ChatController controller()
+    static AgentModelDescriptor model() { return *AgentModelCatalogue::byId("codex:gpt-5.5"); }
+
+    // Adapters that run `program` (the pinned codex unless told) with the stand-in's variables.
+    std::unique_ptr<ChatController> controller(const QString &program = {})
     {
-        return ChatController([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            auto adapter = std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, m_codexPath));
+        return std::make_unique<ChatController>([this, program](AgentType) -> std::unique_ptr<AgentAdapter> {
+            auto adapter = std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, program.isEmpty() ? m_codexPath : program));
             adapter->setExtraEnvironment(m_codexEnv);
             m_lastService = adapter.get();
             return adapter;
         });
     }
 
-    static AgentModelDescriptor model() { return *AgentModelCatalogue::byId("codex:gpt-5.5"); }
+    // The stand-in on `scenario`, and a session and a controller for the chat; `beforeSession`
+    // runs once the stand-in is up.
+    bool start(const QString &scenario, const std::function<void()> &beforeSession = {})
+    {
+        m_fake = std::make_unique<test::FakeCodexModel>(scenario);
+        if (!m_fake->isRunning()) {
+            qWarning("%s", qPrintable(m_fake->error()));
+            return false;
+        }
+        m_codexEnv = m_fake->codexEnvironment();
+        if (beforeSession)
+            beforeSession();
+        m_session = newSession();
+        m_chat = controller();
+        return true;
+    }
 
     // Sends one message and waits for the turn to end either way; `during` runs once the turn
     // has started.
-    Turn send(ChatSession &session, ChatController &chat, const QString &text, const QList<Attachment> &attachments = {},
-              const std::function<void()> &during = {}, PermissionMode mode = PermissionMode::acceptEdits)
+    Turn send(const QString &text, const QList<Attachment> &attachments = {}, const std::function<void()> &during = {},
+              PermissionMode mode = PermissionMode::acceptEdits)
     {
-        Turn turn = test::sendAndWait(session, chat, text, model(), mode, attachments, during);
+        Turn turn = test::sendAndWait(*m_session, *m_chat, text, model(), mode, attachments, during);
         // codex exits after it reported the turn's end: a second event for the same turn would
         // come with that exit.
-        QSignalSpy failed(&session, &ChatSession::turnFailed);
+        QSignalSpy failed(m_session.get(), &ChatSession::turnFailed);
         QDeadlineTimer exited(10000);
         const qint64 pid = m_lastService ? m_lastService->processId() : 0;
         while (pid && m_lastService->processId() == pid && !exited.hasExpired())
@@ -70,16 +81,6 @@ class CodexSessionTest : public QObject, test::ChatFixture
         QTest::qWait(50);
         turn.failures += int(failed.count());
         return turn;
-    }
-
-    bool startModel(test::FakeCodexModel &fake)
-    {
-        if (!fake.isRunning()) {
-            qWarning("%s", qPrintable(fake.error()));
-            return false;
-        }
-        m_codexEnv = fake.codexEnvironment();
-        return true;
     }
 
     void verifyAllComplete()
@@ -91,9 +92,9 @@ class CodexSessionTest : public QObject, test::ChatFixture
     }
 
     // The user message of the last request the stand-in received, as JSON text.
-    static QString lastUserInput(const test::FakeCodexModel &fake)
+    QString lastUserInput() const
     {
-        const QList<QVariantMap> requests = fake.requests();
+        const QList<QVariantMap> requests = m_fake->requests();
         if (requests.isEmpty())
             return {};
         const QVariantList input = requests.last().value("body").toMap().value("input").toList();
@@ -117,60 +118,54 @@ private slots:
         m_lastService = nullptr;
     }
 
-    void cleanup() { tearDownChat(); }
+    void cleanup()
+    {
+        m_chat.reset();
+        m_session.reset();
+        m_fake.reset();
+        tearDownChat();
+    }
 
     void textReply_data()
     {
         QTest::addColumn<QString>("scenario");
+        QTest::addColumn<bool>("throughProfile");
         QTest::addColumn<QString>("reply");
-        QTest::newRow("one message") << "plain_text.json" << "Hello from the fake model.";
-        QTest::newRow("two messages in a row, kept apart") << "two_messages.json" << "First part.\n\nSecond part.";
+        QTest::newRow("one message") << "plain_text.json" << false << "Hello from the fake model.";
+        QTest::newRow("two messages in a row, kept apart") << "two_messages.json" << false << "First part.\n\nSecond part.";
+        // No variables of our own: the project's profile alone points codex at its home.
+        QTest::newRow("codex home from the profile") << "plain_text.json" << true << "Hello from the fake model.";
     }
 
     void textReply()
     {
         QFETCH(QString, scenario);
+        QFETCH(bool, throughProfile);
         QFETCH(QString, reply);
-        test::FakeCodexModel fake(scenario);
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Say hello");
-        QVERIFY2(turn.completed, qPrintable(turn.failure));
-        QCOMPARE(assistantTexts(), QStringList{reply});
-        verifyAllComplete();
-        QCOMPARE(storedWith(MessageRole::system).size(), 0);
-        QCOMPARE(session->activityState(), ChatActivityState::idle);
-        QVERIFY(!storedChat()->claudeSessionId.value_or(QString()).isEmpty());
-        QCOMPARE(storedChat()->agentTypeRaw, std::optional<QString>("codex"));
-        QCOMPARE(m_lastService->sessionId(), *storedChat()->claudeSessionId);
-    }
-
-    void profileHomeIsUsed()
-    {
-        // No variables of our own this time: the project's profile alone points codex at its home.
-        test::FakeCodexModel fake("plain_text.json");
-        QVERIFY(fake.isRunning());
-        m_codexEnv = QProcessEnvironment();
-        {
+        QVERIFY(start(scenario, [&] {
+            if (!throughProfile)
+                return;
+            m_codexEnv = QProcessEnvironment();
             StoreContext &ctx = m_store->mainContext();
             Profile profile;
             profile.name = "Work";
             profile.configDirPath = m_env->path("profiles/work");
-            profile.codexHomeDir = fake.codexHome();
-            auto record = ctx.get<Chat>(m_chatId);
-            auto workspace = ctx.get<Workspace>(*record->workspaceId);
-            auto project = ctx.get<Project>(*workspace->projectId);
-            project->profileId = profile.id;
+            profile.codexHomeDir = m_fake->codexHome();
+            auto workspace = ctx.get<Workspace>(*ctx.get<Chat>(m_chatId)->workspaceId);
+            ctx.get<Project>(*workspace->projectId)->profileId = profile.id;
             ctx.insert(profile);
             QVERIFY(ctx.save().ok());
-        }
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Say hello");
+        }));
+        const Turn turn = send("Say hello");
         QVERIFY2(turn.completed, qPrintable(turn.failure));
-        QCOMPARE(assistantTexts(), QStringList{"Hello from the fake model."});
-        QCOMPARE(fake.requests().size(), 1);
+        QCOMPARE(assistantTexts(), QStringList{reply});
+        verifyAllComplete();
+        QCOMPARE(storedWith(MessageRole::system).size(), 0);
+        QCOMPARE(m_session->activityState(), ChatActivityState::idle);
+        QVERIFY(!storedChat()->claudeSessionId.value_or(QString()).isEmpty());
+        QCOMPARE(storedChat()->agentTypeRaw, std::optional<QString>("codex"));
+        QCOMPARE(m_lastService->sessionId(), *storedChat()->claudeSessionId);
+        QCOMPARE(m_fake->requests().size(), 1);
     }
 
     void toolItemsBecomeToolRows_data()
@@ -197,11 +192,8 @@ private slots:
         QFETCH(QString, summary);
         QFETCH(QString, output);
         QFETCH(QString, reply);
-        test::FakeCodexModel fake(scenario);
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Do the thing");
+        QVERIFY(start(scenario));
+        const Turn turn = send("Do the thing");
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         const auto tools = storedWith(MessageRole::tool);
         QCOMPARE(tools.size(), 1);
@@ -216,89 +208,81 @@ private slots:
             if (m->role == MessageRole::tool || m->role == MessageRole::assistant)
                 order << toRaw(m->role);
         QCOMPARE(order, (QStringList{"tool", "assistant"}));
-    }
-
-    void fileChangeLandsOnDisk()
-    {
-        test::FakeCodexModel fake("file_change.json");
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        QVERIFY(send(*session, chat, "Write notes").completed);
+        if (toolName != "Edit")
+            return;
+        // The file is on disk, and the row keeps the change for the diff view.
         QFile notes(m_folder + "/notes.txt");
         QVERIFY(notes.open(QIODevice::ReadOnly));
         QCOMPARE(notes.readAll(), QByteArray("first line\nsecond line\n"));
-        const auto tool = storedWith(MessageRole::tool).value(0);
-        QVERIFY(tool && tool->metadata);
-        const QVariantMap metadata = QJsonDocument::fromJson(*tool->metadata).toVariant().toMap();
-        QCOMPARE(metadata.value("file_path").toString(), QDir(m_folder).canonicalPath() + "/notes.txt");
+        QVERIFY(tools[0]->metadata);
+        const QVariantMap metadata = QJsonDocument::fromJson(*tools[0]->metadata).toVariant().toMap();
+        QCOMPARE(metadata.value("file_path").toString(), folder + "/notes.txt");
         QCOMPARE(metadata.value("changes").toList().value(0).toMap().value("kind").toString(), QString("add"));
     }
 
-    void failedTurnShowsTheServiceError()
+    // A turn that fails or cannot start says why once, as an error row, and leaves the chat idle.
+    void failuresAreShownOnce_data()
     {
-        test::FakeCodexModel fake("failed_turn.json");
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Refuse this");
-        QVERIFY(!turn.completed);
-        QCOMPARE(turn.failures, 1); // codex's exit status after the failure adds nothing
-        QCOMPARE(turn.failure, QString("The fake model refuses this request."));
-        const auto system = storedWith(MessageRole::system);
-        QCOMPARE(system.size(), 1);
-        QCOMPARE(system[0]->content, QString("Error: The fake model refuses this request."));
-        QCOMPARE(system[0]->contentType, MessageContentType::error);
-        verifyAllComplete();
-        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("failureStart");
+        QTest::newRow("the service refuses the turn") << "refused" << "The fake model refuses this request.";
+        QTest::newRow("codex refuses to start: its own words") << "bad config" << "Error loading config.toml:";
+        QTest::newRow("codex not found: where we looked") << "missing" << "The codex command was not found";
     }
 
-    void codexRefusingToStartShowsItsOwnWords()
+    void failuresAreShownOnce()
     {
-        test::FakeCodexModel fake("plain_text.json");
-        QVERIFY(startModel(fake));
-        QFile config(fake.codexHome() + "/config.toml");
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("model_provider = [broken\n");
-        config.close();
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Hello");
+        QFETCH(QString, how);
+        QFETCH(QString, failureStart);
+        QVERIFY(start(how == "refused" ? "failed_turn.json" : "plain_text.json"));
+        if (how == "bad config") {
+            QFile config(m_fake->codexHome() + "/config.toml");
+            QVERIFY(config.open(QIODevice::WriteOnly));
+            config.write("model_provider = [broken\n");
+        } else if (how == "missing") {
+            m_chat = controller(m_env->path("nowhere/codex"));
+        }
+        const Turn turn = send("Hello");
         QVERIFY(!turn.completed);
-        QCOMPARE(turn.failures, 1);
-        QVERIFY2(turn.failure.startsWith("Error loading config.toml:"), qPrintable(turn.failure));
+        QCOMPARE(turn.failures, 1); // codex's exit status after the failure adds nothing
+        QVERIFY2(turn.failure.startsWith(failureStart), qPrintable(turn.failure));
+        if (how == "refused")
+            QCOMPARE(turn.failure, failureStart);
         QVERIFY2(!turn.failure.contains("Reading additional input"), qPrintable(turn.failure));
-        QCOMPARE(storedWith(MessageRole::system).size(), 1);
-        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        if (how == "missing")
+            QVERIFY2(turn.failure.contains(m_env->path("nowhere/codex")), qPrintable(turn.failure));
+        const auto system = storedWith(MessageRole::system);
+        QCOMPARE(system.size(), 1);
+        QCOMPARE(system[0]->content, "Error: " + turn.failure);
+        QCOMPARE(system[0]->contentType, MessageContentType::error);
+        verifyAllComplete();
+        QCOMPARE(m_session->activityState(), ChatActivityState::idle);
     }
 
     void interruptedTurnEndsQuietly()
     {
-        test::FakeCodexModel fake("slow_reply.json");
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "Take your time", {}, [&] {
+        QVERIFY(start("slow_reply.json"));
+        const Turn turn = send("Take your time", {}, [&] {
             // Stop once the request reached the model service, so codex is inside its turn.
             QDeadlineTimer deadline(30000);
-            while (fake.requests().isEmpty() && !deadline.hasExpired())
+            while (m_fake->requests().isEmpty() && !deadline.hasExpired())
                 QTest::qWait(20);
             QVERIFY(m_lastService->isTurnRunning());
-            QCOMPARE(session->activityState(), ChatActivityState::processing);
+            QCOMPARE(m_session->activityState(), ChatActivityState::processing);
             // A second message while the turn runs is dropped: one process per turn.
             const qint64 pid = m_lastService->processId();
-            session->adapter()->send("Another message", {});
+            m_session->adapter()->send("Another message", {});
             QCOMPARE(m_lastService->processId(), pid);
-            session->adapter()->interrupt();
+            m_session->adapter()->interrupt();
         });
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         QCOMPARE(turn.failures, 0);
         QCOMPARE(storedWith(MessageRole::system).size(), 0);
         QCOMPARE(storedWith(MessageRole::assistant).size(), 0);
         verifyAllComplete();
-        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        QCOMPARE(m_session->activityState(), ChatActivityState::idle);
         QVERIFY(!m_lastService->isTurnRunning());
-        QCOMPARE(fake.requests().size(), 1);
+        QCOMPARE(m_fake->requests().size(), 1);
     }
 
     void laterTurnsResumeTheThread_data()
@@ -311,21 +295,15 @@ private slots:
     void laterTurnsResumeTheThread()
     {
         QFETCH(PermissionMode, mode);
-        test::FakeCodexModel fake("two_turns.json");
-        QVERIFY(startModel(fake));
-        QString thread;
-        {
-            auto session = newSession();
-            ChatController chat = controller();
-            QVERIFY(send(*session, chat, "first question", {}, {}, mode).completed);
-            thread = storedChat()->claudeSessionId.value_or(QString());
-            QVERIFY(!thread.isEmpty());
-        }
+        QVERIFY(start("two_turns.json"));
+        QVERIFY(send("first question", {}, {}, mode).completed);
+        const QString thread = storedChat()->claudeSessionId.value_or(QString());
+        QVERIFY(!thread.isEmpty());
         // A new session for the same chat, as after a restart: it resumes the stored thread.
-        auto session = newSession();
-        ChatController chat = controller();
-        chat.bind(*session, model(), mode);
-        const Turn turn = send(*session, chat, "second question", {}, {}, mode);
+        m_session = newSession();
+        m_chat = controller();
+        m_chat->bind(*m_session, model(), mode);
+        const Turn turn = send("second question", {}, {}, mode);
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         QCOMPARE(m_lastService->lastArguments().mid(0, 3), (QStringList{"exec", "resume", thread}));
         QCOMPARE(m_lastService->lastArguments().contains("--dangerously-bypass-approvals-and-sandbox"),
@@ -333,12 +311,12 @@ private slots:
         QCOMPARE(storedChat()->claudeSessionId, std::optional<QString>(thread));
         QCOMPARE(assistantTexts(), (QStringList{"Answer to the first question.", "Answer to the second question."}));
         // codex sent the earlier exchange along: the thread really continued.
-        const QVariantMap last = fake.requests().last().value("body").toMap();
+        const QVariantMap last = m_fake->requests().last().value("body").toMap();
         QVERIFY(QJsonDocument::fromVariant(last).toJson().contains("Answer to the first question."));
         QCOMPARE(storedWith(MessageRole::system).size(), 0);
 
         // A third turn on the same adapter resumes too.
-        QVERIFY(send(*session, chat, "anything else", {}, {}, mode).completed);
+        QVERIFY(send("anything else", {}, {}, mode).completed);
         QCOMPARE(m_lastService->lastArguments().mid(0, 3), (QStringList{"exec", "resume", thread}));
         QCOMPARE(storedChat()->claudeSessionId, std::optional<QString>(thread));
     }
@@ -349,35 +327,30 @@ private slots:
         const QString lost = QUuid::createUuid().toString(QUuid::WithoutBraces);
         {
             StoreContext &ctx = m_store->mainContext();
-            auto record = ctx.get<Chat>(m_chatId);
-            record->claudeSessionId = lost;
+            ctx.get<Chat>(m_chatId)->claudeSessionId = lost;
             Message question;
             question.chatId = m_chatId;
             question.content = "What colour is the sky?";
             question.timestamp = QDateTime::currentDateTime().addSecs(-60);
-            Message answer;
-            answer.chatId = m_chatId;
+            Message answer = question;
+            answer.id = QUuid::createUuid();
             answer.role = MessageRole::assistant;
             answer.content = "Blue, mostly.";
-            answer.timestamp = QDateTime::currentDateTime().addSecs(-50);
+            answer.timestamp = question.timestamp.addSecs(10);
             ctx.insert(question);
             ctx.insert(answer);
             QVERIFY(ctx.save().ok());
         }
-        test::FakeCodexModel fake("plain_text.json");
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
-        chat.bind(*session, model(), PermissionMode::acceptEdits);
-        const Turn turn = send(*session, chat, "And at night?");
+        QVERIFY(start("plain_text.json"));
+        m_chat->bind(*m_session, model(), PermissionMode::acceptEdits);
+        const Turn turn = send("And at night?");
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         QCOMPARE(turn.failures, 0);
         QCOMPARE(assistantTexts(), (QStringList{"Blue, mostly.", "Hello from the fake model."}));
         const QString thread = storedChat()->claudeSessionId.value_or(QString());
-        QVERIFY(!thread.isEmpty());
-        QVERIFY(thread != lost);
+        QVERIFY(!thread.isEmpty() && thread != lost);
         QCOMPARE(m_lastService->lastArguments().mid(0, 2), (QStringList{"exec", "--json"}));
-        const QString input = lastUserInput(fake);
+        const QString input = lastUserInput();
         QVERIFY2(input.contains("Blue, mostly.") && input.contains("And at night?"), qPrintable(input));
         const auto notes = storedWith(MessageRole::system);
         QCOMPARE(notes.size(), 1); // the note about the replay, no error
@@ -388,27 +361,23 @@ private slots:
     {
         // As the automation does: the next prompt goes out while the previous turn's end is
         // being handled.
-        test::FakeCodexModel fake("reply_then_hang.json");
-        QVERIFY(startModel(fake));
-        auto session = newSession();
-        ChatController chat = controller();
+        QVERIFY(start("reply_then_hang.json"));
         bool followed = false;
-        connect(session.get(), &ChatSession::turnCompleted, this, [&] {
-            if (std::exchange(followed, true))
-                return;
-            QVERIFY(chat.sendMessage(*session, "second question", {}, model(), PermissionMode::acceptEdits).ok());
+        connect(m_session.get(), &ChatSession::turnCompleted, this, [&] {
+            if (!std::exchange(followed, true))
+                QVERIFY(m_chat->sendMessage(*m_session, "second question", {}, model(), PermissionMode::acceptEdits).ok());
         });
-        QVERIFY(send(*session, chat, "first question").completed);
+        QVERIFY(send("first question").completed);
         QVERIFY(followed);
         QDeadlineTimer deadline(30000);
-        while (fake.requests().size() < 2 && !deadline.hasExpired())
+        while (m_fake->requests().size() < 2 && !deadline.hasExpired())
             QTest::qWait(20);
         QVERIFY(m_lastService->isTurnRunning());
-        QCOMPARE(session->activityState(), ChatActivityState::processing);
-        QSignalSpy done(session.get(), &ChatSession::turnCompleted);
-        session->adapter()->interrupt();
+        QCOMPARE(m_session->activityState(), ChatActivityState::processing);
+        QSignalSpy done(m_session.get(), &ChatSession::turnCompleted);
+        m_session->adapter()->interrupt();
         QVERIFY(done.wait(30000));
-        QCOMPARE(session->activityState(), ChatActivityState::idle);
+        QCOMPARE(m_session->activityState(), ChatActivityState::idle);
     }
 
     void imageReachesTheModel_data()
@@ -421,47 +390,28 @@ private slots:
     void imageReachesTheModel()
     {
         QFETCH(bool, onDisk);
-        test::FakeCodexModel fake("image.json");
-        QVERIFY(startModel(fake));
+        const QByteArray tinyPng = QByteArray::fromBase64( // 1x1
+            "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8BQDwAEhQGAhKmMIQAAAABJRU5ErkJggg==");
+        QVERIFY(start("image.json"));
         Attachment image;
         image.type = AttachmentType::image;
         image.fileName = "dot.png";
         image.mediaType = "image/png";
-        image.fileSize = TinyPng.size();
+        image.fileSize = tinyPng.size();
         if (onDisk) {
-            const QString path = m_env->path("dot.png");
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(TinyPng);
-            file.close();
-            image.fileURL = QUrl::fromLocalFile(path);
+            QFile file(m_env->path("dot.png"));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(tinyPng) == tinyPng.size());
+            image.fileURL = QUrl::fromLocalFile(file.fileName());
         } else {
-            image.data = TinyPng;
+            image.data = tinyPng;
         }
-        auto session = newSession();
-        ChatController chat = controller();
-        const Turn turn = send(*session, chat, "What is in the picture?", {image});
+        const Turn turn = send("What is in the picture?", {image});
         QVERIFY2(turn.completed, qPrintable(turn.failure));
         QCOMPARE(assistantTexts(), QStringList{"I see a small picture."});
-        const QString input = lastUserInput(fake);
-        QVERIFY2(input.contains("\"type\":\"input_image\""), qPrintable(input.left(300)));
-        QVERIFY2(input.contains("data:image/png;base64,"), qPrintable(input.left(300)));
-        QVERIFY2(input.contains("What is in the picture?"), qPrintable(input.left(300)));
-    }
-
-    void missingToolSaysWhereWeLooked()
-    {
-        auto session = newSession();
-        ChatController chat([this](AgentType) -> std::unique_ptr<AgentAdapter> {
-            return std::make_unique<CodexSDKService>(locateTool(AgentTool::codex, m_env->path("nowhere/codex")));
-        });
-        const Turn turn = send(*session, chat, "Hello");
-        QVERIFY(!turn.completed);
-        QVERIFY2(turn.failure.contains("The codex command was not found"), qPrintable(turn.failure));
-        QVERIFY2(turn.failure.contains(m_env->path("nowhere/codex")), qPrintable(turn.failure));
-        const auto system = storedWith(MessageRole::system);
-        QCOMPARE(system.size(), 1);
-        QVERIFY(system[0]->content.startsWith("Error: The codex command was not found"));
+        const QString input = lastUserInput();
+        QVERIFY2(input.contains("\"type\":\"input_image\"") && input.contains("data:image/png;base64,")
+                     && input.contains("What is in the picture?"),
+                 qPrintable(input.left(300)));
     }
 };
 

@@ -18,16 +18,6 @@ Attachment textFile(const QString &name, const QString &path)
     return a;
 }
 
-Attachment pastedImage(const QByteArray &data)
-{
-    Attachment a;
-    a.type = AttachmentType::image;
-    a.fileName = "pasted.png";
-    a.mediaType = "image/png";
-    a.data = data;
-    return a;
-}
-
 } // namespace
 
 class CodexTurnInputTest : public QObject
@@ -83,19 +73,16 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QList<Attachment>>("attachments");
         QTest::addColumn<QString>("expectedPrompt");
-        QTest::addColumn<int>("expectedImages");
+        QTest::addColumn<QByteArrayList>("images"); // the bytes of each image file handed to codex
 
         QVERIFY(m_dir.isValid());
-        const QString notes = m_dir.filePath("notes.txt");
-        QFile file(notes);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("line one\nline two\n");
-        file.close();
-        const QString binary = m_dir.filePath("binary.bin");
-        QFile bin(binary);
-        QVERIFY(bin.open(QIODevice::WriteOnly));
-        bin.write("\xff\xfe\x00zz", 5);
-        bin.close();
+        const auto write = [this](const QString &name, const QByteArray &content) {
+            QFile file(m_dir.filePath(name));
+            return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() ? file.fileName() : QString();
+        };
+        const QString notes = write("notes.txt", "line one\nline two\n");
+        const QString binary = write("binary.bin", QByteArray("\xff\xfe\x00zz", 5));
+        QVERIFY(!notes.isEmpty() && !binary.isEmpty());
 
         Attachment pdf;
         pdf.type = AttachmentType::pdf;
@@ -106,19 +93,26 @@ private slots:
         imageOnDisk.fileURL = QUrl::fromLocalFile(notes); // any existing file stands in for a picture
         Attachment imageWithoutAnything;
         imageWithoutAnything.type = AttachmentType::image;
+        Attachment pasted = imageWithoutAnything;
+        pasted.fileName = "pasted.png";
+        pasted.mediaType = "image/png";
+        pasted.data = QByteArray("\x89PNG\r\n", 6);
 
-        QTest::newRow("text only") << "hi" << QList<Attachment>{} << "hi" << 0;
-        QTest::newRow("empty text, nothing usable: one blank") << "" << QList<Attachment>{pdf} << " " << 0;
+        const QByteArrayList none;
+        QTest::newRow("text only") << "hi" << QList<Attachment>{} << "hi" << none;
+        QTest::newRow("empty text, nothing usable: one blank") << "" << QList<Attachment>{pdf} << " " << none;
         QTest::newRow("text file appended")
             << "see this" << QList<Attachment>{textFile("notes.txt", notes)}
-            << "see this\n\n--- attachment: notes.txt ---\nline one\nline two\n" << 0;
+            << "see this\n\n--- attachment: notes.txt ---\nline one\nline two\n" << none;
         QTest::newRow("unreadable and missing text files are skipped")
             << "x" << QList<Attachment>{textFile("binary.bin", binary), textFile("gone.txt", m_dir.filePath("gone.txt"))}
-            << "x" << 0;
-        QTest::newRow("image on disk by its path") << "look" << QList<Attachment>{imageOnDisk} << "look" << 1;
-        QTest::newRow("pasted image written for codex") << "look" << QList<Attachment>{pastedImage("PNGDATA")} << "look" << 1;
+            << "x" << none;
+        QTest::newRow("image on disk by its path")
+            << "look" << QList<Attachment>{imageOnDisk} << "look" << QByteArrayList{"line one\nline two\n"};
+        QTest::newRow("pasted image written for codex, byte for byte")
+            << "look" << QList<Attachment>{pasted} << "look" << QByteArrayList{pasted.data};
         QTest::newRow("image with neither file nor bytes dropped")
-            << "look" << QList<Attachment>{imageWithoutAnything} << "look" << 0;
+            << "look" << QList<Attachment>{imageWithoutAnything} << "look" << none;
     }
 
     void prompt()
@@ -126,25 +120,19 @@ private slots:
         QFETCH(QString, text);
         QFETCH(QList<Attachment>, attachments);
         QFETCH(QString, expectedPrompt);
-        QFETCH(int, expectedImages);
+        QFETCH(QByteArrayList, images);
         QTemporaryDir scratch;
         const codexturn::Input input = codexturn::build(text, attachments, scratch.path());
         QCOMPARE(input.prompt, expectedPrompt);
-        QCOMPARE(input.imagePaths.size(), expectedImages);
-        for (const QString &path : input.imagePaths)
-            QVERIFY2(QFile::exists(path), qPrintable(path));
-    }
-
-    void pastedImageKeepsItsBytes()
-    {
-        QTemporaryDir scratch;
-        const codexturn::Input input =
-            codexturn::build("x", {pastedImage(QByteArray("\x89PNG\r\n", 6))}, scratch.path());
-        QCOMPARE(input.imagePaths.size(), 1);
-        QVERIFY(input.imagePaths[0].endsWith(".png"));
-        QFile file(input.imagePaths[0]);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), QByteArray("\x89PNG\r\n", 6));
+        QByteArrayList written;
+        for (const QString &path : input.imagePaths) {
+            QFile file(path);
+            QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(path));
+            written << file.readAll();
+            if (path.startsWith(scratch.path())) // written by us: named for its type
+                QVERIFY2(path.endsWith(".png"), qPrintable(path));
+        }
+        QCOMPARE(written, images);
     }
 
     void failureText_data()
