@@ -95,6 +95,10 @@ void ClaudeSDKService::send(const QString &text, const QList<Attachment> &attach
         logLine(Tag, QStringLiteral("Process not running, relaunching for new message"));
         const std::optional<Profile> place = profile() ? std::optional<Profile>(*profile()) : std::nullopt;
         launch(m_workingDirectory, m_model, m_sessionId, place ? &*place : nullptr);
+        if (!isLaunched()) {
+            endTurn(); // the launch has told the chat why
+            return;
+        }
     }
     if (!m_process || !isLaunched()) {
         failTurn(1, QStringLiteral("Process not launched"));

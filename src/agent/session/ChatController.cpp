@@ -151,7 +151,16 @@ Status ChatController::startAgent(ChatSession &session, const AgentModelDescript
         sessionId = chat->claudeSessionId.value_or(QString());
     }
     session.beginAgentStart(seedPrompt);
-    session.adapter()->launch(session.workingDirectory(), model.cliFlag, sessionId, profile.get());
+    // A launch that fails at once (a missing command) has told the chat why by the time it returns.
+    QString launchFailure;
+    {
+        QObject listening;
+        QObject::connect(&session, &ChatSession::turnFailed, &listening,
+                         [&launchFailure](const QUuid &, const QString &description) { launchFailure = description; });
+        session.adapter()->launch(session.workingDirectory(), model.cliFlag, sessionId, profile.get());
+    }
+    if (!session.adapter()->isLaunched())
+        return Error(launchFailure.isEmpty() ? QStringLiteral("The agent could not be started") : launchFailure);
     if (!sessionId.isEmpty())
         logLine(Tag, QStringLiteral("SDK service launched, resuming session: ") + sessionId);
     else if (!chat || !chat->pendingProfileMigration)

@@ -250,8 +250,7 @@ InputStatus ChatSession::inputStatus() const
 
 void ChatSession::updateInputStatus()
 {
-    if (isAgentStarted())
-        later(&ChatSession::inputStatusChanged, inputStatus());
+    later(&ChatSession::inputStatusChanged, inputStatus());
 }
 
 void ChatSession::didInitialize(const AgentSessionInfo &info)
@@ -441,6 +440,9 @@ void ChatSession::didComplete(const AgentResult &result)
 void ChatSession::didFail(const AgentError &error)
 {
     removeInitializingIndicator();
+    // A launch that failed leaves nothing initializing: the next message tries again.
+    if (m_agentState == AgentState::starting && (!m_adapter || !m_adapter->isLaunched()))
+        m_agentState = AgentState::notStarted;
     endTurn(TurnEnd::failed);
     const QString description = error.message;
     const auto type = sessiontext::isAuthenticationFailure(description) ? MessageContentType::authError

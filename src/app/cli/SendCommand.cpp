@@ -255,7 +255,8 @@ int sendCommand(const QStringList &arguments)
     controller.bind(session, *model, mode);
     printer.skipExisting();
     if (Status sent = controller.sendMessage(session, prompt, attached, *model, mode); !sent) {
-        printErr(QStringLiteral("corvane-cli: ") + sent.error().message);
+        if (status == 0) // a failed launch has been printed as the turn's failure
+            printErr(QStringLiteral("corvane-cli: ") + sent.error().message);
         return 1;
     }
     loop.exec();

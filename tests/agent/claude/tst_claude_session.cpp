@@ -255,9 +255,16 @@ private slots:
     {
         QVERIFY(start("plain_text.json"));
         m_chat = controller(m_env->path("no/claude"));
-        const Turn turn = send("Anyone there?");
-        QVERIFY(!turn.completed);
-        QVERIFY2(turn.failure.contains("claude command was not found"), qPrintable(turn.failure));
+        // Said once per message: not again by the send, nor as a "not launched" afterthought.
+        for (int sent = 1; sent <= 2; ++sent) {
+            const Turn turn = send("Anyone there?");
+            QVERIFY(!turn.completed);
+            QVERIFY2(turn.failure.contains("claude command was not found"), qPrintable(turn.failure));
+            QCOMPARE(errorRows().size(), sent);
+            QVERIFY2(errorRows().last()->content.contains("claude command was not found"), qPrintable(errorRows().last()->content));
+        }
+        QCOMPARE(m_session->activityState(), ChatActivityState::idle);
+        QCOMPARE(m_session->inputStatus().text, QString()); // not "Initializing agent..." for ever
     }
 
     void aStallIsReportedOnce()
