@@ -508,10 +508,9 @@ void ChatSession::endTurn(TurnEnd end)
 
 void ChatSession::resetConversation()
 {
-    endTurn(TurnEnd::interrupted);
+    endTurn(TurnEnd::interrupted); // the turn's rows, prompts and activity start over here
     if (auto record = chat())
         record->claudeSessionId.reset();
-    save("clearConversation()");
     for (const auto &row : m_context->fetchOrEmpty<Message>(Query(where::eq("chatId", m_chatId))))
         m_context->remove(row);
     for (const auto &row : std::as_const(m_messages))
@@ -520,10 +519,8 @@ void ChatSession::resetConversation()
     m_messages.clear();
     m_unsettled.clear();
     m_initializing.reset();
-    m_turn = {};
     m_adapter.reset();
     m_agentState = AgentState::notStarted;
-    setActivityState(ChatActivityState::idle);
     later(&ChatSession::messagesChanged);
 }
 
