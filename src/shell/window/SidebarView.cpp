@@ -7,6 +7,7 @@
 #include "core/window/ProfilePage.h"
 #include "core/window/SidebarTree.h"
 #include "shell/window/ActivityColors.h"
+#include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QAction>
@@ -108,6 +109,7 @@ SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
     });
     connect(&m_model, &SidebarViewModel::projectsChanged, this, &SidebarView::rebuild);
     connect(&m_model, &SidebarViewModel::activityStatesChanged, this, &SidebarView::updateActivity);
+    connect(&m_model.lifecycle(), &WorkspaceLifecycleService::archivingWorkspaceIdsChanged, this, &SidebarView::showArchiving);
     rebuild();
 }
 
@@ -158,6 +160,7 @@ void SidebarView::rebuild()
             auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
             workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
             workspaceItem->setData(0, idRole, workspace.id);
+            workspaceItem->setData(0, nameRole, workspace.name);
             if (workspace.gitBranch)
                 workspaceItem->setToolTip(0, *workspace.gitBranch);
             m_items.insert(workspace.id, workspaceItem);
@@ -173,8 +176,23 @@ void SidebarView::rebuild()
         }
         projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
     }
+    showArchiving();
     m_tree->verticalScrollBar()->setValue(scrolled);
     setSelection(m_content, m_chatInWorkspace);
+}
+
+void SidebarView::showArchiving()
+{
+    const QSet<QUuid> &archiving = m_model.lifecycle().archivingWorkspaceIds();
+    for (QTreeWidgetItem *item : std::as_const(m_items)) {
+        if (item->data(0, kindRole).toInt() != int(ItemKind::workspace))
+            continue;
+        const bool busy = archiving.contains(item->data(0, idRole).toUuid());
+        const QString text = busy ? lifecycleText::archivingWorkspace : item->data(0, nameRole).toString();
+        if (item->text(0) != text)
+            item->setText(0, text);
+        item->setDisabled(busy);
+    }
 }
 
 bool SidebarView::updateChatRow(const QUuid &chatId, const QString &name, bool archived,

@@ -32,6 +32,7 @@ public:
     static constexpr int kindRole = Qt::UserRole;
     static constexpr int idRole = Qt::UserRole + 1;
     static constexpr int sortRole = Qt::UserRole + 2; // a chat's sortOrder
+    static constexpr int nameRole = Qt::UserRole + 3; // a workspace's name, while its row says it is archiving
 
     explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
 
@@ -70,6 +71,8 @@ signals:
 private:
     void updateActivity(const QUuid &chatId);
     void rebuildProfiles();
+    // Workspaces whose archive is under way say so on their row and take no clicks.
+    void showArchiving();
     void itemClicked(QTreeWidgetItem *item);
 
     SidebarViewModel &m_model;

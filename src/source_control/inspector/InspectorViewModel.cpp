@@ -138,7 +138,6 @@ void InspectorViewModel::apply(const Snapshot &s)
                          .arg(m_status.modifiedFiles.size()).arg(m_status.currentBranch.value_or(QStringLiteral("(detached)"))));
         emit changed();
     }
-    emit refreshed();
 }
 
 } // namespace corvane

@@ -22,7 +22,7 @@ class GitService;
 // a commit or a branch switch in a terminal), unless the user turned automatic refresh off.
 //
 // One per window, on the main thread. `changed` is emitted only for a refresh that changed
-// something; `refreshed` for every refresh.
+// something.
 class InspectorViewModel : public QObject
 {
     Q_OBJECT
@@ -56,7 +56,6 @@ public:
 
 signals:
     void changed();
-    void refreshed();
 
 private:
     // What one refresh read.

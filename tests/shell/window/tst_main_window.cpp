@@ -18,6 +18,7 @@
 #include "shell/window/WindowActions.h"
 #include "shell/window/WorkspaceTabBar.h"
 #include "core/Broadcasts.h"
+#include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "support/TestEnvironment.h"
 
@@ -259,6 +260,11 @@ private slots:
                 go = qobject_cast<QPushButton *>(button);
         QVERIFY(go);
         go->click();
+        // While git removes the worktree, the row says so and takes no clicks.
+        QTreeWidgetItem *row = window->sidebar()->item(stored->id);
+        QVERIFY(row);
+        QCOMPARE(row->text(0), lifecycleText::archivingWorkspace);
+        QVERIFY(row->isDisabled());
         QTRY_VERIFY_WITH_TIMEOUT(window->state().content().isEmpty(), 20000);
         QTRY_VERIFY(!QFileInfo::exists(tree));
         QVERIFY(context.get<Workspace>(stored->id)->isArchived());
