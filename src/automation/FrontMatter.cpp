@@ -105,6 +105,38 @@ QStringList list(const std::optional<QString> &value)
     return out;
 }
 
+QStringList allowedTools(const std::optional<QString> &value)
+{
+    if (!value)
+        return {};
+    QString text = trimBlanks(*value);
+    if (text.startsWith(QLatin1Char('[')))
+        text.remove(0, 1);
+    if (text.endsWith(QLatin1Char(']')))
+        text.chop(1);
+    QStringList out;
+    QString item;
+    int depth = 0;
+    auto finish = [&] {
+        if (const QString done = trimBlanks(item); !done.isEmpty())
+            out << done;
+        item.clear();
+    };
+    for (const QChar c : std::as_const(text)) {
+        if (c == QLatin1Char(',') && depth == 0) {
+            finish();
+            continue;
+        }
+        if (c == QLatin1Char('('))
+            ++depth;
+        else if (c == QLatin1Char(')'))
+            depth = std::max(0, depth - 1);
+        item += c;
+    }
+    finish();
+    return out;
+}
+
 std::optional<bool> boolean(const std::optional<QString> &value)
 {
     if (!value)

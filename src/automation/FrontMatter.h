@@ -33,6 +33,10 @@ FrontMatter parse(const QString &content);
 
 // "a, b" or "[a, b]": pieces trimmed, empty ones dropped, quotes kept. None gives an empty list.
 QStringList list(const std::optional<QString> &value);
+// A skill's "allowed-tools": like list(), but a comma inside round brackets does not split,
+// so "[Bash(git add:*, git status:*), Read]" is two entries. A leading "[" and a trailing "]"
+// are dropped each on its own.
+QStringList allowedTools(const std::optional<QString> &value);
 // "true", "yes", "1" and "false", "no", "0", in any case; anything else, or none, gives none.
 std::optional<bool> boolean(const std::optional<QString> &value);
 

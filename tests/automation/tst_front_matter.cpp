@@ -91,6 +91,26 @@ private slots:
         QCOMPARE(frontmatter::list(value), items);
     }
 
+    void allowedTools_data()
+    {
+        QTest::addColumn<MaybeText>("value");
+        QTest::addColumn<QStringList>("items");
+        QTest::newRow("none") << MaybeText() << QStringList();
+        QTest::newRow("empty brackets") << MaybeText("[]") << QStringList();
+        QTest::newRow("commas inside round brackets") << MaybeText("[Bash(git add:*, git status:*), Read]")
+                                                      << QStringList{"Bash(git add:*, git status:*)", "Read"};
+        QTest::newRow("depth never below zero") << MaybeText("a)),b") << QStringList{"a))", "b"};
+        QTest::newRow("an unclosed bracket keeps the rest") << MaybeText("Bash(x, y") << QStringList{"Bash(x, y"};
+        QTest::newRow("only a closing bracket dropped") << MaybeText("Read, Edit]") << QStringList{"Read", "Edit"};
+    }
+
+    void allowedTools()
+    {
+        QFETCH(MaybeText, value);
+        QFETCH(QStringList, items);
+        QCOMPARE(frontmatter::allowedTools(value), items);
+    }
+
     void boolean_data()
     {
         QTest::addColumn<MaybeText>("value");
