@@ -182,7 +182,11 @@ Result<qint64> StoreContext::countErased(const RecordOps &ops, const Predicate &
         return s.error();
     if (sqlite3_step(*stmt) != SQLITE_ROW)
         return (*connection)->lastError(QStringLiteral("Counting %1").arg(ops.entity->name));
-    return qint64(sqlite3_column_int64(*stmt, 0));
+    const qint64 count = sqlite3_column_int64(*stmt, 0);
+    // A statement left on its row keeps its read transaction open, and a connection holding an
+    // old snapshot cannot write once another thread has: its next save would fail at once.
+    sqlite3_reset(*stmt);
+    return count;
 }
 
 bool StoreContext::hasChanges() const
@@ -350,9 +354,12 @@ void StoreContext::mergeChanges(const StoreChanges &changes)
             if (!stmt)
                 continue;
             store::ColumnCodec<QUuid>::bind(*stmt, 1, id);
-            if (sqlite3_step(*stmt) != SQLITE_ROW)
+            if (sqlite3_step(*stmt) != SQLITE_ROW) {
+                sqlite3_reset(*stmt);
                 continue;
+            }
             auto fresh = ops->read(*stmt);
+            sqlite3_reset(*stmt); // ends the read: see countErased()
             ops->assign(it->object.get(), fresh.get());
             it->snapshot = std::move(fresh);
             mergedAny = true;

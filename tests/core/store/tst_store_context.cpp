@@ -291,28 +291,40 @@ private slots:
     void backgroundContextsUseTheirOwnConnection()
     {
         auto store = openStore();
-        Chat chat;
-        store->mainContext().insert(chat);
+        auto chat = store->mainContext().insert(Chat());
         QVERIFY(store->mainContext().save().ok());
         QSignalSpy didSave(store.get(), &Store::didSave);
 
-        QThread thread;
-        bool ok = false;
-        QObject::connect(&thread, &QThread::started, [&] {
-            auto ctx = store->newContext();
-            for (int i = 0; i < 50; ++i) {
-                Message m;
-                m.chatId = chat.id;
-                ctx->insert(m);
-            }
-            ok = ctx->save().ok();
-            thread.quit();
-        });
-        thread.start();
-        QVERIFY(thread.wait(10000));
-        QVERIFY(ok);
+        // A worker thread writes: messages, and the chat the main context holds.
+        auto writeInBackground = [&](int round) {
+            QThread thread;
+            bool ok = false;
+            QObject::connect(&thread, &QThread::started, [&] {
+                auto ctx = store->newContext();
+                for (int i = 0; i < 50; ++i) {
+                    Message m;
+                    m.chatId = chat->id;
+                    ctx->insert(m);
+                }
+                ctx->get<Chat>(chat->id)->name = QStringLiteral("round %1").arg(round);
+                ok = ctx->save().ok();
+                thread.quit();
+            });
+            thread.start();
+            return thread.wait(10000) && ok;
+        };
+        QVERIFY(writeInBackground(1));
         QTRY_COMPARE(didSave.count(), 1);
+        QTRY_COMPARE(chat->name, QStringLiteral("round 1")); // merged into the held record
         QCOMPARE(store->mainContext().count<Message>().valueOr(-1), 50);
+        // Reading (a merge, a count) leaves no transaction open: the main thread can still write
+        // after the worker wrote again.
+        QVERIFY(writeInBackground(2));
+        QTRY_COMPARE(chat->name, QStringLiteral("round 2"));
+        QVERIFY(writeInBackground(3));
+        chat->name = QStringLiteral("main");
+        const Status saved = store->mainContext().save();
+        QVERIFY2(saved.ok(), saved ? "" : qPrintable(saved.error().message));
     }
 
     void heldRecordsArePrunedWhenNobodyHoldsThem()
