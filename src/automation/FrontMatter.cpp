@@ -50,7 +50,8 @@ QStringList lines(const QString &content)
 
 FrontMatter parse(const QString &content)
 {
-    const FrontMatter none{{}, content};
+    FrontMatter none;
+    none.body = content;
     if (!trimmed(content, [](QChar c) { return c.isSpace(); }).startsWith(QLatin1String("---")))
         return none;
     const QStringList all = lines(content);
@@ -70,8 +71,11 @@ FrontMatter parse(const QString &content)
     std::optional<QString> key;
     QString value;
     auto store = [&] {
-        if (key)
-            result.fields.insert(*key, trimBlanks(value));
+        if (!key)
+            return;
+        if (!result.fields.contains(*key))
+            result.keys.append(*key);
+        result.fields.insert(*key, trimBlanks(value));
     };
     for (qsizetype i = 1; i < closing; ++i) {
         const QString &line = all.at(i);

@@ -17,6 +17,7 @@ struct FrontMatter
 {
     QHash<QString, QString> fields; // values trimmed of blanks and tabs; keys exact, with case
     QString body;                   // line breaks trimmed at both ends, blanks kept
+    QStringList keys;               // in the order they first appear, so a rewrite keeps it
 
     std::optional<QString> value(const QString &key) const
     {
