@@ -1,5 +1,8 @@
 // corvane-cli as a script would use it: separate processes on one store, the real claude
 // behind it talking to the scripted model stand-in.
+#include "core/Paths.h"
+#include "core/store/Store.h"
+#include "planning/SkillsService.h"
 #include "support/FakeCodexModel.h"
 #include "support/FakeModel.h"
 #include "support/TestEnvironment.h"
@@ -8,6 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace corvane;
@@ -68,6 +72,13 @@ private slots:
         QTest::newRow("attachment of an unknown type") << QStringList{"send", "--project", "/tmp", "--attach", "/etc/hostname", "hi"}
                                                        << "This file type is not supported. Use PNG, JPEG, GIF, WebP, or PDF.";
         QTest::newRow("messages of a bad id") << QStringList{"messages", "--chat", "nope"} << "is not a chat id";
+        QTest::newRow("flows of a missing folder") << QStringList{"flows", "--project", "/no/such/folder"} << "is not a folder";
+        QTest::newRow("skill restore without a version") << QStringList{"skill", "restore", "--file", "/tmp/x.md"}
+                                                         << "usage: corvane-cli skill history --file PATH";
+        QTest::newRow("skill restore to version zero")
+            << QStringList{"skill", "restore", "--file", "/tmp/x.md", "--version", "0"} << "\"0\" is not a version number";
+        QTest::newRow("skill history of no skill") << QStringList{"skill", "history", "--file", "/tmp/none.md"}
+                                                   << "no skill or command at /tmp/none.md";
         QTest::newRow("messages of an unknown chat")
             << QStringList{"messages", "--chat", QUuid::createUuid().toString(QUuid::WithoutBraces)} << "no chat with the id";
     }
@@ -79,6 +90,59 @@ private slots:
         const Run run = cli(args);
         QVERIFY(run.exitCode != 0);
         QVERIFY2((run.out + run.err).contains(message.toUtf8()), run.out + run.err);
+    }
+
+    void definitionsListedAndASkillRestored()
+    {
+        const QString project = m_env->path("app");
+        QVERIFY(QDir().mkpath(project + "/.corvane/flows"));
+        QFile ship(project + "/.corvane/flows/ship.md");
+        QVERIFY(ship.open(QIODevice::WriteOnly) && ship.write("---\nname: ship\n---\nShip it.\n") > 0);
+        ship.close();
+        Run run = cli({"flows", "--project", project});
+        QCOMPARE(run.exitCode, 0);
+        const QString home = QDir::homePath();
+        QCOMPARE(run.out, QStringLiteral("build-and-test\tuser\t%1/.claude/flows/build-and-test.md\n"
+                                         "quick-fix\tuser\t%1/.claude/flows/quick-fix.md\n"
+                                         "ship\tproject\t%2/.corvane/flows/ship.md\n").arg(home, project).toUtf8());
+        run = cli({"agents"});
+        QCOMPARE(run.out, QStringLiteral("planner\tuser\t%1/.claude/agents/planner.md\n"
+                                         "reviewer\tuser\t%1/.claude/agents/reviewer.md\n").arg(home).toUtf8());
+
+        // Two saves in the window make two versions; the cli lists them and restores the first.
+        const QString notes = home + "/.claude/commands/notes.md";
+        QVERIFY(QDir().mkpath(home + "/.claude/commands"));
+        auto write = [&](const QByteArray &text) {
+            QFile file(notes);
+            return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(text) == text.size();
+        };
+        QVERIFY(write("---\nname: notes\n---\nfirst\n"));
+        run = cli({"skills"});
+        QCOMPARE(run.out, QStringLiteral("notes\tuser\t%1\n").arg(notes).toUtf8());
+        {
+            auto store = Store::open(paths::storeFile()).value();
+            SkillsService skills(store);
+            QSignalSpy done(&skills, &DefinitionService::reloaded);
+            skills.reload({});
+            QVERIFY(done.wait(5000));
+            const auto skill = skills.skills().first();
+            QVERIFY(skills.saveSkill(skill, {"notes", "", "", "", "", "second\n"}));
+            QVERIFY(skills.saveSkill(skill, {"notes", "", "", "", "", "third\n"}));
+        }
+        run = cli({"skill", "history", "--file", notes});
+        QCOMPARE(run.exitCode, 0);
+        const QList<QByteArray> lines = run.out.trimmed().split('\n');
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines[0].startsWith("v2\t") && lines[0].endsWith("\t-\tnotes.md"), lines[0]);
+        QVERIFY(lines[1].startsWith("v1\t"));
+        run = cli({"skill", "restore", "--file", notes, "--version", "1"});
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out, QStringLiteral("Restored %1 to v1; the state before is v3\n").arg(notes).toUtf8());
+        QFile restored(notes);
+        QVERIFY(restored.open(QIODevice::ReadOnly));
+        QCOMPARE(restored.readAll(), QByteArray("---\nname: notes\n---\nfirst\n"));
+        run = cli({"skill", "history", "--file", notes});
+        QVERIFY2(run.out.startsWith("v3\t") && run.out.contains("\tRestored to v1\t"), run.out);
     }
 
     void sendThenReadBack()

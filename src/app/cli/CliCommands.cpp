@@ -2,6 +2,7 @@
 
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
+#include "app/cli/DefinitionCommands.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/WorkspaceCommands.h"
@@ -60,6 +61,15 @@ Commands:
       Archiving removes the workspace's worktree; deleting is permanent. When work
       would be lost (uncommitted changes, unpushed commits), and for any delete,
       prints what and exits 1 unless --yes is given.
+  flows|agents|skills [--project DIR]
+      Reads the definition files again and prints one line per flow, subagent, or
+      skill and command: name, scope (user or project), file. The user's come
+      with every project's, or with DIR's only.
+  skill history --file PATH
+      The skill's saved versions, newest first: vN, time, label, files.
+  skill restore --file PATH --version N
+      Saves the skill's present state as a new version, then writes version N
+      back (a folder skill loses files that version did not have).
   help
       This text.
 
@@ -193,6 +203,10 @@ int run(const QStringList &arguments)
         return listWorkspaces(rest);
     if (command == QLatin1String("workspace"))
         return workspaceCommand(rest);
+    if (command == QLatin1String("flows") || command == QLatin1String("agents") || command == QLatin1String("skills"))
+        return listDefinitions(command, rest);
+    if (command == QLatin1String("skill"))
+        return skillCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;
