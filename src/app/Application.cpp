@@ -4,6 +4,10 @@
 #include "agent/session/SessionManager.h"
 #include "agent/session/ChatController.h"
 #include "app/AgentServices.h"
+#include "automation/AgentDefinitionsService.h"
+#include "automation/AutomationFlowsService.h"
+#include "planning/SkillsService.h"
+#include "shell/tools/ToolPages.h"
 #include "shell/chat/ChatView.h"
 #include "shell/chat/FloatingPromptCoordinator.h"
 #include "core/window/WindowNavigator.h"
@@ -89,6 +93,7 @@ bool Application::start()
     SessionManager *sessions = &m_agents->sessions();
     m_lifecycle->setSessionCloser([sessions](const QUuid &chatId) { sessions->closeSession(chatId); });
     m_lifecycle->setWorkspaceCloser([sessions](const QUuid &workspaceId) { sessions->removeGitMonitor(workspaceId); });
+    startDefinitionServices();
 
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
@@ -97,9 +102,29 @@ bool Application::start()
     return true;
 }
 
+void Application::startDefinitionServices()
+{
+    m_flows = std::make_unique<AutomationFlowsService>(m_store);
+    m_agentDefinitions = std::make_unique<AgentDefinitionsService>(m_store);
+    m_skills = std::make_unique<SkillsService>(m_store);
+    m_definitions.reset(new DefinitionServices{*m_flows, *m_agentDefinitions, *m_skills});
+    // The tools scan when first shown; from then on a project added or removed is scanned too.
+    connect(&m_store->mainContext(), &StoreContext::saved, this, [this](const StoreChanges &changes) {
+        if (!changes.touches(QStringLiteral("Project")))
+            return;
+        QStringList folders;
+        for (const auto &project : m_store->mainContext().fetchOrEmpty<Project>())
+            folders.append(project->path);
+        for (DefinitionService *service : std::initializer_list<DefinitionService *>{m_flows.get(), m_agentDefinitions.get(), m_skills.get()})
+            if (service->isWatching())
+                service->reload(folders);
+    });
+}
+
 MainWindow *Application::openMainWindow()
 {
-    const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle};
+    const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
+                                  m_definitions.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);
@@ -235,6 +260,10 @@ void Application::shutdown()
     ProcessReaper::shared().drain();
     m_branchSync.reset();
     m_lifecycle.reset();
+    m_definitions.reset();
+    m_skills.reset();
+    m_agentDefinitions.reset();
+    m_flows.reset();
 }
 
 } // namespace corvane

@@ -10,7 +10,11 @@
 
 namespace corvane {
 
+class AgentDefinitionsService;
 class AgentServices;
+class AutomationFlowsService;
+class SkillsService;
+struct DefinitionServices;
 class BranchSync;
 class WorkspaceLifecycleService;
 class AppSettings;
@@ -42,6 +46,7 @@ signals:
     void firstWindowShown();
 
 private:
+    void startDefinitionServices();
     void openOnboarding();
     void connectAgents(MainWindow &window);
     void showChat(const QUuid &chatId);
@@ -57,6 +62,10 @@ private:
     std::unique_ptr<AgentServices> m_agents;
     std::unique_ptr<BranchSync> m_branchSync;
     std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
+    std::unique_ptr<AutomationFlowsService> m_flows;
+    std::unique_ptr<AgentDefinitionsService> m_agentDefinitions;
+    std::unique_ptr<SkillsService> m_skills;
+    std::unique_ptr<DefinitionServices> m_definitions;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

@@ -168,13 +168,23 @@ void ContentArea::showChat(const QUuid &chatId, const QString &title)
     setCurrentWidget(m_chatPage);
 }
 
-void ContentArea::showTool(const PinnedTool &tool)
+QWidget *ContentArea::showTool(const PinnedTool &tool)
 {
     delete m_chatView;
     m_chatViewId.reset();
+    QWidget *page = m_toolPages.value(tool.id);
+    if (!page && m_toolFactory && (page = m_toolFactory(tool.id))) {
+        m_toolPages.insert(tool.id, page);
+        addWidget(page);
+    }
+    if (page) {
+        setCurrentWidget(page);
+        return page;
+    }
     m_toolTitle->setText(tool.name);
     m_toolDescription->setText(tool.description);
     setCurrentWidget(m_toolPage);
+    return nullptr;
 }
 
 } // namespace corvane

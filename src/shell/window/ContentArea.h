@@ -3,6 +3,7 @@
 #include "core/window/PinnedTool.h"
 #include "shell/window/WorkspaceTabBar.h"
 
+#include <QHash>
 #include <QPointer>
 #include <QStackedWidget>
 #include <QUuid>
@@ -18,6 +19,8 @@ namespace corvane {
 
 // Makes the widget that shows one chat; the window owns what it returns.
 using ChatViewFactory = std::function<QWidget *(const QUuid &chatId)>;
+// Makes the page of a tool, or null for a tool that has none yet; made once and kept.
+using ToolPageFactory = std::function<QWidget *(const QString &toolId)>;
 
 // The content column: one page at a time, for the empty state, a project, a workspace with its
 // tab bar of chats, a chat on its own, or a tool. The chat itself is drawn by the widget the
@@ -30,13 +33,15 @@ public:
     explicit ContentArea(QWidget *parent = nullptr);
 
     void setChatViewFactory(ChatViewFactory factory);
+    void setToolPageFactory(ToolPageFactory factory) { m_toolFactory = std::move(factory); }
 
     void showEmpty();
     void showProject(const QString &name, const QString &path);
     void showWorkspace(const QString &name, const QList<WorkspaceTabBar::Tab> &tabs, std::optional<QUuid> chatId,
                        const QString &chatTitle);
     void showChat(const QUuid &chatId, const QString &title);
-    void showTool(const PinnedTool &tool);
+    // The tool's own page when it has one, else its name and description. Returns that page.
+    QWidget *showTool(const PinnedTool &tool);
 
     WorkspaceTabBar *tabBar() const { return m_tabBar; }
     // The widget that shows the current chat, or null.
@@ -54,6 +59,8 @@ private:
     void placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title);
 
     ChatViewFactory m_factory;
+    ToolPageFactory m_toolFactory;
+    QHash<QString, QWidget *> m_toolPages;
     QWidget *m_emptyPage;
     QWidget *m_projectPage;
     QWidget *m_workspacePage;

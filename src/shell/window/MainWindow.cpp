@@ -12,6 +12,7 @@
 #include "core/window/ShortcutBindings.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/tools/ToolPages.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
@@ -123,6 +124,12 @@ void MainWindow::buildColumns()
     m_sidebar->setMinimumWidth(200);
     m_sidebar->setMaximumWidth(350);
     m_content = new ContentArea;
+    if (DefinitionServices *definitions = m_services.definitions) {
+        StoreContext *context = &m_services.context;
+        m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
+            return makeToolPage(toolId, *definitions, *context, m_content);
+        });
+    }
     m_inspector = new InspectorView;
     AppSettings *settings = &m_services.settings;
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
@@ -303,6 +310,8 @@ void MainWindow::selectInSidebar()
 
 void MainWindow::refresh()
 {
+    if (m_state->content().kind != ContentState::Kind::tool)
+        m_shownTool.clear();
     m_refreshQueued = false;
     selectInSidebar();
     m_sidebar->setActiveProfile(m_state->activeProfileId());
@@ -333,7 +342,9 @@ void MainWindow::drawContent()
     case ContentState::Kind::tool:
         if (const PinnedTool *tool = pinnedTool(content.toolId)) {
             inspectDirectory(std::nullopt);
-            m_content->showTool(*tool);
+            QWidget *page = m_content->showTool(*tool);
+            if (std::exchange(m_shownTool, tool->id) != tool->id)
+                refreshToolPage(page);
             m_inspector->showSubject(tool->name, tool->description);
         }
         return;

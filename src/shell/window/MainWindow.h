@@ -28,6 +28,7 @@ class WorkspaceLifecycleService;
 class StoreContext;
 struct StoreChanges;
 class WindowActions;
+struct DefinitionServices;
 class WindowNavigator;
 class WindowStateModel;
 
@@ -39,6 +40,8 @@ struct WindowServices
     AppSettings &settings;
     NotificationCenter &center;
     WorkspaceLifecycleService &lifecycle;
+    // The Flows, Agents and Skills tools' services; without them those tools show only their names.
+    DefinitionServices *definitions = nullptr;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
@@ -131,6 +134,7 @@ private:
     ObserverGuard m_shortcutObserver;
     ObserverGuard m_toolsObserver;
     bool m_hasSavedGeometry = false;
+    QString m_shownTool; // the tool page on show, rescanned only when it comes into view
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

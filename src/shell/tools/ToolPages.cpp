@@ -1,0 +1,38 @@
+#include "shell/tools/ToolPages.h"
+
+#include "core/records/Project.h"
+#include "core/store/StoreContext.h"
+#include "shell/tools/AgentsToolPage.h"
+#include "shell/tools/FlowsToolPage.h"
+#include "shell/tools/SkillsToolPage.h"
+
+namespace corvane {
+
+QWidget *makeToolPage(const QString &toolId, DefinitionServices &services, StoreContext &context, QWidget *parent)
+{
+    DefinitionToolPage *page = nullptr;
+    if (toolId == QLatin1String("flows"))
+        page = new FlowsToolPage(services.flows, services.agents, context, parent);
+    else if (toolId == QLatin1String("agents"))
+        page = new AgentsToolPage(services.agents, context, parent);
+    else if (toolId == QLatin1String("skills"))
+        page = new SkillsToolPage(services.skills, parent);
+    if (!page)
+        return nullptr;
+    page->setObjectName(toolId + QStringLiteral("ToolPage"));
+    page->setProjects([&context] {
+        QList<ToolProject> projects;
+        for (const auto &project : context.fetchOrEmpty<Project>(Query().orderBy("sortOrder")))
+            projects.append({project->name, project->path});
+        return projects;
+    });
+    return page;
+}
+
+void refreshToolPage(QWidget *page)
+{
+    if (auto *definitions = qobject_cast<DefinitionToolPage *>(page))
+        definitions->refresh();
+}
+
+} // namespace corvane
