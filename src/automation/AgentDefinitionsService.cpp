@@ -111,6 +111,8 @@ Status AgentDefinitionsService::publish()
 
 Result<QString> AgentDefinitionsService::createAgent(const QString &name, const DefinitionLocation &location)
 {
+    if (Status valid = files::checkName(name); !valid)
+        return valid.error();
     const QString folder = location.projectFolder ? projectFolder(*location.projectFolder) : userFolder();
     auto path = files::createNew(folder, name + QStringLiteral(".md"), agentfile::newAgentTemplate(name),
                                  alreadyExistsMessage(name));

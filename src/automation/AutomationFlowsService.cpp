@@ -121,6 +121,8 @@ Status AutomationFlowsService::publish()
 
 Result<QString> AutomationFlowsService::createFlow(const QString &name, const DefinitionLocation &location)
 {
+    if (Status valid = files::checkName(name); !valid)
+        return valid.error();
     const QString folder = location.projectFolder ? projectFolder(*location.projectFolder) : userFolder();
     auto path = files::createNew(folder, name + QStringLiteral(".md"), flowfile::newFlowTemplate(name),
                                  alreadyExistsMessage(name));

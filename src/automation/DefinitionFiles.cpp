@@ -68,12 +68,18 @@ QString copyName(const QString &stem, const QString &suffix, const std::function
     return candidate;
 }
 
+Status checkName(const QString &name)
+{
+    if (name.isEmpty() || name.contains(QLatin1Char('/')) || name == QLatin1String(".") || name == QLatin1String(".."))
+        return Error(QStringLiteral("'%1' cannot be used as a name").arg(name));
+    return {};
+}
+
 Result<QString> createNew(const QString &folder, const QString &fileName, const QString &content,
                           const QString &collision)
 {
-    if (fileName.isEmpty() || fileName.contains(QLatin1Char('/')) || fileName == QLatin1String(".")
-        || fileName == QLatin1String(".."))
-        return Error(QStringLiteral("'%1' cannot be used as a file name").arg(fileName));
+    if (Status valid = checkName(fileName); !valid)
+        return valid.error();
     if (Status made = makeFolder(folder); !made)
         return made.error();
     const QString path = folder + QLatin1Char('/') + fileName;
@@ -89,8 +95,8 @@ Result<QString> renameForSave(const QString &filePath, const QString &name, cons
     const QFileInfo current(filePath);
     if (name == current.completeBaseName())
         return filePath;
-    if (name.contains(QLatin1Char('/')))
-        return Error(QStringLiteral("'%1' cannot be used as a file name").arg(name));
+    if (Status valid = checkName(name); !valid)
+        return valid.error();
     const QString target = current.path() + QLatin1Char('/') + name + QStringLiteral(".md");
     if (QFileInfo::exists(target) || QFileInfo(target).isSymLink())
         return Error(collision);

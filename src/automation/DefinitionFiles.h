@@ -32,9 +32,12 @@ QStringList markdownFiles(const QString &folder);
 // false. The plain stem is never offered.
 QString copyName(const QString &stem, const QString &suffix, const std::function<bool(const QString &)> &taken);
 
+// A definition's name becomes a file or folder name: empty, ".", ".." and names with a "/" are
+// refused with a message saying so.
+Status checkName(const QString &name);
+
 // Writes `content` as the new file "<folder>/<fileName>", making the folder first; a file
-// already there is refused with `collision`, and a name that is not one plain file name
-// (empty, with a "/", "." or "..") with a message saying so.
+// already there is refused with `collision`, and a bad file name as checkName() does.
 Result<QString> createNew(const QString &folder, const QString &fileName, const QString &content,
                           const QString &collision);
 

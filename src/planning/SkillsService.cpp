@@ -101,13 +101,6 @@ store::StringMap snapshot(const Skill &skill)
     return files;
 }
 
-Status checkName(const QString &name)
-{
-    if (name.isEmpty() || name.contains(QLatin1Char('/')) || name == QLatin1String(".") || name == QLatin1String(".."))
-        return Error(QStringLiteral("'%1' cannot be used as a name").arg(name));
-    return {};
-}
-
 } // namespace
 
 SkillsService::SkillsService(std::shared_ptr<Store> store, QObject *parent)
@@ -219,7 +212,7 @@ Status SkillsService::publish()
 
 Status SkillsService::createSkill(const QString &name, bool isCommand, const DefinitionLocation &location)
 {
-    if (Status valid = checkName(name); !valid)
+    if (Status valid = files::checkName(name); !valid)
         return valid;
     const QString base = baseFolder(location);
     const auto made = isCommand

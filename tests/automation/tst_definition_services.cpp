@@ -154,6 +154,32 @@ private slots:
         QCOMPARE(namesOf(flows), (QStringList{"build-and-test", "quick-fix"}));
     }
 
+    void badNamesAndPlacesAreRefusedClearly_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("blockFolder");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("a name with a slash") << "a/b" << false << "'a/b' cannot be used as a name";
+        QTest::newRow("a folder that cannot be made") << "ship" << true << "Could not create the folder ";
+    }
+
+    void badNamesAndPlacesAreRefusedClearly()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, blockFolder);
+        QFETCH(QString, message);
+        DefinitionFixture f;
+        const QString project = f.project("app");
+        if (blockFolder)
+            QVERIFY(writeFile(project + "/.corvane", "a file where the folder would go"));
+        AutomationFlowsService flows(f.store);
+        const auto made = flows.createFlow(name, DefinitionLocation::project(project));
+        QVERIFY(!made);
+        QVERIFY2(made.error().message.startsWith(message), qPrintable(made.error().message));
+        QVERIFY(f.reloaded(flows, {project}));
+        QCOMPARE(flows.flows().size(), 2); // the builtins are still listed
+    }
+
     void agentsKeepTheirOwnRules()
     {
         DefinitionFixture f;
