@@ -2,7 +2,6 @@
 
 #include "automation/DefinitionFiles.h"
 #include "automation/RecordMirror.h"
-#include "core/Log.h"
 #include "core/store/StoreContext.h"
 
 #include <QFileInfo>
@@ -75,16 +74,10 @@ QString AgentDefinitionsService::alreadyExistsMessage(const QString &name)
 
 void AgentDefinitionsService::installBuiltins()
 {
-    const QString folder = userFolder();
-    if (!files::makeFolder(folder))
-        return;
-    for (const ScannedAgent &agent : agentfile::builtins()) {
-        const QString path = folder + QLatin1Char('/') + agent.name + QStringLiteral(".md");
-        if (QFileInfo::exists(path) || QFileInfo(path).isSymLink())
-            continue;
-        if (Status written = files::writeAtomically(path, agentfile::write(agent)); !written)
-            logLine("Agents", written.error().message);
-    }
+    QList<std::pair<QString, QString>> builtins;
+    for (const ScannedAgent &agent : agentfile::builtins())
+        builtins.append({agent.name + QStringLiteral(".md"), agentfile::write(agent)});
+    files::installMissing(userFolder(), builtins);
 }
 
 DefinitionService::ScanJob AgentDefinitionsService::scanJob(const QStringList &projectPaths) const

@@ -2,7 +2,6 @@
 
 #include "automation/DefinitionFiles.h"
 #include "automation/RecordMirror.h"
-#include "core/Log.h"
 #include "core/store/StoreContext.h"
 
 #include <QDir>
@@ -85,16 +84,10 @@ QString AutomationFlowsService::alreadyExistsMessage(const QString &name)
 
 void AutomationFlowsService::installBuiltins()
 {
-    const QString folder = userFolder();
-    if (!files::makeFolder(folder))
-        return;
-    for (const ScannedFlow &flow : flowfile::builtins()) {
-        const QString path = folder + QLatin1Char('/') + flow.name + QStringLiteral(".md");
-        if (QFileInfo::exists(path) || QFileInfo(path).isSymLink())
-            continue;
-        if (Status written = files::writeAtomically(path, flowfile::write(flow)); !written)
-            logLine("Flows", written.error().message);
-    }
+    QList<std::pair<QString, QString>> builtins;
+    for (const ScannedFlow &flow : flowfile::builtins())
+        builtins.append({flow.name + QStringLiteral(".md"), flowfile::write(flow)});
+    files::installMissing(userFolder(), builtins);
 }
 
 DefinitionService::ScanJob AutomationFlowsService::scanJob(const QStringList &projectPaths) const

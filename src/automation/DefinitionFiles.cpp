@@ -1,5 +1,7 @@
 #include "automation/DefinitionFiles.h"
 
+#include "core/Log.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -103,6 +105,19 @@ Result<QString> renameForSave(const QString &filePath, const QString &name, cons
     // A failed move (the old file already gone) still lets the save write the new one.
     QFile::rename(filePath, target);
     return target;
+}
+
+void installMissing(const QString &folder, const QList<std::pair<QString, QString>> &files)
+{
+    if (!makeFolder(folder))
+        return;
+    for (const auto &[name, content] : files) {
+        const QString path = folder + QLatin1Char('/') + name;
+        if (QFileInfo::exists(path) || QFileInfo(path).isSymLink())
+            continue;
+        if (Status written = writeAtomically(path, content); !written)
+            logLine("Definitions", written.error().message);
+    }
 }
 
 Status copyFolder(const QString &from, const QString &to)

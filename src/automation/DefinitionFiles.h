@@ -46,6 +46,10 @@ Result<QString> createNew(const QString &folder, const QString &fileName, const 
 // refused with `collision` and nothing moves.
 Result<QString> renameForSave(const QString &filePath, const QString &name, const QString &collision);
 
+// Writes each (file name, content) into `folder` unless a file of that name is there: builtins
+// come back when deleted and never overwrite the user's edits. Errors are only logged.
+void installMissing(const QString &folder, const QList<std::pair<QString, QString>> &files);
+
 // Copies a folder with everything in it; the target must not exist.
 Status copyFolder(const QString &from, const QString &to);
 

@@ -265,34 +265,31 @@ Status SkillsService::importSkill(const QString &source, const DefinitionLocatio
     return {};
 }
 
-Status SkillsService::cloneSkill(const std::shared_ptr<Skill> &skill, const DefinitionLocation &location)
+Result<QString> SkillsService::cloneSkill(const std::shared_ptr<Skill> &skill, const DefinitionLocation &location)
 {
     // A clone keeps the form of its original: a folder skill goes to "skills", a command file to
     // "commands", the only places a scan would find them again.
     const QString base = baseFolder(location);
-    if (const auto folder = skill->directoryPath()) {
-        const QString target = base + QStringLiteral("/skills");
-        if (Status made = files::makeFolder(target); !made)
-            return made;
-        const QString name = files::copyName(QFileInfo(*folder).fileName(), {}, [&](const QString &candidate) {
-            return QFileInfo::exists(target + QLatin1Char('/') + candidate);
-        });
-        if (Status copied = files::copyFolder(*folder, target + QLatin1Char('/') + name); !copied)
-            return copied;
+    const auto folder = skill->directoryPath();
+    const QString target = base + (folder ? QStringLiteral("/skills") : QStringLiteral("/commands"));
+    if (Status made = files::makeFolder(target); !made)
+        return made.error();
+    auto taken = [&](const QString &candidate) { return QFileInfo::exists(target + QLatin1Char('/') + candidate); };
+    QString made;
+    if (folder) {
+        made = target + QLatin1Char('/') + files::copyName(QFileInfo(*folder).fileName(), {}, taken);
+        if (Status copied = files::copyFolder(*folder, made); !copied)
+            return copied.error();
+        made += QLatin1Char('/') + SkillFileName;
     } else {
-        const QString target = base + QStringLiteral("/commands");
-        if (Status made = files::makeFolder(target); !made)
-            return made;
         const QFileInfo file(skill->filePath);
         const QString suffix = file.suffix().isEmpty() ? QString() : QLatin1Char('.') + file.suffix();
-        const QString name = files::copyName(file.completeBaseName(), suffix, [&](const QString &candidate) {
-            return QFileInfo::exists(target + QLatin1Char('/') + candidate);
-        });
-        if (!QFile::copy(skill->filePath, target + QLatin1Char('/') + name))
-            return Error(QStringLiteral("Could not copy %1 to %2").arg(skill->filePath, target + QLatin1Char('/') + name));
+        made = target + QLatin1Char('/') + files::copyName(file.completeBaseName(), suffix, taken);
+        if (!QFile::copy(skill->filePath, made))
+            return Error(QStringLiteral("Could not copy %1 to %2").arg(skill->filePath, made));
     }
     reload();
-    return {};
+    return made;
 }
 
 Status SkillsService::deleteSkill(const std::shared_ptr<Skill> &skill)

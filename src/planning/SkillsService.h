@@ -44,7 +44,8 @@ public:
     Status createSkill(const QString &name, bool isCommand, const DefinitionLocation &location);
     // A Markdown file or a folder becomes "<location>/skills/<name>-copy" (then "-copy-2", ...).
     Status importSkill(const QString &source, const DefinitionLocation &location);
-    Status cloneSkill(const std::shared_ptr<Skill> &skill, const DefinitionLocation &location);
+    // The clone's SKILL.md or command file.
+    Result<QString> cloneSkill(const std::shared_ptr<Skill> &skill, const DefinitionLocation &location);
     Status deleteSkill(const std::shared_ptr<Skill> &skill);
     std::optional<QString> readSkillContent(const std::shared_ptr<Skill> &skill) const;
 

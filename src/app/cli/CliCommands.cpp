@@ -1,4 +1,5 @@
 #include "app/cli/CliCommands.h"
+#include "app/cli/CliOutput.h"
 
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
@@ -75,26 +76,6 @@ Commands:
 
 Any command takes --verbose to write the log to standard error.
 )";
-
-void printErr(const QString &text)
-{
-    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
-}
-
-void printOut(const QString &text)
-{
-    std::fprintf(stdout, "%s\n", text.toUtf8().constData());
-}
-
-std::shared_ptr<Store> openStoreOrSay()
-{
-    auto store = startup::openStore(paths::storeFile());
-    if (!store) {
-        printErr(QStringLiteral("corvane-cli: ") + store.error().message);
-        return nullptr;
-    }
-    return store.value();
-}
 
 QJsonValue metadataJson(const std::optional<QByteArray> &metadata)
 {

@@ -1,4 +1,5 @@
 #include "app/cli/DefinitionCommands.h"
+#include "app/cli/CliOutput.h"
 
 #include "app/StartupSequence.h"
 #include "automation/AgentDefinitionsService.h"
@@ -19,16 +20,6 @@
 namespace corvane::cli {
 
 namespace {
-
-void printErr(const QString &text)
-{
-    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
-}
-
-void printOut(const QString &text)
-{
-    std::fprintf(stdout, "%s\n", text.toUtf8().constData());
-}
 
 QString absolute(const QString &path)
 {
@@ -81,12 +72,9 @@ int listDefinitions(const QString &kind, const QStringList &arguments)
         printErr(QStringLiteral("corvane-cli %1: %2 is not a folder").arg(kind, parser.value("project")));
         return 2;
     }
-    auto opened = startup::openStore(paths::storeFile());
-    if (!opened) {
-        printErr(QStringLiteral("corvane-cli: ") + opened.error().message);
+    const std::shared_ptr<Store> store = openStoreOrSay();
+    if (!store)
         return 1;
-    }
-    const std::shared_ptr<Store> store = opened.value();
     const QStringList folders = projectFolders(store->mainContext(), parser.value("project"));
     auto print = [](const QString &name, bool isProject, const QString &file) {
         printOut(QStringList{name, scopeWord(isProject), file}.join(QLatin1Char('\t')));
@@ -134,12 +122,9 @@ int skillCommand(const QStringList &arguments)
         printErr(QStringLiteral("corvane-cli skill restore: \"%1\" is not a version number").arg(parser.value("version")));
         return 2;
     }
-    auto opened = startup::openStore(paths::storeFile());
-    if (!opened) {
-        printErr(QStringLiteral("corvane-cli: ") + opened.error().message);
+    const std::shared_ptr<Store> store = openStoreOrSay();
+    if (!store)
         return 1;
-    }
-    const std::shared_ptr<Store> store = opened.value();
     SkillsService service(store);
     if (!reloadAndWait(service, projectFolders(store->mainContext(), {}), QStringLiteral("skill")))
         return 1;

@@ -1,4 +1,5 @@
 #include "app/cli/ProfilesCommand.h"
+#include "app/cli/CliOutput.h"
 
 #include "accounts/ProfileService.h"
 #include "app/StartupSequence.h"
@@ -17,11 +18,6 @@
 namespace corvane::cli {
 
 namespace {
-
-void printErr(const QString &text)
-{
-    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
-}
 
 // "signed in (ana@example.com)", "signed out", or "unknown" when claude could not be asked.
 QString claudeState(const std::optional<AuthStatus> &status, bool probed)
@@ -57,12 +53,9 @@ int profilesCommand(const QStringList &args)
         printErr(QStringLiteral("corvane-cli profiles: ") + parser.errorText());
         return 2;
     }
-    auto opened = startup::openStore(paths::storeFile());
-    if (!opened) {
-        printErr(QStringLiteral("corvane-cli: ") + opened.error().message);
+    const std::shared_ptr<Store> store = openStoreOrSay();
+    if (!store)
         return 1;
-    }
-    const std::shared_ptr<Store> store = opened.value();
     ProfileService service(store->mainContext());
     service.setClaudePath(parser.value("claude"));
     const auto profiles = service.fetchProfiles();

@@ -1,4 +1,5 @@
 #include "app/cli/SendCommand.h"
+#include "app/cli/CliOutput.h"
 
 #include "agent/AgentModelCatalogue.h"
 #include "agent/claude/ClaudeSDKService.h"
@@ -32,12 +33,6 @@
 namespace corvane::cli {
 
 namespace {
-
-void printErr(const QString &text)
-{
-    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
-    std::fflush(stderr);
-}
 
 // Prints each assistant row's text as it grows: only what was not printed yet.
 class ReplyPrinter : public QObject
@@ -185,12 +180,9 @@ int sendCommand(const QStringList &arguments)
         return 2;
     }
 
-    auto opened = startup::openStore(paths::storeFile());
-    if (!opened) {
-        printErr(QStringLiteral("corvane-cli: ") + opened.error().message);
+    std::shared_ptr<Store> store = openStoreOrSay();
+    if (!store)
         return 1;
-    }
-    std::shared_ptr<Store> store = opened.value();
     StoreContext &ctx = store->mainContext();
 
     ChatPlace place;

@@ -1,4 +1,5 @@
 #include "app/cli/WorkspaceCommands.h"
+#include "app/cli/CliOutput.h"
 
 #include "app/StartupSequence.h"
 #include "core/Paths.h"
@@ -20,16 +21,6 @@
 namespace corvane::cli {
 
 namespace {
-
-void printErr(const QString &text)
-{
-    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
-}
-
-void printOut(const QString &text)
-{
-    std::fprintf(stdout, "%s\n", text.toUtf8().constData());
-}
 
 // The command line has nothing else to do while git works: wait in an event loop of its own.
 template <typename T>

@@ -153,25 +153,15 @@ Result<QString> AgentsToolPage::saveEdits()
     return agent->filePath;
 }
 
-Status AgentsToolPage::create(const QString &name, const DefinitionLocation &location)
+Result<QString> AgentsToolPage::create(const QString &name, const DefinitionLocation &location)
 {
-    auto made = m_agents.createAgent(name, location);
-    if (!made)
-        return made.error();
-    selectAfterReload(*made);
-    return {};
+    return m_agents.createAgent(name, location);
 }
 
-Status AgentsToolPage::cloneSelected()
+Result<QString> AgentsToolPage::cloneSelected()
 {
     const auto agent = agentAt(selectedFilePath());
-    if (!agent)
-        return {};
-    auto made = m_agents.cloneAgent(agent);
-    if (!made)
-        return made.error();
-    selectAfterReload(*made);
-    return {};
+    return agent ? m_agents.cloneAgent(agent) : Error(tr("Nothing is selected"));
 }
 
 Status AgentsToolPage::deleteSelected()

@@ -1,6 +1,7 @@
 #include "shell/tools/DefinitionToolPage.h"
 
 #include "presentation/markdown/LiveMarkdownHighlighter.h"
+#include "shell/tools/ToolForm.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -82,7 +83,7 @@ bool askWithMessageBox(QWidget *parent, const QString &question)
 DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, QWidget *parent)
     : QWidget(parent), m_service(service), m_texts(std::move(texts)), m_confirm(askWithMessageBox),
       m_counts(new QLabel), m_state(new QLabel), m_list(new QListWidget), m_editor(new QWidget),
-      m_editorLayout(new QVBoxLayout), m_error(new QLabel), m_save(new QPushButton(tr("Save"))),
+      m_editorLayout(new QVBoxLayout), m_error(toolform::errorLine("errorLine")), m_save(new QPushButton(tr("Save"))),
       m_restore(new QPushButton(tr("Restore original"))), m_clone(new QPushButton(tr("Clone"))),
       m_delete(new QPushButton(tr("Delete…"))), m_reveal(new QPushButton(tr("Show in File Manager"))),
       m_commandRow(new QWidget)
@@ -102,10 +103,6 @@ DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, 
     m_save->setObjectName(QStringLiteral("saveButton"));
     m_save->setDefault(true);
     m_restore->setObjectName(QStringLiteral("restoreOriginalButton"));
-    m_error->setObjectName(QStringLiteral("errorLine"));
-    m_error->setWordWrap(true);
-    m_error->setStyleSheet(QStringLiteral("color: #D93F3F;"));
-    m_error->hide();
     m_state->setObjectName(QStringLiteral("stateLabel"));
     m_state->setAlignment(Qt::AlignCenter);
     m_state->setWordWrap(true);
@@ -159,7 +156,9 @@ DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, 
 
     connect(newButton, &QPushButton::clicked, this, &DefinitionToolPage::showNewSheet);
     connect(m_clone, &QPushButton::clicked, this, [this] {
-        if (Status cloned = cloneSelected(); !cloned)
+        if (auto cloned = cloneSelected())
+            m_pendingSelection = *cloned;
+        else
             showError(cloned.error().message);
     });
     connect(m_delete, &QPushButton::clicked, this, &DefinitionToolPage::deleteClicked);
@@ -363,11 +362,7 @@ void DefinitionToolPage::showNewSheet()
     name->setObjectName(QStringLiteral("newName"));
     name->setPlaceholderText(m_texts.namePrompt);
     QComboBox *location = makeLocationChoice(sheet);
-    auto *error = new QLabel;
-    error->setObjectName(QStringLiteral("newError"));
-    error->setStyleSheet(QStringLiteral("color: #D93F3F;"));
-    error->setWordWrap(true);
-    error->hide();
+    QLabel *error = toolform::errorLine("newError");
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     QPushButton *create = buttons->addButton(tr("Create"), QDialogButtonBox::AcceptRole);
     create->setObjectName(QStringLiteral("createButton"));
@@ -382,11 +377,13 @@ void DefinitionToolPage::showNewSheet()
         const QString trimmed = name->text().trimmed();
         if (trimmed.isEmpty())
             return;
-        if (Status made = this->create(trimmed, locationOf(location)); !made) {
+        const auto made = this->create(trimmed, locationOf(location));
+        if (!made) {
             error->setText(made.error().message);
             error->show();
             return;
         }
+        m_pendingSelection = *made;
         sheet->accept();
     });
     sheet->open();

@@ -81,8 +81,9 @@ protected:
     virtual bool hasUnsavedEdits() const = 0;
     // Saves the editor; returns the definition's file afterwards (a rename moves it).
     virtual Result<QString> saveEdits() = 0;
-    virtual Status create(const QString &name, const DefinitionLocation &location) = 0;
-    virtual Status cloneSelected() = 0;
+    // Both return the new definition's file, which the list selects once a scan has found it.
+    virtual Result<QString> create(const QString &name, const DefinitionLocation &location) = 0;
+    virtual Result<QString> cloneSelected() = 0;
     virtual Status deleteSelected() = 0;
     virtual QString deleteQuestion() const = 0;
 
@@ -101,8 +102,6 @@ protected:
     static DefinitionLocation locationOf(const QComboBox *choice);
     // Called before the sheet is shown, to add fields of a subclass's own (skills: the form).
     virtual void extendNewSheet(QFormLayout *) {}
-    // Opens the definition at `filePath` once the list holds it.
-    void selectAfterReload(const QString &filePath) { m_pendingSelection = filePath; }
     void redraw();
 
 private:

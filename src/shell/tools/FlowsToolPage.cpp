@@ -252,25 +252,15 @@ Result<QString> FlowsToolPage::saveEdits()
     return flow->filePath;
 }
 
-Status FlowsToolPage::create(const QString &name, const DefinitionLocation &location)
+Result<QString> FlowsToolPage::create(const QString &name, const DefinitionLocation &location)
 {
-    auto made = m_flows.createFlow(name, location);
-    if (!made)
-        return made.error();
-    selectAfterReload(*made);
-    return {};
+    return m_flows.createFlow(name, location);
 }
 
-Status FlowsToolPage::cloneSelected()
+Result<QString> FlowsToolPage::cloneSelected()
 {
     const auto flow = flowAt(selectedFilePath());
-    if (!flow)
-        return {};
-    auto made = m_flows.cloneFlow(flow);
-    if (!made)
-        return made.error();
-    selectAfterReload(*made);
-    return {};
+    return flow ? m_flows.cloneFlow(flow) : Error(tr("Nothing is selected"));
 }
 
 Status FlowsToolPage::deleteSelected()

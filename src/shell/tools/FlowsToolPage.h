@@ -34,8 +34,8 @@ protected:
     void clearEditor() override;
     bool hasUnsavedEdits() const override { return m_edit != m_saved; }
     Result<QString> saveEdits() override;
-    Status create(const QString &name, const DefinitionLocation &location) override;
-    Status cloneSelected() override;
+    Result<QString> create(const QString &name, const DefinitionLocation &location) override;
+    Result<QString> cloneSelected() override;
     Status deleteSelected() override;
     QString deleteQuestion() const override;
 

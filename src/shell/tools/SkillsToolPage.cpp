@@ -37,16 +37,6 @@ QString pickWithDialog(QWidget *parent, bool folder)
                   : QFileDialog::getOpenFileName(parent, title, {}, QObject::tr("Markdown (*.md);;All files (*)"));
 }
 
-QLabel *errorLabel(const char *objectName)
-{
-    auto *label = new QLabel;
-    label->setObjectName(QString::fromLatin1(objectName));
-    label->setStyleSheet(QStringLiteral("color: #D93F3F;"));
-    label->setWordWrap(true);
-    label->hide();
-    return label;
-}
-
 QString versionTitle(const SkillVersion &version)
 {
     QString title = QStringLiteral("v%1 · %2").arg(version.versionNumber)
@@ -475,15 +465,14 @@ void SkillsToolPage::previewSelectedVersion()
     preview->open();
 }
 
-Status SkillsToolPage::create(const QString &name, const DefinitionLocation &location)
+Result<QString> SkillsToolPage::create(const QString &name, const DefinitionLocation &location)
 {
     const bool command = m_newIsCommand && m_newIsCommand->isChecked();
     if (Status made = m_skills.createSkill(name, command, location); !made)
-        return made;
+        return made.error();
     const QString base = SkillsService::baseFolder(location);
-    selectAfterReload(command ? base + QStringLiteral("/commands/") + name + QStringLiteral(".md")
-                              : base + QStringLiteral("/skills/") + name + QStringLiteral("/SKILL.md"));
-    return {};
+    return command ? base + QStringLiteral("/commands/") + name + QStringLiteral(".md")
+                   : base + QStringLiteral("/skills/") + name + QStringLiteral("/SKILL.md");
 }
 
 void SkillsToolPage::extendNewSheet(QFormLayout *form)
@@ -493,10 +482,10 @@ void SkillsToolPage::extendNewSheet(QFormLayout *form)
     form->addRow(m_newIsCommand);
 }
 
-Status SkillsToolPage::cloneSelected()
+Result<QString> SkillsToolPage::cloneSelected()
 {
     const auto skill = current();
-    return skill ? m_skills.cloneSkill(skill, DefinitionLocation::user()) : Status();
+    return skill ? m_skills.cloneSkill(skill, DefinitionLocation::user()) : Error(tr("Nothing is selected"));
 }
 
 Status SkillsToolPage::deleteSelected()
@@ -529,7 +518,7 @@ void SkillsToolPage::showImportSheet()
     pickRow->addWidget(pickFile);
     pickRow->addWidget(pickFolder);
     QComboBox *location = makeLocationChoice(sheet);
-    QLabel *error = errorLabel("importError");
+    QLabel *error = toolform::errorLine("importError");
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     QPushButton *import = buttons->addButton(tr("Import"), QDialogButtonBox::AcceptRole);
     import->setObjectName(QStringLiteral("importConfirmButton"));
@@ -571,7 +560,7 @@ void SkillsToolPage::showNewPageSheet()
     sheet->setWindowTitle(tr("New Page"));
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     auto *name = toolform::line("pageName", tr("Filename (e.g. reference.md)"));
-    QLabel *error = errorLabel("pageError");
+    QLabel *error = toolform::errorLine("pageError");
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     QPushButton *create = buttons->addButton(tr("Create"), QDialogButtonBox::AcceptRole);
     create->setObjectName(QStringLiteral("createPageButton"));

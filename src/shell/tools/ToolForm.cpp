@@ -51,6 +51,16 @@ QLabel *note(const QString &text)
     return label;
 }
 
+QLabel *errorLine(const char *objectName)
+{
+    auto *label = new QLabel;
+    label->setObjectName(QString::fromLatin1(objectName));
+    label->setStyleSheet(QStringLiteral("color: #D93F3F;"));
+    label->setWordWrap(true);
+    label->hide();
+    return label;
+}
+
 QWidget *scrolling(QFormLayout *form)
 {
     auto *content = new QWidget;

@@ -15,6 +15,8 @@ QLineEdit *line(const char *objectName, const QString &placeholder);
 // The colour's text field with a swatch that opens a colour picker.
 QWidget *colorRow(QLineEdit *field);
 QLabel *note(const QString &text);
+// A red line for an operation's error, hidden until it has one.
+QLabel *errorLine(const char *objectName);
 // A form that scrolls when the window is short.
 QWidget *scrolling(QFormLayout *form);
 // Deletes every widget of the layout.
