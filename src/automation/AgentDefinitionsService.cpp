@@ -80,7 +80,7 @@ void AgentDefinitionsService::installBuiltins()
     files::installMissing(userFolder(), builtins);
 }
 
-DefinitionService::ScanJob AgentDefinitionsService::scanJob(const QStringList &projectPaths) const
+DefinitionService::ScanJob AgentDefinitionsService::scanJob(const QStringList &projectPaths)
 {
     QStringList folders;
     for (const QString &path : projectPaths)

@@ -40,7 +40,7 @@ public:
     std::optional<QString> readAgentFile(const std::shared_ptr<AgentDefinition> &agent) const;
 
 protected:
-    ScanJob scanJob(const QStringList &projectPaths) const override;
+    ScanJob scanJob(const QStringList &projectPaths) override;
     Status publish() override;
 
 private:

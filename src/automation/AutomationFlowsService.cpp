@@ -90,7 +90,7 @@ void AutomationFlowsService::installBuiltins()
     files::installMissing(userFolder(), builtins);
 }
 
-DefinitionService::ScanJob AutomationFlowsService::scanJob(const QStringList &projectPaths) const
+DefinitionService::ScanJob AutomationFlowsService::scanJob(const QStringList &projectPaths)
 {
     QStringList folders;
     for (const QString &path : projectPaths)

@@ -43,7 +43,7 @@ public:
     std::optional<ScannedFlow> readFlowFile(const std::shared_ptr<AutomationFlow> &flow) const;
 
 protected:
-    ScanJob scanJob(const QStringList &projectPaths) const override;
+    ScanJob scanJob(const QStringList &projectPaths) override;
     Status publish() override;
 
 private:

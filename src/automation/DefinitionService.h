@@ -78,7 +78,7 @@ protected:
 
     using ScanJob = std::function<DefinitionScanOutcome(StoreContext &context)>;
     // The work of one reload, run on a worker thread. It must capture what it needs by value.
-    virtual ScanJob scanJob(const QStringList &projectPaths) const = 0;
+    virtual ScanJob scanJob(const QStringList &projectPaths) = 0;
     // Fetches the records into the published list, on the main thread.
     virtual Status publish() = 0;
 

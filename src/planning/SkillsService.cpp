@@ -32,6 +32,7 @@ struct ScanFindings
 {
     QStringList watch;
     QSet<QString> unreadable;
+    QHash<QString, int> fileCounts;
 };
 
 void scanFile(const QString &path, QList<ScannedSkill> &out, ScanFindings &found)
@@ -48,6 +49,16 @@ QFileInfoList entriesOf(const QString &folder)
                                       QDir::NoSort);
 }
 
+// A folder skill's files as a card counts them: every entry but dot files.
+int countFiles(const QString &folder)
+{
+    int count = 0;
+    for (const QFileInfo &entry : entriesOf(folder))
+        if (!entry.fileName().startsWith(QLatin1Char('.')))
+            ++count;
+    return count;
+}
+
 // "<folder>/<entry>/SKILL.md" for every entry; the entries are watched, since a skill's pages and
 // its SKILL.md change inside them.
 void scanSkillFolders(const QString &folder, QList<ScannedSkill> &out, ScanFindings &found)
@@ -57,7 +68,9 @@ void scanSkillFolders(const QString &folder, QList<ScannedSkill> &out, ScanFindi
         if (!entry.isDir())
             continue;
         found.watch.append(entry.filePath());
-        scanFile(entry.filePath() + QLatin1Char('/') + SkillFileName, out, found);
+        const QString file = entry.filePath() + QLatin1Char('/') + SkillFileName;
+        scanFile(file, out, found);
+        found.fileCounts.insert(file, countFiles(entry.filePath()));
     }
 }
 
@@ -128,9 +141,11 @@ QString SkillsService::notDirectoryBasedMessage(const QString &name)
     return QStringLiteral("Skill '%1' is command-based and cannot have pages").arg(name);
 }
 
-DefinitionService::ScanJob SkillsService::scanJob(const QStringList &projectPaths) const
+DefinitionService::ScanJob SkillsService::scanJob(const QStringList &projectPaths)
 {
-    return [projectPaths](StoreContext &context) {
+    auto counts = std::make_shared<QHash<QString, int>>();
+    m_scannedCounts = counts;
+    return [projectPaths, counts](StoreContext &context) {
         ScanFindings found;
         // The user's skills come before their commands; a project's commands before its skills.
         ScannedPlace user;
@@ -196,6 +211,7 @@ DefinitionService::ScanJob SkillsService::scanJob(const QStringList &projectPath
                 remove(skill);
         for (const auto &extra : personalRecords.duplicates() + projectRecords.duplicates())
             remove(extra);
+        *counts = std::move(found.fileCounts);
         return DefinitionScanOutcome{context.save(), found.watch};
     };
 }
@@ -207,6 +223,8 @@ Status SkillsService::publish()
         return skills.error();
     sortByName(*skills);
     m_skills = std::move(skills).value();
+    if (m_scannedCounts)
+        m_fileCounts = std::move(*std::exchange(m_scannedCounts, nullptr));
     return {};
 }
 
@@ -427,16 +445,14 @@ Status SkillsService::savePage(const SkillPage &page, const QString &content)
     return files::writeAtomically(page.filePath, content);
 }
 
-int SkillsService::fileCount(const Skill &skill)
+int SkillsService::fileCount(const Skill &skill) const
 {
     const auto folder = skill.directoryPath();
-    if (!folder || !QFileInfo(*folder).isDir())
+    if (!folder)
         return 1;
-    int count = 0;
-    for (const QFileInfo &entry : entriesOf(*folder))
-        if (!entry.fileName().startsWith(QLatin1Char('.')))
-            ++count;
-    return count;
+    if (const auto counted = m_fileCounts.constFind(skill.filePath); counted != m_fileCounts.cend())
+        return std::max(1, *counted);
+    return QFileInfo(*folder).isDir() ? std::max(1, countFiles(*folder)) : 1;
 }
 
 QString SkillsService::scopeLabel(const Skill &skill) const

@@ -5,6 +5,7 @@
 #include "core/records/SkillVersion.h"
 #include "planning/SkillFile.h"
 
+#include <QHash>
 #include <QList>
 
 #include <memory>
@@ -66,8 +67,9 @@ public:
     Result<SkillPage> createPage(const std::shared_ptr<Skill> &skill, const QString &fileName);
     Status savePage(const SkillPage &page, const QString &content);
 
-    // The files a card counts: 1 for a command, the folder's entries for a folder skill.
-    static int fileCount(const Skill &skill);
+    // The files a card counts: 1 for a command, the folder's entries for a folder skill. Counted
+    // by the last scan, off the main thread; a skill it did not count is counted now.
+    int fileCount(const Skill &skill) const;
     // The project's name, the last part of the project path, or "Global".
     QString scopeLabel(const Skill &skill) const;
 
@@ -76,11 +78,14 @@ signals:
     void skillContentDidChange(const QUuid &skillId);
 
 protected:
-    ScanJob scanJob(const QStringList &projectPaths) const override;
+    ScanJob scanJob(const QStringList &projectPaths) override;
     Status publish() override;
 
 private:
     QList<std::shared_ptr<Skill>> m_skills;
+    QHash<QString, int> m_fileCounts; // by SKILL.md path
+    // Filled by the scan under way, taken over when it is published.
+    std::shared_ptr<QHash<QString, int>> m_scannedCounts;
 };
 
 } // namespace corvane

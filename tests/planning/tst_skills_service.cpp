@@ -58,7 +58,7 @@ private slots:
         const auto pdf = skillAt(skills, f.home(".claude/skills/pdf/SKILL.md"));
         QCOMPARE(pdf->name, QStringLiteral("SKILL"));
         QCOMPARE(pdf->typeRaw, QStringLiteral("modelInvoked"));
-        QCOMPARE(SkillsService::fileCount(*pdf), 2);
+        QCOMPARE(skills.fileCount(*pdf), 2);
         QCOMPARE(skills.scopeLabel(*pdf), QStringLiteral("Global"));
         // An empty hint is still a hint; commas inside brackets do not split.
         const auto hint = skillAt(skills, f.home(".claude/commands/hint.md"));

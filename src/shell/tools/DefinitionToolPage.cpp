@@ -166,7 +166,8 @@ DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, 
     connect(m_save, &QPushButton::clicked, this, &DefinitionToolPage::saveClicked);
     connect(m_restore, &QPushButton::clicked, this, &DefinitionToolPage::restoreClicked);
     connect(m_list, &QListWidget::currentRowChanged, this, &DefinitionToolPage::currentRowChanged);
-    connect(&m_service, &DefinitionService::loadingChanged, this, &DefinitionToolPage::redraw);
+    // Only the words change when a scan starts; the list waits for its outcome.
+    connect(&m_service, &DefinitionService::loadingChanged, this, [this] { drawState(m_drawn.size()); });
     connect(&m_service, &DefinitionService::reloaded, this, &DefinitionToolPage::redraw);
 }
 
@@ -201,13 +202,7 @@ void DefinitionToolPage::redraw()
         projectCount += row.isProject;
     m_counts->setText(tr("Total %1 · %2 %3 · Project %4")
                           .arg(all.size()).arg(m_texts.secondCount).arg(all.size() - projectCount).arg(projectCount));
-    if (m_service.isLoading() && all.isEmpty())
-        m_state->setText(m_texts.loading);
-    else if (m_service.lastError())
-        m_state->setText(*m_service.lastError());
-    else if (all.isEmpty())
-        m_state->setText(m_texts.empty);
-    m_state->setVisible((m_service.isLoading() && all.isEmpty()) || m_service.lastError() || all.isEmpty());
+    drawState(all.size());
 
     // A definition just made shows once a scan has found its file.
     const bool pendingListed = std::any_of(all.cbegin(), all.cend(), [this](const Row &row) {
@@ -252,6 +247,17 @@ void DefinitionToolPage::redraw()
         open(m_selected);
     }
     updateButtons();
+}
+
+void DefinitionToolPage::drawState(qsizetype listed)
+{
+    if (m_service.isLoading() && listed == 0)
+        m_state->setText(m_texts.loading);
+    else if (m_service.lastError())
+        m_state->setText(*m_service.lastError());
+    else if (listed == 0)
+        m_state->setText(m_texts.empty);
+    m_state->setVisible(listed == 0 || m_service.lastError());
 }
 
 bool DefinitionToolPage::select(const QString &filePath)

@@ -105,6 +105,8 @@ protected:
     void redraw();
 
 private:
+    // The words under the list: scanning, nothing yet, or why the last scan failed.
+    void drawState(qsizetype listed);
     void showNewSheet();
     void saveClicked();
     void restoreClicked();

@@ -203,7 +203,7 @@ QList<DefinitionToolPage::Row> SkillsToolPage::rows() const
 {
     QList<Row> rows;
     for (const auto &skill : m_skills.skills()) {
-        const int files = SkillsService::fileCount(*skill);
+        const int files = m_skills.fileCount(*skill);
         QStringList detail{skill->isUserInvoked() ? tr("Command") : tr("Skill"), m_skills.scopeLabel(*skill),
                            files == 1 ? tr("1 file") : tr("%1 files").arg(files)};
         if (skill->skillDescription && !skill->skillDescription->isEmpty())
