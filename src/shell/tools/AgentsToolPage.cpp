@@ -1,5 +1,6 @@
 #include "shell/tools/AgentsToolPage.h"
 
+#include "automation/DefinitionFiles.h"
 #include "core/records/Project.h"
 #include "core/store/StoreContext.h"
 #include "shell/tools/ToolForm.h"
@@ -100,10 +101,12 @@ void AgentsToolPage::open(const QString &filePath)
         clearEditor();
         return;
     }
-    const Fields opened{agent->name, agent->displayName, agent->descriptionText,
-                        agent->allowedTools ? agent->allowedTools->join(QStringLiteral(", ")) : QString(),
-                        agent->model.value_or(QString()), agent->icon, agent->colorHex,
-                        m_agents.readAgentFile(agent).value_or(agent->systemPrompt)};
+    // The file as it is now, all of it: the record may be a scan behind an edit made outside.
+    const auto content = definitionfiles::readUtf8(agent->filePath);
+    const ScannedAgent read = content ? agentfile::parse(*content, agent->filePath) : scannedAgentOf(*agent);
+    const Fields opened{read.name, read.displayName, read.description,
+                        read.allowedTools ? read.allowedTools->join(QStringLiteral(", ")) : QString(),
+                        read.model.value_or(QString()), read.icon, read.colorHex, read.systemPrompt};
     if (opened == m_saved && form() == m_saved)
         return;
     m_saved = opened;

@@ -215,9 +215,40 @@ QList<DefinitionToolPage::Row> SkillsToolPage::rows() const
 
 SkillsToolPage::Fields SkillsToolPage::form() const
 {
-    // While a page is open the skill's own body stays as it was read.
-    const QString body = m_files->currentIndex() <= 0 ? m_body->toPlainText() : m_saved.body;
+    const QString body = m_shown == 0 ? m_body->toPlainText() : m_skillBody;
     return {m_name->text(), m_description->text(), m_version->text(), m_argumentHint->text(), m_allowedTools->text(), body};
+}
+
+QString SkillsToolPage::pathShown() const
+{
+    return m_files->itemData(m_shown).toString();
+}
+
+void SkillsToolPage::stashEditor()
+{
+    if (m_shown == 0)
+        m_skillBody = m_body->toPlainText();
+    else
+        m_pageTexts.insert(pathShown(), m_body->toPlainText());
+}
+
+void SkillsToolPage::showInEditor(const QString &text)
+{
+    m_filling = true;
+    if (m_body->toPlainText() != text)
+        m_body->setPlainText(text);
+    m_filling = false;
+}
+
+QStringList SkillsToolPage::changedPages() const
+{
+    QStringList changed;
+    for (auto it = m_pageTexts.cbegin(); it != m_pageTexts.cend(); ++it) {
+        const QString text = m_shown > 0 && it.key() == pathShown() ? m_body->toPlainText() : it.value();
+        if (text != m_pageSaved.value(it.key()))
+            changed.append(it.key());
+    }
+    return changed;
 }
 
 void SkillsToolPage::fill(const Fields &fields)
@@ -228,9 +259,10 @@ void SkillsToolPage::fill(const Fields &fields)
     m_version->setText(fields.version);
     m_argumentHint->setText(fields.argumentHint);
     m_allowedTools->setText(fields.allowedTools);
-    if (m_body->toPlainText() != fields.body)
-        m_body->setPlainText(fields.body);
     m_filling = false;
+    m_skillBody = fields.body;
+    if (m_shown == 0)
+        showInEditor(fields.body);
     fillTokens();
 }
 
@@ -241,19 +273,31 @@ void SkillsToolPage::open(const QString &filePath)
         clearEditor();
         return;
     }
+    // The file as it is now: the record may be a scan behind an edit made outside.
     const auto content = m_skills.readSkillContent(skill);
-    const Fields opened{skill->name, skill->skillDescription.value_or(QString()), skill->version.value_or(QString()),
-                        skill->argumentHint.value_or(QString()), skill->allowedTools.join(QStringLiteral(", ")),
-                        content ? frontmatter::parse(*content).body : QString()};
+    Fields opened{skill->name, skill->skillDescription.value_or(QString()), skill->version.value_or(QString()),
+                  skill->argumentHint.value_or(QString()), skill->allowedTools.join(QStringLiteral(", ")), QString()};
+    if (content) {
+        const ScannedSkill read = skillfile::parse(*content, skill->filePath);
+        opened = {read.name, read.description.value_or(QString()), read.version.value_or(QString()),
+                  read.argumentHint.value_or(QString()), read.allowedTools.join(QStringLiteral(", ")),
+                  frontmatter::parse(*content).body};
+    }
     m_type->setText(skill->isUserInvoked() ? tr("User Command") : tr("Model Skill"));
     if (!content)
         showError(tr("%1 cannot be read as UTF-8 text; saving would replace it.").arg(skill->filePath));
     fillPages();
     fillVersions();
-    if (opened == m_saved && form() == m_saved)
+    if (opened == m_saved && form() == m_saved && changedPages().isEmpty())
         return;
+    // Opened afresh (or put back by Restore original): the skill's own file, pages as on disk.
     m_saved = opened;
+    m_pageTexts.clear();
+    m_pageSaved.clear();
+    m_filling = true;
     m_files->setCurrentIndex(0);
+    m_filling = false;
+    m_shown = 0;
     fill(opened);
     editsChanged();
 }
@@ -261,9 +305,11 @@ void SkillsToolPage::open(const QString &filePath)
 void SkillsToolPage::clearEditor()
 {
     m_saved = {};
-    m_savedPage.clear();
+    m_pageTexts.clear();
+    m_pageSaved.clear();
     m_type->clear();
     m_files->clear();
+    m_shown = 0;
     fill(m_saved);
     m_versions->clear();
     m_history->setCurrentIndex(0);
@@ -271,8 +317,7 @@ void SkillsToolPage::clearEditor()
 
 bool SkillsToolPage::hasUnsavedEdits() const
 {
-    const bool pageChanged = m_files->currentIndex() > 0 && m_body->toPlainText() != m_savedPage;
-    return pageChanged || form() != m_saved;
+    return form() != m_saved || !changedPages().isEmpty();
 }
 
 void SkillsToolPage::fillTokens()
@@ -323,6 +368,11 @@ void SkillsToolPage::fillPages()
             m_files->addItem(page.name, page.filePath);
         m_files->setCurrentIndex(std::max(0, m_files->findData(shown)));
     }
+    // A page that went away takes the editor back to the skill's own file.
+    if (m_files->currentIndex() != m_shown) {
+        m_shown = std::max(0, int(m_files->currentIndex()));
+        showInEditor(m_shown == 0 ? m_skillBody : m_pageTexts.value(pathShown()));
+    }
     const bool folder = skill && skill->isDirectoryBased();
     m_newPage->setVisible(folder);
     m_pagesNote->setVisible(skill && !folder);
@@ -333,14 +383,20 @@ void SkillsToolPage::openFile(int index)
 {
     if (m_filling || index < 0)
         return;
-    m_filling = true;
+    // Edits of the file left stay, and are saved with the rest.
+    stashEditor();
+    m_shown = index;
     if (index == 0) {
-        m_body->setPlainText(m_saved.body);
+        showInEditor(m_skillBody);
     } else {
-        m_savedPage = definitionfiles::readUtf8(m_files->itemData(index).toString()).value_or(QString());
-        m_body->setPlainText(m_savedPage);
+        const QString path = pathShown();
+        if (!m_pageSaved.contains(path)) {
+            const QString text = definitionfiles::readUtf8(path).value_or(QString());
+            m_pageSaved.insert(path, text);
+            m_pageTexts.insert(path, text);
+        }
+        showInEditor(m_pageTexts.value(path));
     }
-    m_filling = false;
     editsChanged();
 }
 
@@ -377,11 +433,12 @@ Result<QString> SkillsToolPage::saveEdits()
     const auto skill = current();
     if (!skill)
         return Error(tr("The skill is no longer there; it may have been deleted outside."));
-    if (m_files->currentIndex() > 0 && m_body->toPlainText() != m_savedPage) {
-        const SkillPage page{m_files->currentData().toString(), m_files->currentText(), m_files->currentData().toString()};
-        if (Status written = m_skills.savePage(page, m_body->toPlainText()); !written)
+    stashEditor();
+    for (const QString &path : changedPages()) {
+        const QString text = m_pageTexts.value(path);
+        if (Status written = m_skills.savePage({path, QFileInfo(path).fileName(), path}, text); !written)
             return written.error();
-        m_savedPage = m_body->toPlainText();
+        m_pageSaved.insert(path, text);
     }
     const Fields edited = form();
     if (edited != m_saved) {

@@ -3,6 +3,8 @@
 #include "planning/SkillsService.h"
 #include "shell/tools/DefinitionToolPage.h"
 
+#include <QHash>
+
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -62,8 +64,18 @@ private:
 
     SkillsService &m_skills;
     std::function<QString(QWidget *, bool)> m_pickImport;
+    // The editor shows one file: the skill's own (0) or a page. What the others hold while it
+    // does stays here, so switching files loses nothing.
+    QString pathShown() const;
+    void stashEditor();
+    void showInEditor(const QString &text);
+    QStringList changedPages() const;
+
     Fields m_saved;
-    QString m_savedPage; // the page open in the editor as last read or saved
+    int m_shown = 0;
+    QString m_skillBody;
+    QHash<QString, QString> m_pageTexts; // by path, as edited
+    QHash<QString, QString> m_pageSaved; // by path, as last read or saved
     bool m_filling = false;
     QCheckBox *m_newIsCommand = nullptr;
     QLabel *m_type;

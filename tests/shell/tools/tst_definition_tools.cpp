@@ -230,18 +230,27 @@ private slots:
         click(sheet, "createPageButton");
         QCOMPARE(field<QComboBox>(page, "fileChoice")->currentText(), QStringLiteral("style.md"));
         body->setPlainText("Short sentences.");
+        // Going from file to file keeps each one's edits; one Save writes them all.
+        auto *files = field<QComboBox>(page, "fileChoice");
+        files->setCurrentIndex(0);
+        QCOMPARE(body->toPlainText(), QStringLiteral("# Notes\n\nThird."));
+        body->setPlainText("# Notes\n\nFourth.");
+        files->setCurrentIndex(1);
+        QCOMPARE(body->toPlainText(), QStringLiteral("Short sentences."));
         click(page, "saveButton");
         QCOMPARE(readFile(w.f.home(".claude/skills/release-notes/style.md")), QByteArray("Short sentences."));
+        QVERIFY(readFile(file).endsWith("\n---\n\n# Notes\n\nFourth."));
+        QVERIFY(!field<QPushButton>(page, "saveButton")->isEnabled());
 
         auto *versions = field<QListWidget>(page, "versionList");
-        QCOMPARE(versions->count(), 4);
+        QCOMPARE(versions->count(), 5);
         QCOMPARE(field<QListWidget>(page, "toolTokens")->count(), 1);
         QVERIFY(DefinitionFixture::idle(w.skills));
         shoot(w.window.get(), "skills-tool.png");
         versions->setCurrentRow(versions->count() - 1); // v1: the file as it was made
         QVERIFY(versions->currentItem()->text().startsWith("v1 · "));
         click(page, "restoreVersionButton");
-        QCOMPARE(versions->count(), 5);
+        QCOMPARE(versions->count(), 6);
         QVERIFY(versions->item(0)->text().contains("Restored to v1"));
         QVERIFY(!QFile::exists(w.f.home(".claude/skills/release-notes/style.md")));
         QCOMPARE(body->toPlainText(), QStringLiteral("# release-notes"));
