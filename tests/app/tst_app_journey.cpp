@@ -27,7 +27,9 @@
 #include "support/TestEnvironment.h"
 #include "../shell/chat/ChatViewHarness.h"
 
+#include <QAbstractButton>
 #include <QApplication>
+#include <QListWidget>
 #include <QDir>
 #include <QProcess>
 #include <QPushButton>
@@ -150,6 +152,33 @@ private slots:
         QCOMPARE(session.chat()->claudeSessionId.value_or(QString()), sessionId);
         for (const auto &m : session.messages())
             QVERIFY2(!m->content.contains("could not be resumed"), qPrintable(m->content));
+    }
+
+    // The Flows tool as the application opens it: from the sidebar, its builtins listed, and a
+    // project added afterwards scanned too.
+    void definitionToolsFromTheSidebar()
+    {
+        test::TestEnvironment env;
+        prepareSettings();
+        const QString repo = gitRepository(env, "corvane");
+        QVERIFY(!repo.isEmpty());
+        QVERIFY(QDir().mkpath(repo + "/.corvane/flows"));
+        QFile flow(repo + "/.corvane/flows/ship.md");
+        QVERIFY(flow.open(QIODevice::WriteOnly) && flow.write("---\nname: ship\n---\n") > 0);
+        flow.close();
+        NotificationCenter center;
+        Application app(center);
+        QVERIFY(app.start());
+        MainWindow &window = *app.windows().first();
+        auto *button = window.findChild<QAbstractButton *>("tool:flows");
+        QVERIFY(button);
+        button->click();
+        auto *list = window.findChild<QListWidget *>("definitionList");
+        QVERIFY(list && list->isVisible());
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 2, 5000);
+        QVERIFY(window.addProjectFolder(repo).ok());
+        button->click();
+        QTRY_COMPARE_WITH_TIMEOUT(list->count(), 3, 5000);
     }
 
     void screenshotsOfTheWindow_data()
