@@ -22,6 +22,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStyledItemDelegate>
 #include <QUrl>
@@ -101,7 +102,7 @@ DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, 
     m_delete->setObjectName(QStringLiteral("deleteButton"));
     m_reveal->setObjectName(QStringLiteral("revealButton"));
     m_save->setObjectName(QStringLiteral("saveButton"));
-    m_save->setDefault(true);
+    m_save->setToolTip(QKeySequence(QKeySequence::Save).toString(QKeySequence::NativeText));
     m_restore->setObjectName(QStringLiteral("restoreOriginalButton"));
     m_state->setObjectName(QStringLiteral("stateLabel"));
     m_state->setAlignment(Qt::AlignCenter);
@@ -164,6 +165,11 @@ DefinitionToolPage::DefinitionToolPage(DefinitionService &service, Texts texts, 
     connect(m_delete, &QPushButton::clicked, this, &DefinitionToolPage::deleteClicked);
     connect(m_reveal, &QPushButton::clicked, this, [this] { revealInFileManager(m_selected); });
     connect(m_save, &QPushButton::clicked, this, &DefinitionToolPage::saveClicked);
+    auto *saveKey = new QShortcut(QKeySequence::Save, this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
+    connect(saveKey, &QShortcut::activated, this, [this] {
+        if (m_save->isEnabled())
+            saveClicked();
+    });
     connect(m_restore, &QPushButton::clicked, this, &DefinitionToolPage::restoreClicked);
     connect(m_list, &QListWidget::currentRowChanged, this, &DefinitionToolPage::currentRowChanged);
     // Only the words change when a scan starts; the list waits for its outcome.

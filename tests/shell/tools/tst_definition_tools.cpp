@@ -186,7 +186,10 @@ private slots:
         QCOMPARE(field(page, "toolsField")->text(), QStringLiteral("Read, Grep, Glob"));
         typeInto(field(page, "toolsField"), "Read, Grep, , Glob, Bash");
         typeInto(field(page, "modelField"), "  ");
-        click(page, "saveButton");
+        w.window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w.window.get()));
+        field(page, "modelField")->setFocus();
+        QTest::keySequence(w.window->windowHandle(), QKeySequence::Save);
         QVERIFY(readFile(planner).contains("\ntools: Read, Grep, Glob, Bash\n"));
         QVERIFY(!readFile(planner).contains("model:"));
 
