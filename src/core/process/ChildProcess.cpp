@@ -99,7 +99,7 @@ void ChildProcess::start(const ProcessCommand &command)
     m_process->setArguments(command.arguments);
     m_process->setWorkingDirectory(command.workingDirectory);
     m_process->setProcessEnvironment(command.environment);
-    m_process->setProcessChannelMode(QProcess::SeparateChannels);
+    m_process->setProcessChannelMode(command.mergeErrorIntoOutput ? QProcess::MergedChannels : QProcess::SeparateChannels);
     m_process->setChildProcessModifier([parent = ::getpid()] { prepareChild(parent); });
 
     QProcess *process = m_process.get();

@@ -19,6 +19,9 @@ struct ProcessCommand
     // The child's complete environment; nothing else is inherited. It starts as a copy of ours so
     // a caller that only adds variables does not have to fetch it first.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // Standard error joins standard output in one stream, in the order written (quality gates
+    // show their output as a terminal would).
+    bool mergeErrorIntoOutput = false;
 };
 
 } // namespace corvane
