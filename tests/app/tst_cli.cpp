@@ -79,6 +79,11 @@ private slots:
             << QStringList{"skill", "restore", "--file", "/tmp/x.md", "--version", "0"} << "\"0\" is not a version number";
         QTest::newRow("skill history of no skill") << QStringList{"skill", "history", "--file", "/tmp/none.md"}
                                                    << "no skill or command at /tmp/none.md";
+        QTest::newRow("gate without a command") << QStringList{"gate", "add", "--project", "/tmp", "--name", "t"}
+                                                << "usage: corvane-cli gate add";
+        QTest::newRow("gate with a bad time-out")
+            << QStringList{"gate", "add", "--project", "/tmp", "--name", "t", "--command", "true", "--timeout", "soon"}
+            << "\"soon\" is not a number of seconds";
         QTest::newRow("messages of an unknown chat")
             << QStringList{"messages", "--chat", QUuid::createUuid().toString(QUuid::WithoutBraces)} << "no chat with the id";
     }
@@ -143,6 +148,22 @@ private slots:
         QCOMPARE(restored.readAll(), QByteArray("---\nname: notes\n---\nfirst\n"));
         run = cli({"skill", "history", "--file", notes});
         QVERIFY2(run.out.startsWith("v3\t") && run.out.contains("\tRestored to v1\t"), run.out);
+    }
+
+    void gatesAddedAndListed()
+    {
+        const QString project = m_env->path("app");
+        QVERIFY(QDir().mkpath(project));
+        Run run = cli({"gate", "add", "--project", project, "--name", "build", "--command", "make", "--timeout", "600"});
+        QCOMPARE(run.exitCode, 0);
+        run = cli({"gate", "add", "--project", project, "--name", "style", "--command", "make lint", "--optional",
+                   "--feedback", "{name}: {output}"});
+        QCOMPARE(run.exitCode, 0);
+        run = cli({"gate", "add", "--project", project, "--name", "build", "--command", "make again"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("already has a gate named \"build\""), run.err);
+        run = cli({"gates", "--project", project});
+        QCOMPARE(run.out, QByteArray("0\tbuild\trequired\t600s\t0\tmake\n1\tstyle\toptional\t-\t0\tmake lint\n"));
     }
 
     void sendThenReadBack()

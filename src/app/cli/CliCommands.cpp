@@ -4,6 +4,7 @@
 #include "app/StartupSequence.h"
 #include "app/cli/ChatLookup.h"
 #include "app/cli/DefinitionCommands.h"
+#include "app/cli/GateCommands.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/WorkspaceCommands.h"
@@ -71,6 +72,14 @@ Commands:
   skill restore --file PATH --version N
       Saves the skill's present state as a new version, then writes version N
       back (a folder skill loses files that version did not have).
+  gate add --project DIR --name NAME --command CMD [--timeout S] [--optional]
+       [--feedback TEMPLATE]
+      Gives the project a quality gate: a shell command run in the workspace when
+      the coordinator says its work is ready. Required unless --optional; the
+      feedback's {name}, {exitCode} and {output} are filled in when it fails.
+  gates --project DIR
+      One line per gate, in the order they run: order, name, required or
+      optional, time-out, success code, command.
   help
       This text.
 
@@ -188,6 +197,10 @@ int run(const QStringList &arguments)
         return listDefinitions(command, rest);
     if (command == QLatin1String("skill"))
         return skillCommand(rest);
+    if (command == QLatin1String("gate"))
+        return gateCommand(rest);
+    if (command == QLatin1String("gates"))
+        return listGates(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;
