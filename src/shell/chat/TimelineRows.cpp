@@ -1,6 +1,7 @@
 // The row widgets of the timeline, one class per kind of row.
 #include "shell/chat/TimelineRow.h"
 
+#include "automation/CoordinatorMarkers.h"
 #include "presentation/markdown/MarkdownBlockList.h"
 #include "presentation/timeline/TimelineRowHeights.h"
 #include "shell/chat/MarkdownTextView.h"
@@ -184,8 +185,9 @@ private:
 
     void apply(int width)
     {
-        // The plan's own width is the row's less 32: the same margins as here.
-        auto plan = m_blocks.update(m_item.message->content, width);
+        // The plan's own width is the row's less 32: the same margins as here. A coordinator's
+        // markers are for its run, not for the reader; the stored message keeps them.
+        auto plan = m_blocks.update(markers::stripAutomationMarkers(m_item.message->content), width);
         if (!plan)
             return;
         while (m_views.size() > plan->removeFrom)

@@ -109,6 +109,28 @@ private slots:
         saveShot(*view, "chat-markdown.png");
     }
 
+    void coordinatorMarkersAreHiddenFromTheReader()
+    {
+        ChatViewHarness chat(test::chatScenario("markdown_reply.json"));
+        QVERIFY2(chat.ok(), qPrintable(chat.error()));
+        const QString raw = QStringLiteral("Implemented the parser.\n\n[CORVANE:READY_FOR_VALIDATION]");
+        for (const QString &content : {raw, QStringLiteral("[CORVANE:REVIEW_VERDICT=needs_changes]")}) {
+            Message reply;
+            reply.chatId = chat.chatId();
+            reply.role = MessageRole::assistant;
+            reply.content = content;
+            chat.store().mainContext().insert(reply);
+        }
+        QVERIFY(chat.store().mainContext().save());
+        auto view = chat.makeView();
+        view->show();
+        view->setChat(chat.chatId());
+        const QString shown = test::timelineText(*view);
+        QVERIFY2(shown.contains("Implemented the parser.") && !shown.contains("[CORVANE:"), qPrintable(shown));
+        QVERIFY2(shown.contains("Reviewer requested changes"), qPrintable(shown));
+        QCOMPARE(chat.stored().first()->content, raw); // stored as the agent wrote it
+    }
+
     void allowOnceOnThePermissionCardRunsTheTool()
     {
         ChatViewHarness chat("permission_bash.json");
