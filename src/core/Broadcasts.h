@@ -40,6 +40,24 @@ inline const QString chatDidRename = QStringLiteral("chatDidRename");
 inline const QString workspaceDidRename = QStringLiteral("workspaceDidRename");
 inline const QString gitStateDidChange = QStringLiteral("gitStateDidChange");
 inline const QString fileSystemDidChange = QStringLiteral("fileSystemDidChange");
+inline const QString automationRunDidUpdate = QStringLiteral("CorvaneAutomationRunDidUpdate");
+
+// An automation run changed: its status, phase, iteration or verdict.
+struct AutomationRunUpdated
+{
+    QUuid runId;
+    QUuid workspaceId; // null when the run has no workspace
+
+    static const QString &name() { return automationRunDidUpdate; }
+    QVariantMap toPayload() const
+    {
+        QVariantMap payload{{"runId", runId}};
+        if (!workspaceId.isNull())
+            payload.insert("workspaceId", workspaceId);
+        return payload;
+    }
+    static AutomationRunUpdated from(const QVariantMap &p) { return {p.value("runId").toUuid(), p.value("workspaceId").toUuid()}; }
+};
 
 // A live session was created or closed.
 struct ChatSessionChanged
