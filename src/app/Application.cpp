@@ -6,6 +6,7 @@
 #include "app/AgentServices.h"
 #include "automation/AgentDefinitionsService.h"
 #include "automation/AutomationFlowsService.h"
+#include "automation/CoordinatorBridge.h"
 #include "planning/SkillsService.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/chat/ChatView.h"
@@ -94,6 +95,7 @@ bool Application::start()
     m_lifecycle->setSessionCloser([sessions](const QUuid &chatId) { sessions->closeSession(chatId); });
     m_lifecycle->setWorkspaceCloser([sessions](const QUuid &workspaceId) { sessions->removeGitMonitor(workspaceId); });
     startDefinitionServices();
+    startAutomation();
 
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
@@ -119,6 +121,18 @@ void Application::startDefinitionServices()
             if (service->isWatching())
                 service->reload(folders);
     });
+}
+
+void Application::startAutomation()
+{
+    m_orchestrator = std::make_unique<AutomatedAgentOrchestrator>(m_store->mainContext(), m_center);
+    m_coordinators = std::make_unique<CoordinatorBridge>(m_agents->sessions(), m_agents->controller(),
+                                                         m_store->mainContext(), *m_orchestrator);
+    // Runs that were open when the application ended go on: their coordinators are known again,
+    // their caps and clocks restored, and those that were at work are told to carry on.
+    m_coordinators->restore();
+    m_orchestrator->restoreActiveRuns();
+    QTimer::singleShot(0, m_coordinators.get(), &CoordinatorBridge::resumeInterruptedRuns);
 }
 
 MainWindow *Application::openMainWindow()
@@ -255,6 +269,8 @@ void Application::shutdown()
     // session only on the way out, so the next start can resume it. Bounded by signals, and no
     // agent process outlives us. Records need no final write: every change was saved as it
     // happened.
+    m_coordinators.reset();
+    m_orchestrator.reset();
     if (m_agents)
         m_agents->shutdown();
     ProcessReaper::shared().drain();

@@ -11,6 +11,8 @@
 namespace corvane {
 
 class AgentDefinitionsService;
+class AutomatedAgentOrchestrator;
+class CoordinatorBridge;
 class AgentServices;
 class AutomationFlowsService;
 class SkillsService;
@@ -47,6 +49,7 @@ signals:
 
 private:
     void startDefinitionServices();
+    void startAutomation();
     void openOnboarding();
     void connectAgents(MainWindow &window);
     void showChat(const QUuid &chatId);
@@ -66,6 +69,8 @@ private:
     std::unique_ptr<AgentDefinitionsService> m_agentDefinitions;
     std::unique_ptr<SkillsService> m_skills;
     std::unique_ptr<DefinitionServices> m_definitions;
+    std::unique_ptr<AutomatedAgentOrchestrator> m_orchestrator;
+    std::unique_ptr<CoordinatorBridge> m_coordinators;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

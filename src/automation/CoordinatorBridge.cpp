@@ -104,7 +104,8 @@ void CoordinatorBridge::restore()
 
 void CoordinatorBridge::resumeInterruptedRuns()
 {
-    for (auto it = m_runByCoordinator.cbegin(); it != m_runByCoordinator.cend(); ++it) {
+    const auto registered = m_runByCoordinator; // sending may register runs again
+    for (auto it = registered.cbegin(); it != registered.cend(); ++it) {
         const auto run = m_context.get<AutomationRun>(it.value());
         if (!run || run->isClosed() || m_sessions.hasSession(it.key()))
             continue;

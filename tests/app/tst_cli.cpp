@@ -9,6 +9,7 @@
 
 #include <QDir>
 #include <QJsonDocument>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QSignalSpy>
@@ -164,6 +165,44 @@ private slots:
         QVERIFY2(run.err.contains("already has a gate named \"build\""), run.err);
         run = cli({"gates", "--project", project});
         QCOMPARE(run.out, QByteArray("0\tbuild\trequired\t600s\t0\tmake\n1\tstyle\toptional\t-\t0\tmake lint\n"));
+    }
+
+    // A run driven from the command line with the real claude: a failed gate, a fixed pass, the
+    // reviewer's change, approval; then the user approves.
+    void runDrivenToReviewAndApproved()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        test::FakeModel model(qEnvironmentVariable("CORVANE_SOURCE_DIR") + "/tests/automation/scenarios/coordinator_run.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString repo = m_env->path("repo");
+        QDir().mkpath(repo);
+        Run run = cli({"issue", "new", "--project", repo, "--title", "Add a parser"});
+        QVERIFY2(run.exitCode == 0 && run.err.startsWith("issue "), run.err);
+        const QString issueId = QString::fromUtf8(run.err.trimmed().mid(6));
+        run = cli({"gate", "add", "--project", repo, "--name", "tests", "--feedback", "The gate \"{name}\" failed ({exitCode}):\n{output}",
+                   "--command", "n=$(cat .gate-count 2>/dev/null || echo 0); n=$((n+1)); echo $n > .gate-count; echo \"run $n\"; [ $n -ge 2 ]"});
+        QCOMPARE(run.exitCode, 0);
+
+        run = cli({"run", "start", "--issue", issueId, "--mode", "simple", "--claude", test::FakeModel::claudePath()},
+                  model.claudeEnvironment());
+        QVERIFY2(run.exitCode == 0, run.err);
+        QVERIFY2(run.err.startsWith("run "), run.err);
+        QCOMPARE(run.out, QByteArray("awaitingUserReview\n"));
+        const QString runId = QString::fromUtf8(run.err.split('\n').first().mid(4)).trimmed();
+
+        run = cli({"run", "show", "--run", runId});
+        const QJsonObject shown = QJsonDocument::fromJson(run.out).object();
+        QCOMPARE(shown.value("status").toString(), QStringLiteral("awaitingUserReview"));
+        QCOMPARE(shown.value("iterations").toArray().size(), 3);
+        QCOMPARE(shown.value("gateResults").toArray().first().toObject().value("passed").toBool(), false);
+        QCOMPARE(shown.value("reviewVerdict").toString(), QStringLiteral("approved"));
+        QVERIFY(shown.value("tokens").toInteger() > 0);
+
+        run = cli({"run", "approve", "--run", runId});
+        QCOMPARE(run.out, QByteArray("done\n"));
+        run = cli({"run", "approve", "--run", runId});
+        QCOMPARE(run.exitCode, 1); // a closed run takes no second decision
     }
 
     void sendThenReadBack()

@@ -5,6 +5,7 @@
 #include "app/cli/ChatLookup.h"
 #include "app/cli/DefinitionCommands.h"
 #include "app/cli/GateCommands.h"
+#include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/WorkspaceCommands.h"
@@ -80,6 +81,22 @@ Commands:
   gates --project DIR
       One line per gate, in the order they run: order, name, required or
       optional, time-out, success code, command.
+  issue new --project DIR --title TITLE [--body TEXT]
+      A planner issue for the project; prints "issue <UUID>" on standard error.
+  run start --issue UUID [--flow NAME] [--mode worktree|simple] [--branch NAME]
+       [--claude PATH]
+      Starts an automation run on the issue in a new workspace with a Coordinator
+      chat, prints "run <UUID>" on standard error, then drives it (coordinator
+      turns, quality gates, the reviewer's verdict) until it waits for the user or
+      closes, and prints its status: exit 0 for awaitingUserReview and done, 1 for
+      blocked and failed (and for a coordinator that stopped without a marker).
+  run show --run UUID
+      The run as one JSON object: status, phase, iterations, gate results,
+      verdict, failure reason, tokens and cost.
+  run approve|discard --run UUID
+  run feedback --run UUID TEXT
+      The user's decision on a run waiting for review; feedback starts the next
+      iteration and drives it like run start.
   help
       This text.
 
@@ -201,6 +218,10 @@ int run(const QStringList &arguments)
         return gateCommand(rest);
     if (command == QLatin1String("gates"))
         return listGates(rest);
+    if (command == QLatin1String("issue"))
+        return issueCommand(rest);
+    if (command == QLatin1String("run"))
+        return runCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;
