@@ -53,6 +53,8 @@ void GateExecution::start()
     auto clock = std::make_shared<QElapsedTimer>();
     auto *timeout = new QTimer(this);
     timeout->setSingleShot(true);
+    // A coarse timer may fire 5% early: a gate gets all of its time.
+    timeout->setTimerType(Qt::PreciseTimer);
     connect(m_process.get(), &ChildProcess::outputReady, this, [tail](const QByteArray &data) { tail->append(data); });
     connect(m_process.get(), &ChildProcess::failedToStart, this, [this](const Error &error) {
         emit finished({-1, QStringLiteral("Failed to launch gate '%1': %2").arg(m_gate.name, error.message), 0});
@@ -64,6 +66,7 @@ void GateExecution::start()
                 const int code = kind == ChildProcess::ExitKind::Normal ? exitCode : 128 + signal;
                 emit finished({code, tail->text(), clock->nsecsElapsed() / 1e9});
             });
+    clock->start();
     if (m_gate.timeoutSeconds >= 1) {
         timeout->setInterval(std::chrono::seconds(m_gate.timeoutSeconds));
         connect(timeout, &QTimer::timeout, this, [this] {
@@ -76,7 +79,6 @@ void GateExecution::start()
         });
         timeout->start();
     }
-    clock->start();
     m_process->start(command);
 }
 
