@@ -20,7 +20,7 @@ using store::ColumnCodec;
 // about 20 µs each (every column decoded, a snapshot kept per record), which made a large
 // sidebar the slowest part of opening a window; these narrow reads of what is saved take a
 // fraction of that.
-const QByteArray workspaceSql = "SELECT id, name, gitBranch, projectId FROM Workspace "
+const QByteArray workspaceSql = "SELECT id, name, gitBranch, projectId, automationStatusRaw FROM Workspace "
                                 "WHERE statusRaw IS NOT 'archived' AND projectId IS NOT NULL ORDER BY sortOrder";
 const QByteArray chatSql = "SELECT id, name, workspaceId, sortOrder FROM Chat "
                            "WHERE statusRaw IS NOT 'archived' AND workspaceId IS NOT NULL ORDER BY sortOrder";
@@ -33,6 +33,21 @@ std::optional<QString> optionalText(sqlite3_stmt *statement, int column)
 }
 
 } // namespace
+
+QString SidebarWorkspaceRow::label() const
+{
+    static const QHash<QString, QString> words{
+        {QStringLiteral("planning"), QStringLiteral("Planning")},
+        {QStringLiteral("implementing"), QStringLiteral("Implementing")},
+        {QStringLiteral("validating"), QStringLiteral("Running gates")},
+        {QStringLiteral("reviewing"), QStringLiteral("Reviewer running")},
+        {QStringLiteral("awaitingUserReview"), QStringLiteral("Review Required")},
+        {QStringLiteral("blocked"), QStringLiteral("Run blocked")},
+        {QStringLiteral("done"), QStringLiteral("Run approved")},
+        {QStringLiteral("failed"), QStringLiteral("Run failed")}};
+    const QString word = automationStatusRaw ? words.value(*automationStatusRaw) : QString();
+    return word.isEmpty() ? name : name + QStringLiteral(" \u00B7 ") + word;
+}
 
 QList<SidebarProjectRow> readSidebarTree(StoreContext &context, const QList<std::shared_ptr<Project>> &projects)
 {
@@ -57,7 +72,7 @@ QList<SidebarProjectRow> readSidebarTree(StoreContext &context, const QList<std:
         sqlite3_reset(*chats);
         while (sqlite3_step(*workspaces) == SQLITE_ROW) {
             SidebarWorkspaceRow row{ColumnCodec<QUuid>::read(*workspaces, 0), ColumnCodec<QString>::read(*workspaces, 1),
-                                    optionalText(*workspaces, 2), {}};
+                                    optionalText(*workspaces, 2), {}, optionalText(*workspaces, 4)};
             row.chats = chatsByWorkspace.take(row.id);
             workspacesByProject[ColumnCodec<QUuid>::read(*workspaces, 3)].append(std::move(row));
         }

@@ -26,6 +26,10 @@ struct SidebarWorkspaceRow
     QString name;
     std::optional<QString> gitBranch;
     QList<SidebarChatRow> chats; // open chats, in display order
+    std::optional<QString> automationStatusRaw; // the status of its latest automation run
+
+    // "Add a parser · Review Required": the name, and where its run stands.
+    QString label() const;
 };
 
 struct SidebarProjectRow

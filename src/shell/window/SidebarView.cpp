@@ -157,10 +157,10 @@ void SidebarView::rebuild()
         projectItem->setFont(0, bold);
         m_items.insert(project.id, projectItem);
         for (const SidebarWorkspaceRow &workspace : project.workspaces) {
-            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.name});
+            auto *workspaceItem = new QTreeWidgetItem(projectItem, {workspace.label()});
             workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
             workspaceItem->setData(0, idRole, workspace.id);
-            workspaceItem->setData(0, nameRole, workspace.name);
+            workspaceItem->setData(0, nameRole, workspace.label());
             if (workspace.gitBranch)
                 workspaceItem->setToolTip(0, *workspace.gitBranch);
             m_items.insert(workspace.id, workspaceItem);

@@ -32,7 +32,7 @@ public:
     static constexpr int kindRole = Qt::UserRole;
     static constexpr int idRole = Qt::UserRole + 1;
     static constexpr int sortRole = Qt::UserRole + 2; // a chat's sortOrder
-    static constexpr int nameRole = Qt::UserRole + 3; // a workspace's name, while its row says it is archiving
+    static constexpr int nameRole = Qt::UserRole + 3; // a workspace's label (name and run status), kept while its row says it is archiving
 
     explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
 

@@ -272,6 +272,7 @@ private slots:
         loose.projectId = f.workspace->projectId;
         f.context().insert(loose);
         f.workspace->name = QStringLiteral("Renamed");
+        f.workspace->automationStatusRaw = QStringLiteral("awaitingUserReview");
         QVERIFY(f.context().save());
 
         // Projects in the order given; only those given.
@@ -281,6 +282,7 @@ private slots:
         QCOMPARE(tree[0].name, QStringLiteral("other"));
         QCOMPARE(tree[1].workspaces.size(), 1);
         QCOMPARE(tree[1].workspaces[0].name, QStringLiteral("Renamed"));
+        QCOMPARE(tree[1].workspaces[0].label(), QStringLiteral("Renamed \u00B7 Review Required")); // where its run stands
         QStringList chats;
         for (const auto &chat : tree[1].workspaces[0].chats)
             chats << chat.name;
