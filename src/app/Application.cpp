@@ -138,7 +138,7 @@ void Application::startAutomation()
 MainWindow *Application::openMainWindow()
 {
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
-                                  m_definitions.get()};
+                                  m_definitions.get(), m_orchestrator.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);

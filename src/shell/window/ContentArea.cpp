@@ -63,7 +63,7 @@ ContentArea::ContentArea(QWidget *parent)
     project->addWidget(m_projectPath);
     project->addStretch();
 
-    auto *workspace = new QVBoxLayout(m_workspacePage);
+    auto *workspace = m_workspaceColumn = new QVBoxLayout(m_workspacePage);
     workspace->setContentsMargins(0, 0, 0, 0);
     workspace->setSpacing(0);
     // Many chats make the row wider than the column; it scrolls sideways, the + stays reachable.
@@ -105,6 +105,11 @@ QWidget *ContentArea::page(const QString &name)
     widget->setObjectName(name);
     addWidget(widget);
     return widget;
+}
+
+void ContentArea::setWorkspaceBanner(QWidget *banner)
+{
+    m_workspaceColumn->insertWidget(1, banner);
 }
 
 void ContentArea::setChatViewFactory(ChatViewFactory factory)

@@ -34,6 +34,8 @@ public:
 
     void setChatViewFactory(ChatViewFactory factory);
     void setToolPageFactory(ToolPageFactory factory) { m_toolFactory = std::move(factory); }
+    // A strip over a workspace's chats, under its tab bar (the automation run's banner).
+    void setWorkspaceBanner(QWidget *banner);
 
     void showEmpty();
     void showProject(const QString &name, const QString &path);
@@ -73,6 +75,7 @@ private:
     WorkspaceTabBar *m_tabBar;
     QScrollArea *m_tabScroller;
     QVBoxLayout *m_workspaceHost;
+    QVBoxLayout *m_workspaceColumn = nullptr;
     QVBoxLayout *m_chatHost;
     QPointer<QWidget> m_chatView;
     std::optional<QUuid> m_chatViewId;

@@ -13,6 +13,7 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/tools/ToolPages.h"
+#include "shell/window/AutomationRunBanner.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
@@ -124,6 +125,10 @@ void MainWindow::buildColumns()
     m_sidebar->setMinimumWidth(200);
     m_sidebar->setMaximumWidth(350);
     m_content = new ContentArea;
+    if (m_services.automation) {
+        m_runBanner = new AutomationRunBanner(*m_services.automation, m_services.center);
+        m_content->setWorkspaceBanner(m_runBanner);
+    }
     if (DefinitionServices *definitions = m_services.definitions) {
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
@@ -372,6 +377,8 @@ void MainWindow::drawContent()
             chatTitle = chat->name;
     }
     m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
+    if (m_runBanner)
+        m_runBanner->setWorkspace(workspace->id);
     const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
     const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
     const std::optional<QString> folder = workspace->workingDirectory(project.get());

@@ -29,6 +29,8 @@ class StoreContext;
 struct StoreChanges;
 class WindowActions;
 struct DefinitionServices;
+class AutomatedAgentOrchestrator;
+class AutomationRunBanner;
 class WindowNavigator;
 class WindowStateModel;
 
@@ -42,6 +44,8 @@ struct WindowServices
     WorkspaceLifecycleService &lifecycle;
     // The Flows, Agents and Skills tools' services; without them those tools show only their names.
     DefinitionServices *definitions = nullptr;
+    // Automation runs; without it no run banner is shown.
+    AutomatedAgentOrchestrator *automation = nullptr;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
@@ -134,7 +138,8 @@ private:
     ObserverGuard m_shortcutObserver;
     ObserverGuard m_toolsObserver;
     bool m_hasSavedGeometry = false;
-    QString m_shownTool; // the tool page on show, rescanned only when it comes into view
+    QString m_shownTool;
+    AutomationRunBanner *m_runBanner = nullptr; // the tool page on show, rescanned only when it comes into view
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

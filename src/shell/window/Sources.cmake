@@ -7,6 +7,7 @@ target_sources(corvane_shell PRIVATE
     window/InspectorView.h window/InspectorView.cpp
     window/WindowActions.h window/WindowActions.cpp
     window/NewWorkspaceDialog.h window/NewWorkspaceDialog.cpp
+    window/AutomationRunBanner.h window/AutomationRunBanner.cpp
     window/MainWindow.h window/MainWindow.cpp window/MainWindowCommands.cpp)
 # The sidebar draws the workspace lifecycle's view model.
 target_link_libraries(corvane_shell PUBLIC corvane_source_control)

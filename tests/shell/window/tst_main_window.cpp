@@ -1,4 +1,6 @@
+#include "automation/AutomatedAgentOrchestrator.h"
 #include "core/NotificationCenter.h"
+#include "core/records/AutomationFlow.h"
 #include "core/records/Chat.h"
 #include "core/records/Profile.h"
 #include "core/records/Project.h"
@@ -10,6 +12,7 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/Appearance.h"
+#include "shell/window/AutomationRunBanner.h"
 #include "shell/window/ContentArea.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/MainWindow.h"
@@ -81,10 +84,12 @@ struct Services
     NotificationCenter center;
     AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
     WorkspaceLifecycleService lifecycle{store->mainContext(), center};
+    AutomatedAgentOrchestrator orchestrator{store->mainContext(), center};
 
     std::unique_ptr<MainWindow> openWindow()
     {
-        auto window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center, lifecycle}, 1);
+        auto window = std::make_unique<MainWindow>(
+            WindowServices{store->mainContext(), preferences, settings, center, lifecycle, nullptr, &orchestrator}, 1);
         window->setAttribute(Qt::WA_DeleteOnClose, false);
         window->show();
         return window;
@@ -456,6 +461,40 @@ private slots:
         QCOMPARE(window->content()->chatViewId(), std::optional(chat));
         QVERIFY(window->inspector()->isVisible());
         QCOMPARE(window->splitter()->sizes(), widths);
+    }
+
+    // The run banner over a workspace whose run waits for review: the user approves there.
+    void aRunWaitingForReviewIsDecidedOnItsBanner()
+    {
+        Services s;
+        makeRepository(s.env.path("app"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("app")));
+        StoreContext &ctx = s.store->mainContext();
+        const auto workspace = ctx.fetchOrEmpty<Workspace>().first();
+        auto chat = ctx.insert(Chat());
+        chat->workspaceId = workspace->id;
+        chat->projectId = workspace->projectId;
+        AutomationFlow flow;
+        flow.name = "quick-fix";
+        flow.skipReviewPhase = true;
+        flow.filePath = s.env.path("quick-fix.md");
+        ctx.insert(flow);
+        const auto run = s.orchestrator.startRun(std::nullopt, workspace, chat, flow, 0, std::nullopt);
+        bool validated = false;
+        s.orchestrator.validate(run, {}, s.env.path("app"), [&] { validated = true; });
+        QTRY_VERIFY(validated);
+        click(window->sidebar(), workspace->id);
+        auto *banner = window->findChild<AutomationRunBanner *>();
+        QVERIFY(banner);
+        QTRY_VERIFY(banner->isVisible());
+        QCOMPARE(banner->title()->text(), QStringLiteral("Review Required"));
+        QCOMPARE(banner->text()->text(), QStringLiteral("The agent finished its run. Approve the result or request changes."));
+        QTRY_VERIFY(window->sidebar()->item(workspace->id)->text(0).endsWith(QStringLiteral("\u00B7 Review Required")));
+        banner->findChild<QPushButton *>("approveRunButton")->click();
+        QCOMPARE(run->statusRaw, QStringLiteral("done"));
+        QTRY_COMPARE(banner->title()->text(), QStringLiteral("Run approved"));
+        QVERIFY(!banner->findChild<QPushButton *>("approveRunButton")->isVisible());
     }
 
     void screenshots()
