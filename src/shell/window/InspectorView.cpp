@@ -9,7 +9,8 @@
 namespace corvane {
 
 InspectorView::InspectorView(QWidget *parent)
-    : QWidget(parent), m_title(new QLabel), m_detail(new QLabel), m_changesTitle(new QLabel), m_changes(new QListWidget)
+    : QWidget(parent), m_title(new QLabel), m_detail(new QLabel), m_changesTitle(new QLabel), m_changes(new QListWidget),
+      m_gatesTitle(new QLabel(tr("Quality gates"))), m_gates(new QListWidget)
 {
     setObjectName(QStringLiteral("inspector"));
     setMinimumWidth(350);
@@ -33,6 +34,13 @@ InspectorView::InspectorView(QWidget *parent)
     m_changes->setFocusPolicy(Qt::NoFocus);
     layout->addWidget(m_changesTitle);
     layout->addWidget(m_changes, 1);
+    m_gates->setObjectName(QStringLiteral("inspectorGateResults"));
+    m_gates->setFrameShape(QFrame::NoFrame);
+    m_gates->setSelectionMode(QAbstractItemView::NoSelection);
+    m_gates->setMaximumHeight(140);
+    layout->addWidget(m_gatesTitle);
+    layout->addWidget(m_gates);
+    showGateResults({});
     clear();
 }
 
@@ -40,6 +48,17 @@ void InspectorView::showSubject(const QString &title, const QString &detail)
 {
     m_title->setText(title);
     m_detail->setText(detail);
+}
+
+void InspectorView::showGateResults(const QList<GateLine> &lines)
+{
+    m_gates->clear();
+    for (const GateLine &line : lines) {
+        auto *item = new QListWidgetItem(line.text, m_gates);
+        item->setToolTip(line.output);
+    }
+    m_gatesTitle->setVisible(!lines.isEmpty());
+    m_gates->setVisible(!lines.isEmpty());
 }
 
 void InspectorView::clear()

@@ -25,6 +25,15 @@ public:
 
     QLabel *changesTitle() const { return m_changesTitle; }
     QListWidget *changes() const { return m_changes; }
+    // The quality gates of the shown workspace's latest automation run, one line each ("✓ tests
+    // exit 0 · 2.1 s", the output's last line in the tooltip); nothing hides the section.
+    struct GateLine
+    {
+        QString text;
+        QString output;
+    };
+    void showGateResults(const QList<GateLine> &lines);
+    QListWidget *gateResults() const { return m_gates; }
 
 private:
     void showStatus();
@@ -33,6 +42,8 @@ private:
     QLabel *m_detail;
     QLabel *m_changesTitle;
     QListWidget *m_changes;
+    QLabel *m_gatesTitle;
+    QListWidget *m_gates;
     InspectorViewModel *m_model = nullptr;
 };
 

@@ -2,7 +2,9 @@
 
 #include "core/Broadcasts.h"
 #include "core/MainThread.h"
+#include "automation/AutomatedAgentOrchestrator.h"
 #include "core/records/Chat.h"
+#include "core/records/GateResult.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -128,6 +130,12 @@ void MainWindow::buildColumns()
     if (m_services.automation) {
         m_runBanner = new AutomationRunBanner(*m_services.automation, m_services.center);
         m_content->setWorkspaceBanner(m_runBanner);
+        m_runObserver = broadcast::observe<broadcast::AutomationRunUpdated>(
+            m_services.center, this, [this](const broadcast::AutomationRunUpdated &update) {
+                const ContentState content = m_state->content();
+                if (content.kind == ContentState::Kind::workspace && content.id == update.workspaceId)
+                    showRunGates(update.workspaceId);
+            });
     }
     if (DefinitionServices *definitions = m_services.definitions) {
         StoreContext *context = &m_services.context;
@@ -331,6 +339,8 @@ void MainWindow::drawContent()
 {
     StoreContext &context = m_services.context;
     const ContentState content = m_state->content();
+    if (content.kind != ContentState::Kind::workspace)
+        m_inspector->showGateResults({});
     switch (content.kind) {
     case ContentState::Kind::empty:
         inspectDirectory(std::nullopt);
@@ -379,11 +389,35 @@ void MainWindow::drawContent()
     m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
     if (m_runBanner)
         m_runBanner->setWorkspace(workspace->id);
+    showRunGates(workspace->id);
     const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
     const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
     const std::optional<QString> folder = workspace->workingDirectory(project.get());
     inspectDirectory(folder);
     m_inspector->showSubject(workspace->name, QStringList{branch, folder.value_or(QString())}.join(QLatin1Char('\n')).trimmed());
+}
+
+void MainWindow::showRunGates(const std::optional<QUuid> &workspaceId)
+{
+    QList<InspectorView::GateLine> lines;
+    const auto run = m_services.automation && workspaceId ? m_services.automation->latestRun(*workspaceId) : nullptr;
+    if (run) {
+        // The gates of the run's last validation, in the order they ran.
+        const auto results = m_services.context.fetchOrEmpty<GateResult>(Query(where::eq("runId", run->id)).orderBy("ranAt"));
+        qint64 last = 0;
+        for (const auto &result : results)
+            last = std::max(last, result->iterationNumber);
+        for (const auto &result : results) {
+            if (result->iterationNumber != last)
+                continue;
+            const QString text = QStringLiteral("%1 %2 · exit %3 · %4 s")
+                                     .arg(result->passed ? QStringLiteral("\u2713") : QStringLiteral("\u2717"), result->gateName)
+                                     .arg(result->exitCode)
+                                     .arg(result->durationSeconds, 0, 'f', 1);
+            lines.append({text, result->outputTail.trimmed().split(QLatin1Char('\n')).mid(-15).join(QLatin1Char('\n'))});
+        }
+    }
+    m_inspector->showGateResults(lines);
 }
 
 void MainWindow::inspectDirectory(const std::optional<QString> &directory)

@@ -107,6 +107,8 @@ private:
     void selectInSidebar();
     void drawContent();
     // The inspector follows the working directory of what the content shows, or none.
+    // The inspector's list of the workspace's last gate results.
+    void showRunGates(const std::optional<QUuid> &workspaceId);
     void inspectDirectory(const std::optional<QString> &directory);
     CommandContext commandContext() const;
     void addProject();
@@ -139,7 +141,8 @@ private:
     ObserverGuard m_toolsObserver;
     bool m_hasSavedGeometry = false;
     QString m_shownTool;
-    AutomationRunBanner *m_runBanner = nullptr; // the tool page on show, rescanned only when it comes into view
+    AutomationRunBanner *m_runBanner = nullptr;
+    ObserverGuard m_runObserver; // the tool page on show, rescanned only when it comes into view
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

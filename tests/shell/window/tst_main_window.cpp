@@ -481,8 +481,16 @@ private slots:
         flow.filePath = s.env.path("quick-fix.md");
         ctx.insert(flow);
         const auto run = s.orchestrator.startRun(std::nullopt, workspace, chat, flow, 0, std::nullopt);
+        QualityGate style;
+        style.name = "style";
+        style.command = "echo too long; exit 1";
+        style.isRequired = false;
+        QualityGate tests;
+        tests.name = "tests";
+        tests.command = "true";
+        tests.order = 1;
         bool validated = false;
-        s.orchestrator.validate(run, {}, s.env.path("app"), [&] { validated = true; });
+        s.orchestrator.validate(run, {style, tests}, s.env.path("app"), [&] { validated = true; });
         QTRY_VERIFY(validated);
         click(window->sidebar(), workspace->id);
         auto *banner = window->findChild<AutomationRunBanner *>();
@@ -491,6 +499,12 @@ private slots:
         QCOMPARE(banner->title()->text(), QStringLiteral("Review Required"));
         QCOMPARE(banner->text()->text(), QStringLiteral("The agent finished its run. Approve the result or request changes."));
         QTRY_VERIFY(window->sidebar()->item(workspace->id)->text(0).endsWith(QStringLiteral("\u00B7 Review Required")));
+        // The inspector lists the last validation's gates.
+        QListWidget *gates = window->inspector()->gateResults();
+        QTRY_COMPARE(gates->count(), 2);
+        QVERIFY2(gates->item(0)->text().startsWith(QStringLiteral("\u2717 style \u00B7 exit 1 \u00B7 ")), qPrintable(gates->item(0)->text()));
+        QCOMPARE(gates->item(0)->toolTip(), QStringLiteral("too long"));
+        QVERIFY(gates->item(1)->text().startsWith(QStringLiteral("\u2713 tests")));
         banner->findChild<QPushButton *>("approveRunButton")->click();
         QCOMPARE(run->statusRaw, QStringLiteral("done"));
         QTRY_COMPARE(banner->title()->text(), QStringLiteral("Run approved"));
