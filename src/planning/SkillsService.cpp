@@ -169,35 +169,29 @@ DefinitionService::ScanJob SkillsService::scanJob(const QStringList &projectPath
         RecordMirror<Skill> personalRecords(personal);
         RecordMirror<Skill> projectRecords(project);
         QSet<QString> seen = found.unreadable;
-        for (const ScannedSkill &skill : user.skills) {
+        // Updated in place, or made with its kind and, for a project's, the project's folder.
+        auto mirror = [&](RecordMirror<Skill> &records, const ScannedSkill &skill, const ScannedPlace &place,
+                          const std::shared_ptr<Project> &owner) {
             seen.insert(skill.filePath);
-            auto record = personalRecords.find(skill.filePath);
+            auto record = records.find(skill.filePath);
             if (!record) {
                 Skill made;
                 made.filePath = skill.filePath;
-                made.sourceKindRaw = QStringLiteral("personal");
+                made.sourceKindRaw = place.projectPath.isEmpty() ? QStringLiteral("personal") : QStringLiteral("project");
+                if (!place.projectPath.isEmpty())
+                    made.projectPath = place.projectPath;
+                if (owner)
+                    made.projectId = owner->id;
                 record = context.insert(std::move(made));
             }
             applyScannedSkill(*record, skill);
-        }
+        };
+        for (const ScannedSkill &skill : user.skills)
+            mirror(personalRecords, skill, user, nullptr);
         const auto projects = projectsByPath(context);
-        for (const ScannedPlace &place : places) {
-            const auto owner = projects.value(place.projectPath);
-            for (const ScannedSkill &skill : place.skills) {
-                seen.insert(skill.filePath);
-                auto record = projectRecords.find(skill.filePath);
-                if (!record) {
-                    Skill made;
-                    made.filePath = skill.filePath;
-                    made.sourceKindRaw = QStringLiteral("project");
-                    made.projectPath = place.projectPath;
-                    if (owner)
-                        made.projectId = owner->id;
-                    record = context.insert(std::move(made));
-                }
-                applyScannedSkill(*record, skill);
-            }
-        }
+        for (const ScannedPlace &place : places)
+            for (const ScannedSkill &skill : place.skills)
+                mirror(projectRecords, skill, place, projects.value(place.projectPath));
         // A skill whose file is gone takes its versions with it.
         QSet<QUuid> removed;
         auto remove = [&](const std::shared_ptr<Skill> &skill) {

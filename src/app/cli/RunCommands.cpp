@@ -90,12 +90,16 @@ struct Automation
             });
         };
         QObject::connect(&bridge, &CoordinatorBridge::turnHandled, &loop, settle);
-        QObject::connect(&sessions, &SessionManager::sessionCreated, &loop, [&](ChatSession *session) {
+        auto watchFailures = [&](ChatSession *session) {
             QObject::connect(session, &ChatSession::turnFailed, &loop, [&](const QUuid &, const QString &why) {
                 sayOnStderr(QStringLiteral("corvane-cli run: the coordinator's turn failed: ") + why);
                 loop.quit();
             });
-        });
+        };
+        // The launch has usually made the coordinator's session already; a restart makes another.
+        if (ChatSession *existing = sessions.existingSession(run->coordinatorChatId))
+            watchFailures(existing);
+        QObject::connect(&sessions, &SessionManager::sessionCreated, &loop, watchFailures);
         loop.exec();
         printOut(run->statusRaw);
         if (!run->isClosed())
