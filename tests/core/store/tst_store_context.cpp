@@ -7,6 +7,7 @@
 #include "core/records/Project.h"
 #include "core/records/SkillVersion.h"
 #include "core/records/Workspace.h"
+#include "core/MainThread.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "support/TestEnvironment.h"
@@ -325,6 +326,26 @@ private slots:
         chat->name = QStringLiteral("main");
         const Status saved = store->mainContext().save();
         QVERIFY2(saved.ok(), saved ? "" : qPrintable(saved.error().message));
+    }
+
+    void aStoreLeftToBackgroundWorkDiesOnTheMainThread()
+    {
+        // The window closes while a scan still holds the store: the scan's end must not destroy
+        // the store (a QObject with timers) on the pool thread.
+        auto store = openStore();
+        QThread *diedOn = nullptr;
+        connect(store.get(), &QObject::destroyed, this, [&] { diedOn = QThread::currentThread(); }, Qt::DirectConnection);
+        auto owner = std::make_unique<QObject>();
+        bool done = false;
+        runInBackground(owner.get(), [store] {
+            QThread::msleep(100);
+            return store->newContext()->count<Chat>().valueOr(-1);
+        }, [&](int) { done = true; });
+        store.reset();
+        owner.reset();
+        QTRY_VERIFY(diedOn != nullptr);
+        QCOMPARE(diedOn, thread());
+        QVERIFY(!done);
     }
 
     void heldRecordsArePrunedWhenNobodyHoldsThem()
