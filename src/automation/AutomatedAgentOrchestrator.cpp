@@ -305,6 +305,15 @@ std::shared_ptr<AutomationRun> AutomatedAgentOrchestrator::latestRun(const QUuid
     return latest ? latest.value() : nullptr;
 }
 
+std::shared_ptr<AutomationRun> AutomatedAgentOrchestrator::inputRun(const QUuid &workspaceId) const
+{
+    const auto runs = m_context.fetchOrEmpty<AutomationRun>(Query(where::eq("workspaceId", workspaceId)).orderBy("startedAt", false));
+    for (const auto &run : runs)
+        if (!run->isClosed() || run->status() == AutomationRunStatus::awaitingUserReview)
+            return run;
+    return nullptr;
+}
+
 std::shared_ptr<AutomationFlow> AutomatedAgentOrchestrator::flowNamed(const QString &name) const
 {
     auto flow = m_context.fetchFirst<AutomationFlow>(Query(where::eq("name", name)));

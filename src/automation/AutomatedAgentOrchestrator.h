@@ -96,6 +96,9 @@ public:
     std::optional<PermissionMode> flowPermissionMode(const QUuid &workspaceId) const;
     // The run a workspace shows: its latest by start.
     std::shared_ptr<AutomationRun> latestRun(const QUuid &workspaceId) const;
+    // The run the coordinator chat's input belongs to: the latest of the workspace's runs that
+    // are still open or wait for the user's review.
+    std::shared_ptr<AutomationRun> inputRun(const QUuid &workspaceId) const;
     std::shared_ptr<AutomationFlow> flowNamed(const QString &name) const;
 
 private:

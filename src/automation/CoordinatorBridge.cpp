@@ -41,11 +41,26 @@ CoordinatorBridge::CoordinatorBridge(SessionManager &sessions, ChatController &c
     for (const QUuid &chatId : m_sessions.sessionIds())
         watch(m_sessions.existingSession(chatId));
     m_orchestrator.setBridge(this);
+    m_controller.setInputRoute([this](ChatSession &session, const QString &text) { return routeInput(session, text); });
 }
 
 CoordinatorBridge::~CoordinatorBridge()
 {
+    m_controller.setInputRoute({});
     m_orchestrator.setBridge(nullptr);
+}
+
+bool CoordinatorBridge::routeInput(ChatSession &session, const QString &text)
+{
+    const auto chat = session.chat();
+    if (!chat || !chat->isCoordinator() || !chat->workspaceId)
+        return false;
+    const auto run = m_orchestrator.inputRun(*chat->workspaceId);
+    if (!run || run->status() != AutomationRunStatus::awaitingUserReview)
+        return false;
+    logLine("ChatVC", QStringLiteral("Routing chat input as automation feedback (run=%1)").arg(run->id.toString(QUuid::WithoutBraces)));
+    m_orchestrator.userRequestedChanges(run, text);
+    return true;
 }
 
 void CoordinatorBridge::watch(ChatSession *session)

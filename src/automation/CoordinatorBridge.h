@@ -47,6 +47,9 @@ signals:
     void turnHandled(const QUuid &chatId);
 
 private:
+    // Text typed into a coordinator chat whose run waits for review is the user's request for
+    // changes: the next iteration starts with it instead of an ordinary message.
+    bool routeInput(ChatSession &session, const QString &text);
     void watch(ChatSession *session);
     void turnCompleted(const QUuid &chatId, const AgentResult &result);
     void handleNext(const QUuid &runId, QList<CoordinatorSignal> pending, const QUuid &chatId);

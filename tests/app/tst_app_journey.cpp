@@ -5,6 +5,9 @@
 #include "agent/session/ChatSession.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
+#include "core/window/WindowNavigator.h"
+#include "core/records/AutomationIteration.h"
+#include "core/records/AutomationRun.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
 #include "core/settings/AppSettings.h"
@@ -21,6 +24,7 @@
 #include "shell/chat/TimelineRow.h"
 #include "shell/chat/TimelineView.h"
 #include "presentation/highlight/SyntaxHighlighter.h"
+#include "shell/window/AutomationRunBanner.h"
 #include "shell/window/ContentArea.h"
 #include "shell/window/MainWindow.h"
 #include "support/FakeModel.h"
@@ -31,6 +35,8 @@
 #include <QApplication>
 #include <QListWidget>
 #include <QDir>
+#include <QLabel>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -179,6 +185,77 @@ private slots:
         QVERIFY(window.addProjectFolder(repo).ok());
         button->click();
         QTRY_COMPARE_WITH_TIMEOUT(list->count(), 3, 5000);
+    }
+
+    // A run whose command-line driver is killed (SIGKILL) while the coordinator works goes on
+    // when the application starts: the coordinator is told to carry on, the run reaches review
+    // with its start time kept, and what the user then types into the coordinator chat drives
+    // the next iteration.
+    void aKilledRunGoesOnAtTheNextStart()
+    {
+        test::TestEnvironment env;
+        test::FakeModel model(qEnvironmentVariable("CORVANE_SOURCE_DIR") + "/tests/automation/scenarios/coordinator_restart.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        model.exportToThisProcess();
+        prepareSettings();
+        const QString repo = gitRepository(env, "repo");
+        QVERIFY(!repo.isEmpty());
+        auto cli = [](const QStringList &args) {
+            QProcess process;
+            process.start(QStringLiteral(CORVANE_CLI_PATH), args);
+            process.waitForFinished(60000);
+            return process.readAllStandardError().trimmed();
+        };
+        const QByteArray issue = cli({"issue", "new", "--project", repo, "--title", "Add a parser"});
+        QVERIFY2(issue.startsWith("issue "), issue);
+        cli({"gate", "add", "--project", repo, "--name", "tests", "--command", "true"});
+
+        QProcess driver;
+        driver.start(QStringLiteral(CORVANE_CLI_PATH), {"run", "start", "--issue", QString::fromUtf8(issue.mid(6)), "--mode",
+                                                         "simple", "--claude", test::FakeModel::claudePath()});
+        auto received = [&](const char *text) {
+            for (const QVariantMap &request : model.requests())
+                if (QJsonDocument::fromVariant(request).toJson().contains(text))
+                    return true;
+            return false;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(received("# Automation: build-and-test"), kTurnTimeout);
+        driver.kill();
+        QVERIFY(driver.waitForFinished());
+
+        auto readRun = [] {
+            auto store = Store::open(paths::storeFile()).value();
+            return store->mainContext().fetchOrEmpty<AutomationRun>().value(0);
+        };
+        const auto killed = readRun();
+        QVERIFY(killed);
+        QCOMPARE(killed->statusRaw, QStringLiteral("planning"));
+        {
+            NotificationCenter center;
+            Application app(center);
+            QVERIFY(app.start());
+            MainWindow &window = *app.windows().first();
+            window.navigator().showChat(killed->coordinatorChatId);
+            auto *banner = window.findChild<AutomationRunBanner *>();
+            QVERIFY(banner);
+            QTRY_COMPARE_WITH_TIMEOUT(banner->title()->text(), QStringLiteral("Review Required"), kTurnTimeout);
+            QVERIFY(received("Corvane was restarted"));
+            QTRY_VERIFY_WITH_TIMEOUT(shownChat(window) && shownChat(window)->session(), 10000);
+            say(*shownChat(window), "Please document it");
+            QTRY_COMPARE_WITH_TIMEOUT(banner->isVisible(), false, 10000); // implementing again
+            QTRY_VERIFY_WITH_TIMEOUT(banner->isVisible() && banner->title()->text() == QStringLiteral("Review Required"),
+                                     kTurnTimeout);
+        }
+        QVERIFY(received("# Automation: user feedback (iteration 2)"));
+        auto store = Store::open(paths::storeFile()).value();
+        const auto run = store->mainContext().get<AutomationRun>(killed->id);
+        QCOMPARE(run->statusRaw, QStringLiteral("awaitingUserReview"));
+        QCOMPARE(run->startedAt, killed->startedAt);
+        QCOMPARE(run->iterationCount, 2);
+        QStringList iterations;
+        for (const auto &i : store->mainContext().fetchOrEmpty<AutomationIteration>(Query(where::eq("runId", run->id)).orderBy("number")))
+            iterations << i->triggerReasonRaw;
+        QCOMPARE(iterations, (QStringList{"initial", "userFeedback"}));
     }
 
     void screenshotsOfTheWindow_data()

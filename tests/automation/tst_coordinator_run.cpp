@@ -1,6 +1,7 @@
 // A whole automation run against the real claude, the scripted model playing the coordinator:
 // its first READY meets a failing gate, the fixed pass passes, the reviewer asks for a change
-// through a fenced block, the third pass is approved, and the run waits for the user.
+// through a fenced block, the third pass is approved, and the run waits for the user; what the
+// user then types into the coordinator chat is a request for changes, driving a fourth pass.
 #include "agent/claude/ClaudeSDKService.h"
 #include "agent/runtime/ToolLocator.h"
 #include "agent/session/ChatController.h"
@@ -10,6 +11,7 @@
 #include "core/NotificationCenter.h"
 #include "core/records/AutomationIteration.h"
 #include "core/records/Chat.h"
+#include "core/records/Message.h"
 #include "core/records/GateResult.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -89,6 +91,27 @@ private slots:
             sent += QString::fromUtf8(QJsonDocument::fromVariant(request).toJson());
         QVERIFY(sent.contains("The gate \\\"tests\\\" failed (1):\\nrun 1"));
         QVERIFY(sent.contains("- rename the helper"));
+
+        // Typed into the chat while the run waits: stored as the user's message, not sent as it
+        // stands, but carried to the coordinator as the user-feedback prompt of iteration 4.
+        ChatSession *session = sessions.existingSession(place.chatId);
+        QVERIFY(session);
+        const auto claudeModel = AgentModelCatalogue::forAgentType(AgentType::claudeCode).value(0);
+        QVERIFY(controller.sendMessage(*session, "  Please document the parser\n", {}, claudeModel, PermissionMode::acceptAll));
+        QCOMPARE(run->statusRaw, QStringLiteral("implementing"));
+        QTRY_COMPARE_WITH_TIMEOUT(run->statusRaw, QStringLiteral("awaitingUserReview"), 60000);
+        const auto fourth = ctx.fetchFirst<AutomationIteration>(Query(where::eq("runId", run->id)).orderBy("number", false));
+        QVERIFY(fourth);
+        QCOMPARE(fourth.value()->number, 4);
+        QCOMPARE(fourth.value()->triggerReasonRaw, QStringLiteral("userFeedback"));
+        QCOMPARE(fourth.value()->triggerNote, std::optional<QString>("user"));
+        const auto typed = ctx.fetchOrEmpty<Message>(Query(where::eq("chatId", place.chatId) && where::eq("content", QStringLiteral("  Please document the parser\n"))));
+        QCOMPARE(typed.size(), 1);
+        sent.clear();
+        for (const QVariantMap &request : model.requests())
+            sent += QString::fromUtf8(QJsonDocument::fromVariant(request).toJson());
+        QVERIFY(sent.contains("# Automation: user feedback (iteration 4)"));
+        QVERIFY(sent.contains("## Feedback\\nPlease document the parser\\n\\n## Protocol reminder"));
 
         orchestrator.finish(run, AutomationRunStatus::done);
         QCOMPARE(ctx.get<Workspace>(place.workspaceId)->automationStatusRaw, std::optional<QString>("done"));

@@ -259,8 +259,9 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
     if (text.contains(taskcontext::Marker) && command.kind == SlashCommand::Kind::notACommand && !taskReference)
         session.addSystemMessage(QStringLiteral("No task is linked to this workspace. Link an issue from the Planner to use @task."));
 
-    Status sent = ensureAgent(session, model, mode);
-    if (sent) {
+    const bool routed = m_inputRoute && command.kind == SlashCommand::Kind::notACommand && m_inputRoute(session, text);
+    Status sent = routed ? Status() : ensureAgent(session, model, mode);
+    if (sent && !routed) {
         if (command.kind == SlashCommand::Kind::prompt)
             logLine(Tag, QStringLiteral("Slash command: ") + text);
         logLine(Tag, QStringLiteral("Sending via adapter: ") + prompt);

@@ -54,12 +54,19 @@ public:
     // Told when a chat got its name from its first message (for "chatDidRename").
     void setRenameObserver(std::function<void(const QUuid &chatId)> observer) { m_onRename = std::move(observer); }
 
+    // Asked after a typed message has been stored and before it goes to the agent: true when
+    // the text was taken elsewhere (a coordinator chat whose run waits for review takes it as
+    // the user's request for changes), so it is not sent as an ordinary message.
+    using InputRoute = std::function<bool(ChatSession &session, const QString &text)>;
+    void setInputRoute(InputRoute route) { m_inputRoute = std::move(route); }
+
 private:
     void nameChat(ChatSession &session, const QString &text, int attachmentCount);
     Status ensureAgent(ChatSession &session, const AgentModelDescriptor &model, PermissionMode mode);
 
     AdapterFactory m_factory;
     std::function<void(const QUuid &)> m_onRename;
+    InputRoute m_inputRoute;
     QHash<QUuid, QElapsedTimer> m_firstStopPress; // chats whose two-press stop is armed
 };
 
