@@ -1,7 +1,12 @@
 // corvane-cli as a script would use it: separate processes on one store, the real claude
 // behind it talking to the scripted model stand-in.
 #include "core/Paths.h"
+#include "core/records/AutomationRun.h"
+#include "core/records/Chat.h"
+#include "core/records/Issue.h"
+#include "core/records/Workspace.h"
 #include "core/store/Store.h"
+#include "core/store/StoreContext.h"
 #include "planning/SkillsService.h"
 #include "support/FakeCodexModel.h"
 #include "support/FakeModel.h"
@@ -53,6 +58,43 @@ class CliTest : public QObject
         run.out = process.readAllStandardOutput();
         run.err = process.readAllStandardError();
         return run;
+    }
+
+    static QString scenario(const QString &name)
+    {
+        return qEnvironmentVariable("CORVANE_SOURCE_DIR") + "/tests/automation/scenarios/" + name;
+    }
+
+    // A new issue in `repo` with one gate "tests" running `gate`; returns the issue's id.
+    QString issueWithGate(const QString &repo, const QString &gate, const QString &title = "Add a parser")
+    {
+        QDir().mkpath(repo);
+        const Run made = cli({"issue", "new", "--project", repo, "--title", title});
+        if (!made.err.startsWith("issue "))
+            qFatal("issue new: %s", made.err.constData());
+        const Run added = cli({"gate", "add", "--project", repo, "--name", "tests", "--command", gate, "--feedback",
+                               "{name} failed ({exitCode}): {output}"});
+        if (added.exitCode != 0)
+            qFatal("gate add: %s", added.err.constData());
+        return QString::fromUtf8(made.err.trimmed().mid(6));
+    }
+
+    // `run start` against the stand-in: the run's id (from "run <UUID>") and what it printed.
+    std::pair<QString, Run> startRun(const test::FakeModel &model, const QStringList &args)
+    {
+        const Run run = cli(QStringList{"run", "start"} + args + QStringList{"--claude", test::FakeModel::claudePath()},
+                            model.claudeEnvironment());
+        return {run.err.startsWith("run ") ? QString::fromUtf8(run.err.split('\n').first().mid(4)).trimmed() : QString(), run};
+    }
+
+    QJsonObject showRun(const QString &id) { return QJsonDocument::fromJson(cli({"run", "show", "--run", id}).out).object(); }
+
+    static bool received(const test::FakeModel &model, const QByteArray &text)
+    {
+        for (const QVariantMap &request : model.requests())
+            if (QJsonDocument::fromVariant(request).toJson(QJsonDocument::Compact).contains(text))
+                return true;
+        return false;
     }
 
 private slots:
@@ -173,7 +215,7 @@ private slots:
     {
         if (test::FakeModel::claudePath().isEmpty())
             QSKIP("the pinned claude is not installed: run scripts/setup.sh");
-        test::FakeModel model(qEnvironmentVariable("CORVANE_SOURCE_DIR") + "/tests/automation/scenarios/coordinator_run.json");
+        test::FakeModel model(scenario("coordinator_run.json"));
         QVERIFY2(model.isRunning(), qPrintable(model.error()));
         const QString repo = m_env->path("repo");
         QDir().mkpath(repo);
@@ -203,6 +245,150 @@ private slots:
         QCOMPARE(run.out, QByteArray("done\n"));
         run = cli({"run", "approve", "--run", runId});
         QCOMPARE(run.exitCode, 1); // a closed run takes no second decision
+    }
+
+    // How a run ends, driven from the command line with the real claude.
+    void runOutcomes_data()
+    {
+        QTest::addColumn<QString>("replies");
+        QTest::addColumn<QString>("gate");
+        QTest::addColumn<QByteArray>("status");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<int>("iterations");
+        QTest::addColumn<QByteArray>("received");
+        QTest::newRow("a gate command that does not exist fails every pass up to the cap")
+            << "run_always_ready.json" << "no-such-tool --check" << QByteArray("blocked")
+            << "Gate 'tests' failed and the run hit its iteration/token/cost cap." << 8 << QByteArray("tests failed (127): ");
+        QTest::newRow("the reviewer rejects") << "run_rejected.json" << "true" << QByteArray("failed") << "Wrong approach" << 1
+                                              << QByteArray("quality gates passed (iteration 1)");
+    }
+
+    void runOutcomes()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        QFETCH(QString, replies);
+        QFETCH(QString, gate);
+        QFETCH(QByteArray, status);
+        test::FakeModel model(scenario(replies));
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString issue = issueWithGate(m_env->path("repo"), gate);
+        const auto [id, run] = startRun(model, {"--issue", issue, "--mode", "simple"});
+        QVERIFY2(!id.isEmpty(), run.err);
+        QCOMPARE(run.out, status + "\n");
+        QCOMPARE(run.exitCode, 1);
+        const QJsonObject shown = showRun(id);
+        QCOMPARE(shown.value("status").toString(), QString::fromUtf8(status));
+        QTEST(shown.value("failureReason").toString(), "reason");
+        QTEST(int(shown.value("iterations").toArray().size()), "iterations");
+        QFETCH(QByteArray, received);
+        QVERIFY(CliTest::received(model, received));
+        QVERIFY(shown.value("tokens").toInteger() > 0);
+    }
+
+    // A coordinator that stops without a marker leaves its run waiting; a second run on the issue
+    // supersedes it, reaches review, and is discarded.
+    void runSupersededThenDiscarded()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        test::FakeModel model(scenario("run_superseded.json"));
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString issue = issueWithGate(m_env->path("repo"), "true");
+        const auto [first, waiting] = startRun(model, {"--issue", issue, "--mode", "simple"});
+        QCOMPARE(waiting.exitCode, 1);
+        QCOMPARE(waiting.out, QByteArray("planning\n"));
+        QVERIFY2(waiting.err.contains("the coordinator ended its turn without a marker"), waiting.err);
+        const auto [second, reviewed] = startRun(model, {"--issue", issue, "--mode", "simple"});
+        QCOMPARE(reviewed.out, QByteArray("awaitingUserReview\n"));
+        QCOMPARE(showRun(first).value("status").toString(), QStringLiteral("blocked"));
+        QCOMPARE(showRun(first).value("failureReason").toString(), QStringLiteral("Superseded by new automation run"));
+
+        const Run discarded = cli({"run", "discard", "--run", second});
+        QCOMPARE(discarded.out, QByteArray("blocked\n"));
+        QCOMPARE(showRun(second).value("failureReason").toString(), QStringLiteral("Discarded by user from the review banner."));
+        const Run late = cli({"run", "approve", "--run", second});
+        QCOMPARE(late.exitCode, 1);
+        QVERIFY2(late.err.contains("the run is blocked, not waiting for review"), late.err);
+        // Each run had its own workspace; the issue now points at the second one's.
+        auto store = Store::open(paths::storeFile()).value();
+        StoreContext &ctx = store->mainContext();
+        const auto one = ctx.get<AutomationRun>(QUuid::fromString(first));
+        const auto two = ctx.get<AutomationRun>(QUuid::fromString(second));
+        QVERIFY(one && two && one->workspaceId != two->workspaceId);
+        QCOMPARE(ctx.get<Issue>(QUuid::fromString(issue))->workspaceId, two->workspaceId);
+    }
+
+    // The default mode: the run works in a new worktree on its own branch, and the gates run
+    // there. A second run asking for the same branch cannot make its worktree.
+    void runInAWorktree()
+    {
+        if (test::FakeModel::claudePath().isEmpty())
+            QSKIP("the pinned claude is not installed: run scripts/setup.sh");
+        test::FakeModel model(scenario("run_approved.json"));
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        const QString repo = m_env->path("repo");
+        QDir().mkpath(repo);
+        QCOMPARE(QProcess::execute("git", {"-C", repo, "init", "-q", "-b", "main"}), 0);
+        QCOMPARE(QProcess::execute("git", {"-C", repo, "-c", "user.name=T", "-c", "user.email=t@example.com", "commit", "-q",
+                                           "--allow-empty", "-m", "first"}), 0);
+        const QString issue = issueWithGate(repo, "git rev-parse --abbrev-ref HEAD > gate-branch.txt");
+        const auto [id, run] = startRun(model, {"--issue", issue});
+        QVERIFY2(run.exitCode == 0, run.err);
+        QVERIFY(received(model, "- Running in an isolated git worktree for this run."));
+
+        auto store = Store::open(paths::storeFile()).value();
+        const auto workspace = store->mainContext().get<Workspace>(*store->mainContext().get<AutomationRun>(QUuid::fromString(id))->workspaceId);
+        QVERIFY(workspace->usesWorktree && workspace->worktreePath);
+        QCOMPARE(workspace->gitBranch, std::optional<QString>("add-a-parser"));
+        QFile branch(*workspace->worktreePath + "/gate-branch.txt");
+        QVERIFY(branch.open(QIODevice::ReadOnly));
+        QCOMPARE(branch.readAll(), QByteArray("add-a-parser\n"));
+        QVERIFY(!QFile::exists(repo + "/gate-branch.txt"));
+        store.reset();
+
+        const auto [none, refused] = startRun(model, {"--issue", issue, "--branch", "add-a-parser"});
+        QCOMPARE(refused.exitCode, 1);
+        QVERIFY2(refused.err.contains("corvane-cli run start: Failed to start run: ") && refused.err.contains("already exists"),
+                 refused.err);
+        QCOMPARE(showRun(id).value("status").toString(), QStringLiteral("awaitingUserReview")); // a run under review stays
+    }
+
+    // Runs that cannot start say why and leave no run, workspace or chat behind.
+    void runStartRefused_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<bool>("detachIssue");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("an unknown flow") << QStringList{"--flow", "nope"} << false << "no flow named \"nope\"";
+        QTest::newRow("a worktree of a folder that is no repository") << QStringList() << false
+                                                                     << "Failed to start run: ";
+        QTest::newRow("an issue without a project") << QStringList() << true
+                                                    << "the issue \"Add a parser\" belongs to no project";
+    }
+
+    void runStartRefused()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(bool, detachIssue);
+        const QString issue = issueWithGate(m_env->path("plain"), "true");
+        auto counts = [] {
+            auto store = Store::open(paths::storeFile()).value();
+            StoreContext &ctx = store->mainContext();
+            return QList<qint64>{ctx.count<AutomationRun>().valueOr(-1), ctx.count<Workspace>().valueOr(-1),
+                                 ctx.count<Chat>().valueOr(-1)};
+        };
+        if (detachIssue) {
+            auto store = Store::open(paths::storeFile()).value();
+            store->mainContext().get<Issue>(QUuid::fromString(issue))->projectId.reset();
+            QVERIFY(store->mainContext().save());
+        }
+        const QList<qint64> before = counts();
+        const Run run = cli(QStringList{"run", "start", "--issue", issue} + args);
+        QCOMPARE(run.exitCode, 1);
+        QFETCH(QString, message);
+        QVERIFY2(run.err.contains(message.toUtf8()), run.err);
+        QCOMPARE(counts(), before);
     }
 
     void sendThenReadBack()

@@ -163,6 +163,19 @@ private slots:
         QCOMPARE(m_bridge.sent, QStringList{"Go"});
     }
 
+    void aFlowDeletedDuringTheRunCountsAsReviewing()
+    {
+        // The run names a flow whose file went away meanwhile: no permission mode of its own,
+        // and passing gates lead to the reviewer as for any flow.
+        const auto run = start(true);
+        QCOMPARE(m_orchestrator->flowPermissionMode(m_place.workspaceId), std::optional(PermissionMode::acceptAll));
+        ctx().remove(m_orchestrator->flowNamed("quick"));
+        QVERIFY(ctx().save());
+        QCOMPARE(m_orchestrator->flowPermissionMode(m_place.workspaceId), std::nullopt);
+        validate(run, {gate("check", "true")});
+        QCOMPARE(run->statusRaw, QStringLiteral("reviewing"));
+    }
+
     void aGateThatAlwaysFailsBlocksAtTheIterationCap()
     {
         const auto run = start();
