@@ -1,7 +1,7 @@
 #include "automation/QualityGateRunner.h"
 
-#include "core/process/ByteTail.h"
 #include "core/process/ChildProcess.h"
+#include "core/process/TailPipe.h"
 #include "core/store/StoreContext.h"
 
 #include <QElapsedTimer>
@@ -46,25 +46,30 @@ void GateExecution::start()
     command.arguments = {QStringLiteral("-c"), m_gate.command};
     command.workingDirectory = m_gate.workingDirOverride && !m_gate.workingDirOverride->isEmpty()
                                    ? *m_gate.workingDirOverride : m_defaultDirectory;
-    command.mergeErrorIntoOutput = true;
+    auto fail = [this](const QString &why) {
+        emit finished({-1, QStringLiteral("Failed to launch gate '%1': %2").arg(m_gate.name, why), 0});
+    };
+    m_output = std::make_unique<TailPipe>(tailBytes);
+    if (Status opened = m_output->open(); !opened) {
+        QTimer::singleShot(0, this, [fail, why = opened.error().message] { fail(why); });
+        return;
+    }
+    command.outputDescriptor = m_output->writeEnd();
 
     m_process = std::make_unique<ChildProcess>(ChildProcess::OutputMode::Raw);
-    auto tail = std::make_shared<ByteTail>(tailBytes);
     auto clock = std::make_shared<QElapsedTimer>();
     auto *timeout = new QTimer(this);
     timeout->setSingleShot(true);
     // A coarse timer may fire 5% early: a gate gets all of its time.
     timeout->setTimerType(Qt::PreciseTimer);
-    connect(m_process.get(), &ChildProcess::outputReady, this, [tail](const QByteArray &data) { tail->append(data); });
-    connect(m_process.get(), &ChildProcess::failedToStart, this, [this](const Error &error) {
-        emit finished({-1, QStringLiteral("Failed to launch gate '%1': %2").arg(m_gate.name, error.message), 0});
-    });
+    connect(m_process.get(), &ChildProcess::failedToStart, this, [fail](const Error &error) { fail(error.message); });
     connect(m_process.get(), &ChildProcess::finished, this,
-            [this, tail, clock, timeout](int exitCode, ChildProcess::ExitKind kind, int signal) {
+            [this, clock, timeout](int exitCode, ChildProcess::ExitKind kind, int signal) {
                 timeout->stop();
+                m_output->drain();
                 // A gate ended by a signal reports it as a shell would: 128 + its number.
                 const int code = kind == ChildProcess::ExitKind::Normal ? exitCode : 128 + signal;
-                emit finished({code, tail->text(), clock->nsecsElapsed() / 1e9});
+                emit finished({code, m_output->text(), clock->nsecsElapsed() / 1e9});
             });
     clock->start();
     if (m_gate.timeoutSeconds >= 1) {
@@ -80,6 +85,7 @@ void GateExecution::start()
         timeout->start();
     }
     m_process->start(command);
+    m_output->closeWriteEnd(); // the child has its copy; ours would keep the pipe from ending
 }
 
 QualityGateRunner::QualityGateRunner(StoreContext &context, QObject *parent)

@@ -14,6 +14,7 @@
 namespace corvane {
 
 class ChildProcess;
+class TailPipe;
 class StoreContext;
 
 // What one gate's shell gave back.
@@ -48,6 +49,7 @@ signals:
 private:
     QualityGate m_gate;
     QString m_defaultDirectory;
+    std::unique_ptr<TailPipe> m_output;
     std::unique_ptr<ChildProcess> m_process;
 };
 

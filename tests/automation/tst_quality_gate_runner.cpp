@@ -148,6 +148,16 @@ private slots:
         QVERIFY(tail.endsWith("\nlast line\n"));
     }
 
+    void aBackgroundJobDoesNotHoldTheGate()
+    {
+        // The shell's exit ends the gate, though the job still holds the output open; the
+        // output of both streams reads in the order written.
+        const GateRunResult result = run({gate("server", "echo one; echo two >&2; sleep 30 & echo three")});
+        QCOMPARE(summary(result), QStringList{"server:pass:0"});
+        QCOMPARE(result.results.first().outputTail, QStringLiteral("one\ntwo\nthree\n"));
+        QVERIFY(result.results.first().durationSeconds < 10);
+    }
+
     void aTimeOutEndsTheWholeGroup()
     {
         const QString pidFile = m_env->path("sleeper.pid");

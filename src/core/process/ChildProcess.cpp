@@ -20,7 +20,7 @@ namespace {
 constexpr const char *Tag = "Process";
 
 // Runs in the forked child before exec, so only async-signal-safe calls belong here.
-void prepareChild(pid_t parent)
+void prepareChild(pid_t parent, int output)
 {
     // A group and session of its own: signals to -pid reach everything the child starts, and
     // nothing reaches it from the terminal Corvane may have been started from.
@@ -34,6 +34,11 @@ void prepareChild(pid_t parent)
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
     ::sigaction(SIGPIPE, &action, nullptr);
+    // QProcess has pointed both at /dev/null by now; the caller's descriptor replaces them.
+    if (output >= 0) {
+        ::dup2(output, STDOUT_FILENO);
+        ::dup2(output, STDERR_FILENO);
+    }
 }
 
 } // namespace
@@ -99,8 +104,11 @@ void ChildProcess::start(const ProcessCommand &command)
     m_process->setArguments(command.arguments);
     m_process->setWorkingDirectory(command.workingDirectory);
     m_process->setProcessEnvironment(command.environment);
-    m_process->setProcessChannelMode(command.mergeErrorIntoOutput ? QProcess::MergedChannels : QProcess::SeparateChannels);
-    m_process->setChildProcessModifier([parent = ::getpid()] { prepareChild(parent); });
+    if (command.outputDescriptor >= 0) {
+        m_process->setStandardOutputFile(QProcess::nullDevice());
+        m_process->setStandardErrorFile(QProcess::nullDevice());
+    }
+    m_process->setChildProcessModifier([parent = ::getpid(), output = command.outputDescriptor] { prepareChild(parent, output); });
 
     QProcess *process = m_process.get();
     connect(process, &QProcess::started, this, [this] { setState(State::Running); });

@@ -19,9 +19,10 @@ struct ProcessCommand
     // The child's complete environment; nothing else is inherited. It starts as a copy of ours so
     // a caller that only adds variables does not have to fetch it first.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // Standard error joins standard output in one stream, in the order written (quality gates
-    // show their output as a terminal would).
-    bool mergeErrorIntoOutput = false;
+    // When set, standard output and standard error both go to this descriptor, in the order
+    // written (a pipe the caller reads itself, as quality gates do: a terminal's view of the run,
+    // of which they keep only the end). The caller closes its copy once the child has started.
+    int outputDescriptor = -1;
 };
 
 } // namespace corvane
