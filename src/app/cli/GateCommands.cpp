@@ -2,6 +2,7 @@
 
 #include "app/cli/ChatLookup.h"
 #include "app/cli/CliOutput.h"
+#include "automation/ProjectGates.h"
 #include "core/records/Project.h"
 #include "core/records/QualityGate.h"
 #include "core/store/Store.h"
@@ -13,15 +14,6 @@
 namespace corvane::cli {
 
 namespace {
-
-// What a failed gate tells the coordinator unless the user writes their own.
-const QString DefaultFeedback = QStringLiteral("The quality gate \"{name}\" failed with exit code {exitCode}. "
-                                               "Fix the cause and signal readiness again.\n\n{output}");
-
-QList<std::shared_ptr<QualityGate>> gatesOf(StoreContext &context, const Project &project)
-{
-    return context.fetchOrEmpty<QualityGate>(Query(where::eq("projectId", project.id)).orderBy("order"));
-}
 
 // "order  name  required|optional  timeout  success code  command", tab-separated.
 QString gateLine(const QualityGate &gate)
@@ -79,7 +71,7 @@ int gateCommand(const QStringList &arguments)
         printErr(QStringLiteral("corvane-cli gate add: ") + project.error().message);
         return 1;
     }
-    const auto existing = gatesOf(context, **project);
+    const auto existing = projectgates::of(context, (*project)->id);
     for (const auto &gate : existing) {
         if (gate->name == name) {
             printErr(QStringLiteral("corvane-cli gate add: %1 already has a gate named \"%2\"").arg((*project)->path, name));
@@ -93,7 +85,7 @@ int gateCommand(const QStringList &arguments)
     gate.timeoutSeconds = timeout;
     gate.isRequired = !parser.isSet("optional");
     gate.order = existing.isEmpty() ? 0 : existing.last()->order + 1;
-    gate.feedbackTemplate = parser.isSet("feedback") ? parser.value("feedback") : DefaultFeedback;
+    gate.feedbackTemplate = parser.isSet("feedback") ? parser.value("feedback") : projectgates::defaultFeedback();
     context.insert(gate);
     if (Status saved = context.save(); !saved) {
         printErr(QStringLiteral("corvane-cli gate add: ") + saved.error().message);
@@ -119,7 +111,7 @@ int listGates(const QStringList &arguments)
     const auto project = path.isEmpty() ? nullptr : context.fetchFirst<Project>(Query(where::eq("path", path))).valueOr(nullptr);
     if (!project)
         return 0; // a folder that is no project has no gates
-    for (const auto &gate : gatesOf(context, *project))
+    for (const auto &gate : projectgates::of(context, project->id))
         printOut(gateLine(*gate));
     return 0;
 }

@@ -116,6 +116,7 @@ private:
     void newChatInWorkspace();
     // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
     void newWorkspaceIn(const QUuid &projectId);
+    void editQualityGates(const QUuid &projectId);
     void createSimpleWorkspaceIn(Project &project);
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);

@@ -7,6 +7,7 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/window/NewWorkspaceDialog.h"
+#include "shell/window/QualityGatesDialog.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -131,6 +132,18 @@ void MainWindow::newWorkspaceIn(const QUuid &projectId)
         refresh();
     });
     dialog->open();
+}
+
+void MainWindow::editQualityGates(const QUuid &projectId)
+{
+    for (const auto &project : m_sidebarModel->projects()) {
+        if (project->id != projectId)
+            continue;
+        auto *dialog = new QualityGatesDialog(m_services.context, *project, this);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->open();
+        return;
+    }
 }
 
 void MainWindow::createSimpleWorkspaceIn(Project &project)

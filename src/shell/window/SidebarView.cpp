@@ -291,6 +291,7 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
     switch (ItemKind(item->data(0, kindRole).toInt())) {
     case ItemKind::project:
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
+        add(tr("Quality Gates…"), &SidebarView::qualityGatesRequested);
         for (const auto &project : m_model.projects())
             if (project->id == id)
                 for (const auto &workspace : m_model.lifecycle().workspaces(*project, true))

@@ -67,6 +67,7 @@ signals:
     void closeWorkspaceSessionsRequested(const QUuid &workspaceId);
     void archiveChatRequested(const QUuid &chatId);
     void newWorkspaceRequested(const QUuid &projectId);
+    void qualityGatesRequested(const QUuid &projectId);
 
 private:
     void updateActivity(const QUuid &chatId);

@@ -1,4 +1,6 @@
 #include "automation/AutomatedAgentOrchestrator.h"
+#include "automation/ProjectGates.h"
+#include "core/records/QualityGate.h"
 #include "core/NotificationCenter.h"
 #include "core/records/AutomationFlow.h"
 #include "core/records/Chat.h"
@@ -17,6 +19,7 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/NewWorkspaceDialog.h"
+#include "shell/window/QualityGatesDialog.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "shell/window/WorkspaceTabBar.h"
@@ -26,6 +29,8 @@
 #include "support/TestEnvironment.h"
 
 #include <QAction>
+#include <QCheckBox>
+#include <QSpinBox>
 #include <QListWidget>
 #include <QApplication>
 #include <QComboBox>
@@ -509,6 +514,53 @@ private slots:
         QCOMPARE(run->statusRaw, QStringLiteral("done"));
         QTRY_COMPARE(banner->title()->text(), QStringLiteral("Run approved"));
         QVERIFY(!banner->findChild<QPushButton *>("approveRunButton")->isVisible());
+    }
+
+    // A project's gates from its row's menu: two added, a name given twice refused with the
+    // reason and the dialog kept open, then saved in the order shown.
+    void qualityGatesEditedFromTheProjectMenu()
+    {
+        Services s;
+        makeRepository(s.env.path("app"));
+        auto window = s.openWindow();
+        QVERIFY(window->addProjectFolder(s.env.path("app")));
+        StoreContext &ctx = s.store->mainContext();
+        const auto project = ctx.fetchOrEmpty<Project>().first();
+        QAction *open = nullptr;
+        for (QAction *action : window->sidebar()->rowActions(project->id, window.get()))
+            if (action->text() == QStringLiteral("Quality Gates…"))
+                open = action;
+        QVERIFY(open);
+        open->trigger();
+        auto *dialog = window->findChild<QualityGatesDialog *>();
+        QVERIFY(dialog && dialog->isVisible());
+        auto addGate = [&](const QString &name, const QString &command) {
+            dialog->addButton()->click();
+            QTest::keyClicks(dialog->nameField(), name);
+            QTest::keyClicks(dialog->commandField(), command);
+        };
+        addGate("tests", "make test");
+        dialog->timeoutField()->setValue(600);
+        addGate("tests", "make lint");
+        dialog->requiredBox()->setChecked(false);
+        dialog->saveButton()->click();
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(dialog->errorLabel()->text(), QStringLiteral("Two gates are named \"tests\""));
+        QCOMPARE(ctx.count<QualityGate>().valueOr(-1), 0);
+        dialog->nameField()->selectAll();
+        QTest::keyClicks(dialog->nameField(), "lint");
+        QCOMPARE(dialog->list()->item(1)->text(), QStringLiteral("lint \u00B7 optional"));
+        for (QPushButton *button : dialog->findChildren<QPushButton *>())
+            if (button->text() == QStringLiteral("Up"))
+                button->click();
+        dialog->grab().save(QDir::current().filePath("quality-gates.png"));
+        dialog->saveButton()->click();
+        QTRY_VERIFY(!window->findChild<QualityGatesDialog *>()); // closed and gone
+        QStringList saved;
+        for (const auto &gate : projectgates::of(ctx, project->id))
+            saved << QStringLiteral("%1 %2 %3 %4 %5").arg(gate->order).arg(gate->name, gate->command)
+                         .arg(gate->isRequired ? "required" : "optional").arg(gate->timeoutSeconds);
+        QCOMPARE(saved, (QStringList{"0 lint make lint optional 0", "1 tests make test required 600"}));
     }
 
     void screenshots()
