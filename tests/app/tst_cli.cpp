@@ -13,6 +13,7 @@
 #include "support/TestEnvironment.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -127,6 +128,12 @@ private slots:
         QTest::newRow("gate with a bad time-out")
             << QStringList{"gate", "add", "--project", "/tmp", "--name", "t", "--command", "true", "--timeout", "soon"}
             << "\"soon\" is not a number of seconds";
+        QTest::newRow("issue move to no column")
+            << QStringList{"issue", "move", "--id", QUuid::createUuid().toString(QUuid::WithoutBraces), "--status", "someday"}
+            << "no issue with the id";
+        QTest::newRow("issues of an unknown column") << QStringList{"issues", "--status", "someday"}
+                                                     << "--status is one of backlog, planned, inProgress, done";
+        QTest::newRow("issue edit without a change") << QStringList{"issue", "edit", "--id", "x"} << "no issue with the id \"x\"";
         QTest::newRow("messages of an unknown chat")
             << QStringList{"messages", "--chat", QUuid::createUuid().toString(QUuid::WithoutBraces)} << "no chat with the id";
     }
@@ -191,6 +198,47 @@ private slots:
         QCOMPARE(restored.readAll(), QByteArray("---\nname: notes\n---\nfirst\n"));
         run = cli({"skill", "history", "--file", notes});
         QVERIFY2(run.out.startsWith("v3\t") && run.out.contains("\tRestored to v1\t"), run.out);
+    }
+
+    // The board from the command line: new cards, moves that number the column, an edit, a
+    // delete that asks first.
+    void issuesMovedEditedAndDeleted()
+    {
+        const QString repo = m_env->path("app");
+        QDir().mkpath(repo);
+        QStringList ids;
+        for (const char *title : {"Add export", "Fix login", "Write docs"}) {
+            const Run made = cli({"issue", "new", "--project", repo, "--title", title});
+            QVERIFY2(made.exitCode == 0, made.err);
+            ids << QString::fromUtf8(made.err.trimmed().mid(6));
+        }
+        auto lines = [&](const QStringList &args) {
+            QStringList out;
+            for (const QByteArray &line : cli(args).out.trimmed().split('\n'))
+                out << QString::fromUtf8(line).section('\t', 1); // without the id
+            return out;
+        };
+        Run run = cli({"issue", "move", "--id", ids[2], "--status", "planned"});
+        QCOMPARE(run.out, QStringLiteral("%1\tplanned\t0\ttask\tmedium\tapp\tWrite docs\n").arg(ids[2]).toUtf8());
+        QVERIFY(cli({"issue", "move", "--id", ids[0], "--status", "planned", "--index", "0"}).exitCode == 0);
+        QCOMPARE(lines({"issues", "--status", "planned"}),
+                 (QStringList{"planned\t0\ttask\tmedium\tapp\tAdd export", "planned\t1\ttask\tmedium\tapp\tWrite docs"}));
+        run = cli({"issue", "edit", "--id", ids[1], "--type", "bug", "--priority", "high", "--body", "Since 2.1"});
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(lines({"issues", "--project", repo}),
+                 (QStringList{"backlog\t0\tbug\thigh\tapp\tFix login", "planned\t0\ttask\tmedium\tapp\tAdd export",
+                              "planned\t1\ttask\tmedium\tapp\tWrite docs"}));
+        const QJsonObject shown = QJsonDocument::fromJson(cli({"issue", "show", "--id", ids[1]}).out).object();
+        QCOMPARE(shown.value("body").toString(), QStringLiteral("Since 2.1"));
+        QCOMPARE(shown.value("project").toString(), QFileInfo(repo).canonicalFilePath());
+        QVERIFY(shown.value("plan").isNull());
+
+        run = cli({"issue", "delete", "--id", ids[1]});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("add --yes to confirm"), run.err);
+        run = cli({"issue", "delete", "--id", ids[1], "--yes"});
+        QCOMPARE(run.out, ("deleted " + ids[1] + "\n").toUtf8());
+        QCOMPARE(lines({"issues", "--status", "backlog"}), QStringList{""});
     }
 
     void gatesAddedAndListed()

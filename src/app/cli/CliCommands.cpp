@@ -5,6 +5,7 @@
 #include "app/cli/ChatLookup.h"
 #include "app/cli/DefinitionCommands.h"
 #include "app/cli/GateCommands.h"
+#include "app/cli/IssueCommands.h"
 #include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
@@ -83,6 +84,18 @@ Commands:
       optional, time-out, success code, command.
   issue new --project DIR --title TITLE [--body TEXT]
       A planner issue for the project; prints "issue <UUID>" on standard error.
+  issues [--project DIR] [--status S]
+      The board, column by column (backlog, planned, inProgress, done), each in
+      its order: id, status, position, type, priority, project, title.
+  issue show --id UUID
+      The issue as one JSON object, with its labels, checklist and plan.
+  issue move --id UUID --status S [--index N]
+      Moves the card into the column at N (0 is the top; default: the end); the
+      column is numbered again from 0. Prints the card's line.
+  issue edit --id UUID [--title T] [--body B] [--type feature|bug|task]
+       [--priority none|low|medium|high|urgent]
+  issue delete --id UUID --yes
+      Deletes the card with its checklist, labels and plan file.
   run start --issue UUID [--flow NAME] [--mode worktree|simple] [--branch NAME]
        [--claude PATH]
       Starts an automation run on the issue in a new workspace with a Coordinator
@@ -220,6 +233,8 @@ int run(const QStringList &arguments)
         return listGates(rest);
     if (command == QLatin1String("issue"))
         return issueCommand(rest);
+    if (command == QLatin1String("issues"))
+        return listIssues(rest);
     if (command == QLatin1String("run"))
         return runCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {

@@ -210,41 +210,6 @@ int startRun(const QStringList &arguments)
 
 } // namespace
 
-int issueCommand(const QStringList &arguments)
-{
-    QCommandLineParser parser;
-    parser.addOption({"project", "The project folder.", "DIR"});
-    parser.addOption({"title", "The issue's title.", "TITLE"});
-    parser.addOption({"body", "Its description.", "TEXT"});
-    const QStringList rest = dropVerb(arguments);
-    if (arguments.value(1) != QLatin1String("new") || !parser.parse(rest) || !parser.isSet("project")
-        || parser.value("title").trimmed().isEmpty()) {
-        printErr(QStringLiteral("corvane-cli issue: usage: corvane-cli issue new --project DIR --title TITLE [--body TEXT]"));
-        return 2;
-    }
-    auto store = openStoreOrSay();
-    if (!store)
-        return 1;
-    StoreContext &context = store->mainContext();
-    auto project = projectForFolder(context, parser.value("project"));
-    if (!project) {
-        printErr(QStringLiteral("corvane-cli issue new: ") + project.error().message);
-        return 1;
-    }
-    Issue issue;
-    issue.title = parser.value("title").trimmed();
-    if (parser.isSet("body"))
-        issue.descriptionText = parser.value("body");
-    issue.projectId = (*project)->id;
-    context.insert(issue);
-    if (Status saved = context.save(); !saved) {
-        printErr(QStringLiteral("corvane-cli issue new: ") + saved.error().message);
-        return 1;
-    }
-    sayOnStderr(QStringLiteral("issue ") + issue.id.toString(QUuid::WithoutBraces));
-    return 0;
-}
-
 int runCommand(const QStringList &arguments)
 {
     const QString verb = arguments.value(1);

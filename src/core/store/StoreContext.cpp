@@ -100,6 +100,22 @@ void StoreContext::settleEntry(const RecordOps &ops, const QUuid &id)
     --m_registered;
 }
 
+QList<std::shared_ptr<void>> StoreContext::unsavedErased(const RecordOps &ops) const
+{
+    QList<std::shared_ptr<void>> out;
+    const auto map = m_entries.constFind(&ops);
+    if (map == m_entries.cend())
+        return out;
+    for (const auto &[entityOps, id] : m_insertOrder) {
+        if (entityOps != &ops)
+            continue;
+        const auto it = map->constFind(id);
+        if (it != map->cend() && it->state == State::inserted)
+            out.append(it->object);
+    }
+    return out;
+}
+
 std::shared_ptr<void> StoreContext::registered(const RecordOps &ops, const QUuid &id) const
 {
     const auto map = m_entries.constFind(&ops);

@@ -111,6 +111,16 @@ public:
         return countErased(store::recordOps<R>(), filter);
     }
 
+    // Records inserted and not saved yet, which a fetch does not see, in the order inserted.
+    template <typename R>
+    QList<std::shared_ptr<R>> unsavedInserts() const
+    {
+        QList<std::shared_ptr<R>> out;
+        for (const auto &object : unsavedErased(store::recordOps<R>()))
+            out.append(std::static_pointer_cast<R>(object));
+        return out;
+    }
+
     // Writes every pending change in one transaction. On failure nothing is written and every
     // change stays pending, so a later save repeats it.
     Status save();
@@ -155,6 +165,7 @@ private:
     void markDeleted(const store::RecordOps &ops, const QUuid &id);
     void settleEntry(const store::RecordOps &ops, const QUuid &id);
     std::shared_ptr<void> registered(const store::RecordOps &ops, const QUuid &id) const;
+    QList<std::shared_ptr<void>> unsavedErased(const store::RecordOps &ops) const;
     Result<QList<std::shared_ptr<void>>> fetchErased(const store::RecordOps &ops, const Query &query);
     Result<qint64> countErased(const store::RecordOps &ops, const Predicate &filter);
     void mergeChanges(const StoreChanges &changes);
