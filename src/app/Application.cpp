@@ -7,6 +7,7 @@
 #include "automation/AgentDefinitionsService.h"
 #include "automation/AutomationFlowsService.h"
 #include "automation/CoordinatorBridge.h"
+#include "planning/PlannerService.h"
 #include "planning/SkillsService.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/chat/ChatView.h"
@@ -109,7 +110,8 @@ void Application::startDefinitionServices()
     m_flows = std::make_unique<AutomationFlowsService>(m_store);
     m_agentDefinitions = std::make_unique<AgentDefinitionsService>(m_store);
     m_skills = std::make_unique<SkillsService>(m_store);
-    m_definitions.reset(new DefinitionServices{*m_flows, *m_agentDefinitions, *m_skills});
+    m_planner = std::make_unique<PlannerService>(m_store->mainContext(), m_center);
+    m_definitions.reset(new ToolServices{*m_flows, *m_agentDefinitions, *m_skills, m_planner.get()});
     // The tools scan when first shown; from then on a project added or removed is scanned too.
     connect(&m_store->mainContext(), &StoreContext::saved, this, [this](const StoreChanges &changes) {
         if (!changes.touches(QStringLiteral("Project")))
@@ -277,6 +279,7 @@ void Application::shutdown()
     m_branchSync.reset();
     m_lifecycle.reset();
     m_definitions.reset();
+    m_planner.reset();
     m_skills.reset();
     m_agentDefinitions.reset();
     m_flows.reset();

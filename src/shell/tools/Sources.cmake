@@ -1,9 +1,10 @@
-# The Flows, Agents and Skills tools: lists of definition files beside their editors.
+# The tool pages: Flows, Agents and Skills (definition files beside their editors) and the Planner.
 target_sources(corvane_shell PRIVATE
     tools/ToolForm.h tools/ToolForm.cpp
     tools/DefinitionToolPage.h tools/DefinitionToolPage.cpp
     tools/FlowsToolPage.h tools/FlowsToolPage.cpp
     tools/AgentsToolPage.h tools/AgentsToolPage.cpp
     tools/SkillsToolPage.h tools/SkillsToolPage.cpp
+    tools/PlannerToolPage.h tools/PlannerToolPage.cpp
     tools/ToolPages.h tools/ToolPages.cpp)
 target_link_libraries(corvane_shell PUBLIC corvane_automation corvane_planning Qt6::DBus)

@@ -4,12 +4,20 @@
 #include "core/store/StoreContext.h"
 #include "shell/tools/AgentsToolPage.h"
 #include "shell/tools/FlowsToolPage.h"
+#include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/SkillsToolPage.h"
 
 namespace corvane {
 
-QWidget *makeToolPage(const QString &toolId, DefinitionServices &services, StoreContext &context, QWidget *parent)
+QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContext &context, QWidget *parent)
 {
+    if (toolId == QLatin1String("planner")) {
+        if (!services.planner)
+            return nullptr;
+        auto *board = new PlannerToolPage(*services.planner, parent);
+        board->setObjectName(QStringLiteral("plannerToolPage"));
+        return board;
+    }
     DefinitionToolPage *page = nullptr;
     if (toolId == QLatin1String("flows"))
         page = new FlowsToolPage(services.flows, services.agents, context, parent);
@@ -33,6 +41,8 @@ void refreshToolPage(QWidget *page)
 {
     if (auto *definitions = qobject_cast<DefinitionToolPage *>(page))
         definitions->refresh();
+    else if (auto *board = qobject_cast<PlannerToolPage *>(page))
+        board->refresh();
 }
 
 } // namespace corvane

@@ -8,19 +8,21 @@ namespace corvane {
 
 class AgentDefinitionsService;
 class AutomationFlowsService;
+class PlannerService;
 class SkillsService;
 class StoreContext;
 
-// The services behind the definition tools, one set for the whole application.
-struct DefinitionServices
+// The services behind the tool pages, one set for the whole application.
+struct ToolServices
 {
     AutomationFlowsService &flows;
     AgentDefinitionsService &agents;
     SkillsService &skills;
+    PlannerService *planner = nullptr;
 };
 
-// The page of the tool "flows", "agents" or "skills", or null for a tool without one yet.
-QWidget *makeToolPage(const QString &toolId, DefinitionServices &services, StoreContext &context, QWidget *parent);
+// The page of the tool "flows", "agents", "skills" or "planner", or null for a tool without one yet.
+QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContext &context, QWidget *parent);
 // Shows the page again: the definition tools rescan their folders.
 void refreshToolPage(QWidget *page);
 

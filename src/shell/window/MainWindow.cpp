@@ -137,7 +137,7 @@ void MainWindow::buildColumns()
                     showRunGates(update.workspaceId);
             });
     }
-    if (DefinitionServices *definitions = m_services.definitions) {
+    if (ToolServices *definitions = m_services.definitions) {
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
             return makeToolPage(toolId, *definitions, *context, m_content);

@@ -28,7 +28,7 @@ class WorkspaceLifecycleService;
 class StoreContext;
 struct StoreChanges;
 class WindowActions;
-struct DefinitionServices;
+struct ToolServices;
 class AutomatedAgentOrchestrator;
 class AutomationRunBanner;
 class WindowNavigator;
@@ -43,7 +43,7 @@ struct WindowServices
     NotificationCenter &center;
     WorkspaceLifecycleService &lifecycle;
     // The Flows, Agents and Skills tools' services; without them those tools show only their names.
-    DefinitionServices *definitions = nullptr;
+    ToolServices *definitions = nullptr;
     // Automation runs; without it no run banner is shown.
     AutomatedAgentOrchestrator *automation = nullptr;
 };

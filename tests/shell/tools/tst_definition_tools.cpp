@@ -45,7 +45,7 @@ struct Window
     AutomationFlowsService flows{f.store};
     AgentDefinitionsService agents{f.store};
     SkillsService skills{f.store};
-    DefinitionServices definitions{flows, agents, skills};
+    ToolServices definitions{flows, agents, skills};
     std::unique_ptr<MainWindow> window;
 
     Window()

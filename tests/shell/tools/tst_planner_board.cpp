@@ -1,0 +1,228 @@
+// The Planner in a real window (offscreen): opened from the sidebar, its columns, its filters
+// typed and picked, and cards dragged over other cards and columns, reordering live before the
+// drop. The Store is checked after each step. Leaves screenshots of the board, light and dark.
+#include "automation/AgentDefinitionsService.h"
+#include "automation/AutomationFlowsService.h"
+#include "core/NotificationCenter.h"
+#include "core/records/Issue.h"
+#include "core/records/IssueLabel.h"
+#include "core/records/Project.h"
+#include "core/settings/AppSettings.h"
+#include "core/settings/PreferencesStore.h"
+#include "core/store/StoreContext.h"
+#include "planning/PlannerColumnModel.h"
+#include "planning/PlannerService.h"
+#include "planning/SkillsService.h"
+#include "shell/Appearance.h"
+#include "shell/tools/PlannerToolPage.h"
+#include "shell/tools/ToolPages.h"
+#include "shell/window/MainWindow.h"
+#include "shell/window/SidebarView.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
+#include "support/DefinitionFixture.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QTest>
+#include <QToolButton>
+
+using namespace corvane;
+using namespace corvane::test;
+
+namespace {
+
+struct Board
+{
+    DefinitionFixture f;
+    PreferencesStore preferences{f.env.path("settings.json")};
+    NotificationCenter center;
+    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
+    WorkspaceLifecycleService lifecycle{f.store->mainContext(), center};
+    AutomationFlowsService flows{f.store};
+    AgentDefinitionsService agents{f.store};
+    SkillsService skills{f.store};
+    PlannerService planner{f.store->mainContext(), center};
+    ToolServices tools{flows, agents, skills, &planner};
+    std::unique_ptr<MainWindow> window;
+    std::shared_ptr<Project> app, site;
+
+    StoreContext &ctx() { return f.store->mainContext(); }
+
+    // "status:title:order[:project]" with project 0 (app) or 1 (site); none without.
+    Board(const QStringList &cards)
+    {
+        Project a, s;
+        a.name = "app";
+        s.name = "site";
+        app = ctx().insert(a);
+        site = ctx().insert(s);
+        QDateTime at = QDateTime::currentDateTime().addDays(-1);
+        for (const QString &card : cards) {
+            const QStringList parts = card.split(':');
+            Issue issue;
+            issue.statusRaw = parts[0];
+            issue.title = parts[1];
+            issue.sortOrder = parts[2].toLongLong();
+            if (parts.size() > 3)
+                issue.projectId = (parts[3] == "0" ? app : site)->id;
+            issue.createdAt = at = at.addSecs(1);
+            ctx().insert(issue);
+        }
+        (void)ctx().save();
+        window = std::make_unique<MainWindow>(WindowServices{ctx(), preferences, settings, center, lifecycle, &tools}, 1);
+        window->resize(1400, 800);
+        window->show();
+    }
+
+    PlannerToolPage *open()
+    {
+        auto *button = window->sidebar()->findChild<QToolButton *>("tool:planner");
+        if (!button)
+            return nullptr;
+        button->click();
+        return window->findChild<PlannerToolPage *>("plannerToolPage");
+    }
+
+    QStringList titles(PlannerToolPage &page, IssueStatus status)
+    {
+        QStringList out;
+        const auto *model = page.column(status)->model();
+        for (int row = 0; row < model->rowCount(); ++row)
+            out << model->index(row, 0).data().toString();
+        return out;
+    }
+
+    // The stored column, every card, "title:order".
+    QStringList stored(IssueStatus status)
+    {
+        auto fresh = f.store->newContext();
+        QStringList out;
+        for (const auto &issue : fresh->fetchOrEmpty<Issue>(Query(where::eq("statusRaw", toRaw(status))).orderBy("sortOrder")))
+            out << QStringLiteral("%1:%2").arg(issue->title).arg(issue->sortOrder);
+        return out;
+    }
+};
+
+QUuid idOf(Board &b, const QString &title)
+{
+    const auto issue = b.ctx().fetchFirst<Issue>(Query(where::eq("title", title))).valueOr(nullptr);
+    return issue ? issue->id : QUuid();
+}
+
+// A drag of `card` entering `view` at `pos` and moving there, as the window system delivers it.
+void dragOver(BoardColumnView *view, const QUuid &card, const QPoint &pos, bool drop = false)
+{
+    QMimeData data;
+    data.setData(PlannerColumnModel::mimeType(), card.toString(QUuid::WithoutBraces).toUtf8());
+    QDragEnterEvent enter(pos, Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(view->viewport(), &enter);
+    QDragMoveEvent move(pos, Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(view->viewport(), &move);
+    if (drop) {
+        QDropEvent dropped(QPointF(pos), Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view->viewport(), &dropped);
+    }
+}
+
+QPoint centreOf(BoardColumnView *view, int row)
+{
+    return view->visualRect(view->model()->index(row, 0)).center();
+}
+
+} // namespace
+
+class PlannerBoardTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void theBoardFromTheSidebar()
+    {
+        Board b({"backlog:Fix login:0:0", "backlog:Add export:1:1", "planned:Write docs:0", "inProgress:Ship it:0:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page && page->isVisible());
+        QCOMPARE(b.titles(*page, IssueStatus::backlog), (QStringList{"Fix login", "Add export"}));
+        QCOMPARE(b.titles(*page, IssueStatus::planned), QStringList{"Write docs"});
+        QCOMPARE(page->projectFilter()->count(), 4); // All Projects, app, site, No Project
+        page->projectFilter()->setCurrentIndex(page->projectFilter()->findText("No Project"));
+        QCOMPARE(b.titles(*page, IssueStatus::backlog), QStringList());
+        QCOMPARE(b.titles(*page, IssueStatus::planned), QStringList{"Write docs"});
+        page->projectFilter()->setCurrentIndex(0);
+        QTest::keyClicks(page->searchField(), "LOGIN");
+        QCOMPARE(b.titles(*page, IssueStatus::backlog), QStringList{"Fix login"});
+        QCOMPARE(b.titles(*page, IssueStatus::inProgress), QStringList());
+    }
+
+    void dragsReorderLiveAndAcrossColumns()
+    {
+        Board b({"backlog:x:0:0", "planned:a:0:0", "planned:b:1:1", "planned:c:2:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        BoardColumnView *planned = page->column(IssueStatus::planned);
+        // Over "b" before any drop: "x" has taken its place already.
+        dragOver(planned, idOf(b, "x"), centreOf(planned, 1));
+        QCOMPARE(b.titles(*page, IssueStatus::planned), (QStringList{"a", "x", "b", "c"}));
+        QCOMPARE(b.stored(IssueStatus::planned), (QStringList{"a:0", "x:1", "b:2", "c:3"}));
+        QCOMPARE(b.titles(*page, IssueStatus::backlog), QStringList());
+        // Within the column, onto "a".
+        dragOver(planned, idOf(b, "c"), centreOf(planned, 0), true);
+        QCOMPARE(b.stored(IssueStatus::planned), (QStringList{"c:0", "a:1", "x:2", "b:3"}));
+        // The free area of another column takes the card to its end.
+        BoardColumnView *done = page->column(IssueStatus::done);
+        dragOver(done, idOf(b, "a"), QPoint(20, done->viewport()->height() - 10), true);
+        QCOMPARE(b.stored(IssueStatus::done), QStringList{"a:0"});
+        QCOMPARE(b.stored(IssueStatus::planned), (QStringList{"c:0", "x:2", "b:3"})); // the gap stays
+    }
+
+    void aFilteredDragCountsInTheWholeColumn()
+    {
+        Board b({"backlog:x:0:0", "planned:a:0:0", "planned:b:1:1", "planned:c:2:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        page->projectFilter()->setCurrentIndex(page->projectFilter()->findText("app"));
+        BoardColumnView *planned = page->column(IssueStatus::planned);
+        QCOMPARE(b.titles(*page, IssueStatus::planned), (QStringList{"a", "c"}));
+        dragOver(planned, idOf(b, "x"), centreOf(planned, 1), true); // onto "c", second shown, third stored
+        QCOMPARE(b.stored(IssueStatus::planned), (QStringList{"a:0", "b:1", "x:2", "c:3"}));
+        QCOMPARE(b.titles(*page, IssueStatus::planned), (QStringList{"a", "x", "c"}));
+    }
+
+    void screenshots_data()
+    {
+        QTest::addColumn<bool>("dark");
+        QTest::newRow("light") << false;
+        QTest::newRow("dark") << true;
+    }
+
+    void screenshots()
+    {
+        QFETCH(bool, dark);
+        Board b({"backlog:Remember the sidebar's width:0:0", "backlog:Crash when a worktree folder is gone:1:0",
+                 "backlog:Export the timeline as CSV:2:1", "planned:Quality gates per flow:0:0",
+                 "planned:Keyboard reordering of checklist rows:1:0", "inProgress:Planner board:0:0",
+                 "inProgress:Landing page copy:1:1", "done:Definition file editors:0:0", "done:Automation runs:1:0"});
+        applyAppearance(dark ? AppearanceMode::dark : AppearanceMode::light);
+        const QUuid bug = idOf(b, "Crash when a worktree folder is gone");
+        b.ctx().get<Issue>(bug)->setType(IssueType::bug);
+        b.ctx().get<Issue>(bug)->setPriority(IssuePriority::urgent);
+        IssueLabel label;
+        label.name = "ui";
+        label.colorHex = "#5b8def";
+        label.issueId = idOf(b, "Planner board");
+        b.ctx().insert(label);
+        QVERIFY(b.ctx().save());
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        page->refresh();
+        QApplication::processEvents();
+        QDir().mkpath(CORVANE_SCREENSHOT_DIR);
+        QVERIFY(b.window->grab().save(QStringLiteral(CORVANE_SCREENSHOT_DIR "/planner-board-%1.png").arg(dark ? "dark" : "light")));
+        applyAppearance(AppearanceMode::light);
+    }
+};
+
+QTEST_MAIN(PlannerBoardTest)
+#include "tst_planner_board.moc"
