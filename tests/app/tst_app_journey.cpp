@@ -24,7 +24,9 @@
 #include "shell/chat/TimelineRow.h"
 #include "shell/chat/TimelineView.h"
 #include "presentation/highlight/SyntaxHighlighter.h"
+#include "shell/tools/PlannerToolPage.h"
 #include "shell/window/AutomationRunBanner.h"
+#include "shell/window/RunAgentPanel.h"
 #include "shell/window/ContentArea.h"
 #include "shell/window/MainWindow.h"
 #include "support/FakeModel.h"
@@ -35,7 +37,12 @@
 #include <QApplication>
 #include <QListWidget>
 #include <QDir>
+#include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QRadioButton>
+#include <QTimer>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QPushButton>
@@ -256,6 +263,62 @@ private slots:
         for (const auto &i : store->mainContext().fetchOrEmpty<AutomationIteration>(Query(where::eq("runId", run->id)).orderBy("number")))
             iterations << i->triggerReasonRaw;
         QCOMPARE(iterations, (QStringList{"initial", "userFeedback"}));
+    }
+
+    // From the Planner: a card's menu opens the Run Agent panel, Start makes the workspace and
+    // lands in its coordinator chat, and the run goes on to wait for review.
+    void aRunStartedFromThePlanner()
+    {
+        test::TestEnvironment env;
+        test::FakeModel model(qEnvironmentVariable("CORVANE_SOURCE_DIR") + "/tests/automation/scenarios/run_approved.json");
+        QVERIFY2(model.isRunning(), qPrintable(model.error()));
+        model.exportToThisProcess();
+        prepareSettings();
+        const QString repo = gitRepository(env, "repo");
+        QVERIFY(!repo.isEmpty());
+        QProcess cli;
+        cli.start(QStringLiteral(CORVANE_CLI_PATH), {"issue", "new", "--project", repo, "--title", "Add a parser"});
+        QVERIFY(cli.waitForFinished(30000));
+        const QUuid issueId = QUuid::fromString(QString::fromUtf8(cli.readAllStandardError().trimmed().mid(6)));
+        QVERIFY(!issueId.isNull());
+        cli.start(QStringLiteral(CORVANE_CLI_PATH), {"gate", "add", "--project", repo, "--name", "tests", "--command", "true"});
+        QVERIFY(cli.waitForFinished(30000));
+
+        NotificationCenter center;
+        Application app(center);
+        QVERIFY(app.start());
+        MainWindow &window = *app.windows().first();
+        window.findChild<QAbstractButton *>("tool:planner")->click();
+        auto *board = window.findChild<PlannerToolPage *>("plannerToolPage");
+        QVERIFY(board && board->isVisible());
+        BoardColumnView *backlog = board->column(IssueStatus::backlog);
+        QTRY_COMPARE(backlog->model()->rowCount(), 1);
+        // The card's menu, as a right click opens it: "Run Agent…".
+        QTimer::singleShot(200, [] {
+            auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+            for (QAction *action : menu ? menu->actions() : QList<QAction *>())
+                if (action->text() == QStringLiteral("Run Agent\u2026"))
+                    action->trigger();
+            if (menu)
+                menu->close();
+        });
+        emit backlog->customContextMenuRequested(backlog->visualRect(backlog->model()->index(0, 0)).center());
+        RunAgentPanel *panel = nullptr;
+        QTRY_VERIFY((panel = window.findChild<RunAgentPanel *>()) != nullptr);
+        QTRY_COMPARE(panel->flowList()->currentText(), QStringLiteral("build-and-test"));
+        QCOMPARE(panel->workspaceField()->text(), QStringLiteral("Add a parser"));
+        QCOMPARE(panel->branchField()->text(), QStringLiteral("add-a-parser"));
+        // The repository has no commit yet: a worktree cannot be made, and the panel says so.
+        panel->startButton()->click();
+        QTRY_VERIFY_WITH_TIMEOUT(panel->messageLabel()->text().startsWith(QStringLiteral("Failed to start run: ")), 10000);
+        QVERIFY(panel->isVisible() && panel->startButton()->isEnabled());
+        panel->modeButton(WorkspaceCreationMode::simple)->click();
+        QVERIFY(!panel->branchField()->isVisible());
+        panel->startButton()->click();
+        QTRY_VERIFY_WITH_TIMEOUT(window.currentChatId().has_value(), 10000);
+        auto *banner = window.findChild<AutomationRunBanner *>();
+        QTRY_VERIFY_WITH_TIMEOUT(banner->isVisible() && banner->title()->text() == QStringLiteral("Review Required"), kTurnTimeout);
+        QTRY_VERIFY_WITH_TIMEOUT(shownChat(window) && test::timelineText(*shownChat(window)).contains("Done."), 10000);
     }
 
     void screenshotsOfTheWindow_data()

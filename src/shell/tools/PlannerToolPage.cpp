@@ -11,6 +11,8 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
@@ -285,6 +287,8 @@ PlannerToolPage::PlannerToolPage(PlannerService &planner, QWidget *parent)
         connect(view, &QListView::clicked, this, [this](const QModelIndex &index) {
             emit issueSelected(index.data(PlannerColumnModel::IdRole).toUuid());
         });
+        view->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(view, &QWidget::customContextMenuRequested, this, [this, view](const QPoint &at) { showCardMenu(view, at); });
         connect(model, &QAbstractItemModel::rowsInserted, this, &PlannerToolPage::updateCounts);
         connect(model, &QAbstractItemModel::rowsRemoved, this, &PlannerToolPage::updateCounts);
     }
@@ -294,6 +298,32 @@ PlannerToolPage::PlannerToolPage(PlannerService &planner, QWidget *parent)
     connect(m_types, &QComboBox::currentIndexChanged, this, &PlannerToolPage::applyFilter);
     connect(m_search, &QLineEdit::textChanged, this, &PlannerToolPage::applyFilter);
     refresh();
+}
+
+void PlannerToolPage::showCardMenu(BoardColumnView *view, const QPoint &at)
+{
+    const QModelIndex index = view->indexAt(at);
+    const auto issue = index.isValid() ? view->columnModel().issueAt(index.row()) : nullptr;
+    if (!issue)
+        return;
+    QMenu menu(this);
+    const QUuid id = issue->id;
+    menu.addAction(tr("Open"), this, [this, id] { emit issueSelected(id); });
+    QMenu *moveTo = menu.addMenu(tr("Move to"));
+    for (IssueStatus status : planner::columns())
+        if (status != issue->status())
+            moveTo->addAction(displayName(status), this, [this, issue, status] { m_planner.changeStatus(issue, status); });
+    if (issue->projectId)
+        menu.addAction(tr("Run Agent\u2026"), this, [this, id] { emit runAgentRequested(id); });
+    menu.addSeparator();
+    menu.addAction(tr("Delete"), this, [this, issue] {
+        const auto answer = QMessageBox::question(this, tr("Delete Issue"),
+                                                  tr("Delete \u201C%1\u201D with its checklist and plan file?").arg(issue->title),
+                                                  QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
+        if (answer == QMessageBox::Yes)
+            m_planner.deleteIssue(issue);
+    });
+    menu.exec(view->viewport()->mapToGlobal(at));
 }
 
 void PlannerToolPage::fillProjects()

@@ -68,8 +68,11 @@ public:
 signals:
     void issueSelected(const QUuid &issueId);
     void newIssueRequested(corvane::IssueStatus status);
+    void runAgentRequested(const QUuid &issueId);
 
 private:
+    // A card's menu: Open, Move to, Run Agent (with a project), Delete.
+    void showCardMenu(BoardColumnView *view, const QPoint &at);
     void applyFilter();
     void fillProjects();
     void updateCounts();

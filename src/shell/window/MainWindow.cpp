@@ -14,6 +14,7 @@
 #include "core/window/ShortcutBindings.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/AutomationRunBanner.h"
 #include "shell/window/InspectorView.h"
@@ -140,7 +141,10 @@ void MainWindow::buildColumns()
     if (ToolServices *definitions = m_services.definitions) {
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
-            return makeToolPage(toolId, *definitions, *context, m_content);
+            QWidget *page = makeToolPage(toolId, *definitions, *context, m_content);
+            if (auto *board = qobject_cast<PlannerToolPage *>(page))
+                connect(board, &PlannerToolPage::runAgentRequested, this, &MainWindow::openRunAgentPanel);
+            return page;
         });
     }
     m_inspector = new InspectorView;

@@ -117,6 +117,8 @@ private:
     // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
     void newWorkspaceIn(const QUuid &projectId);
     void editQualityGates(const QUuid &projectId);
+    // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
+    void openRunAgentPanel(const QUuid &issueId);
     void createSimpleWorkspaceIn(Project &project);
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);

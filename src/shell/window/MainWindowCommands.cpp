@@ -1,13 +1,17 @@
 #include "shell/window/MainWindow.h"
 
+#include "core/records/AutomationRun.h"
 #include "core/records/Chat.h"
+#include "core/records/Issue.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/StoreContext.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/tools/ToolPages.h"
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/QualityGatesDialog.h"
+#include "shell/window/RunAgentPanel.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -144,6 +148,21 @@ void MainWindow::editQualityGates(const QUuid &projectId)
         dialog->open();
         return;
     }
+}
+
+void MainWindow::openRunAgentPanel(const QUuid &issueId)
+{
+    const auto issue = m_services.context.get<Issue>(issueId);
+    if (!issue || !m_services.automation || !m_services.definitions)
+        return;
+    auto *panel = new RunAgentPanel(issue, m_services.context, *m_services.automation, m_services.definitions->flows, this);
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    connect(panel, &RunAgentPanel::started, this, [this](const QUuid &, const QUuid &runId) {
+        if (const auto run = m_services.context.get<AutomationRun>(runId))
+            m_navigator->showChat(run->coordinatorChatId);
+        refresh();
+    });
+    panel->open();
 }
 
 void MainWindow::createSimpleWorkspaceIn(Project &project)
