@@ -42,6 +42,28 @@ QList<std::shared_ptr<Issue>> columnCards(const QList<std::shared_ptr<Issue>> &a
     return cards;
 }
 
+std::optional<QUuid> nextProject(const QList<QUuid> &projectsByName, const std::optional<QUuid> &current)
+{
+    if (projectsByName.isEmpty())
+        return std::nullopt;
+    if (!current)
+        return projectsByName.first();
+    const qsizetype at = projectsByName.indexOf(*current);
+    if (at < 0 || at + 1 >= projectsByName.size())
+        return std::nullopt;
+    return projectsByName[at + 1];
+}
+
+IssuePriority nextPriority(IssuePriority priority)
+{
+    return priority == IssuePriority::urgent ? IssuePriority::none : IssuePriority(int(priority) + 1);
+}
+
+IssueType nextType(IssueType type)
+{
+    return type == IssueType::task ? IssueType::feature : IssueType(int(type) + 1);
+}
+
 } // namespace planner
 
 PlannerService::PlannerService(StoreContext &context, NotificationCenter &center, QObject *parent)
@@ -68,6 +90,27 @@ void PlannerService::announce()
 {
     loadIssues();
     m_center.post(broadcast::issueDidChange);
+}
+
+std::shared_ptr<Issue> PlannerService::createIssue(const NewIssueDraft &draft)
+{
+    if (draft.title.isEmpty())
+        return nullptr;
+    qint64 order = 0;
+    for (const auto &issue : m_context.fetchOrEmpty<Issue>(Query(where::eq("statusRaw", toRaw(draft.status)))))
+        order = std::max(order, issue->sortOrder + 1);
+    Issue issue;
+    issue.title = draft.title;
+    issue.descriptionText = draft.description.isEmpty() ? std::nullopt : std::optional(draft.description);
+    issue.setStatus(draft.status);
+    issue.setType(draft.type);
+    issue.setPriority(draft.priority);
+    issue.dueDate = draft.dueDate;
+    issue.projectId = draft.projectId;
+    issue.sortOrder = order;
+    auto made = m_context.insert(issue);
+    (void)saveAndAnnounce();
+    return made;
 }
 
 Status PlannerService::saveAndAnnounce()

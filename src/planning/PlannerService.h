@@ -6,6 +6,7 @@
 #include "core/records/Issue.h"
 
 #include <QHash>
+#include <QDateTime>
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -33,7 +34,25 @@ struct BoardFilter
     QString search;
 };
 
+// What the new-issue sheet collects.
+struct NewIssueDraft
+{
+    QString title;
+    QString description;
+    IssueStatus status = IssueStatus::backlog;
+    IssueType type = IssueType::task;
+    IssuePriority priority = IssuePriority::medium;
+    std::optional<QUuid> projectId;
+    std::optional<QDateTime> dueDate;
+};
+
 namespace planner {
+
+// The sheet's keys cycle through these: the projects by name then none; none, low ... urgent;
+// feature, bug, task.
+std::optional<QUuid> nextProject(const QList<QUuid> &projectsByName, const std::optional<QUuid> &current);
+IssuePriority nextPriority(IssuePriority priority);
+IssueType nextType(IssueType type);
 
 // The cards of one column from every card (oldest first): those of the status by sortOrder,
 // equal ones keeping their age order, then the filter. A card whose status reads as unknown
@@ -78,6 +97,9 @@ public:
     void changeStatus(const std::shared_ptr<Issue> &issue, IssueStatus status);
     // The card, its plan file (under its project's folder), its labels and checklist.
     void deleteIssue(const std::shared_ptr<Issue> &issue);
+    // A new card at the end of its column, saved and announced; none for an empty title (a title
+    // of blanks is a title).
+    std::shared_ptr<Issue> createIssue(const NewIssueDraft &draft);
     // After an edit made elsewhere: saved, reloaded, announced.
     Status saveAndAnnounce();
 

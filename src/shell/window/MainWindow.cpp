@@ -142,8 +142,10 @@ void MainWindow::buildColumns()
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
             QWidget *page = makeToolPage(toolId, *definitions, *context, m_content);
-            if (auto *board = qobject_cast<PlannerToolPage *>(page))
+            if (auto *board = qobject_cast<PlannerToolPage *>(page)) {
                 connect(board, &PlannerToolPage::runAgentRequested, this, &MainWindow::openRunAgentPanel);
+                connect(board, &PlannerToolPage::newIssueRequested, this, &MainWindow::openNewIssue);
+            }
             return page;
         });
     }

@@ -2,6 +2,7 @@
 
 #include "core/NotificationCenter.h"
 #include "core/Result.h"
+#include "core/records/Enums.h"
 #include "core/settings/KeyboardShortcutAction.h"
 #include "core/window/WindowCommands.h"
 #include "shell/window/ContentArea.h"
@@ -119,6 +120,8 @@ private:
     void editQualityGates(const QUuid &projectId);
     // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
     void openRunAgentPanel(const QUuid &issueId);
+    // The new-issue sheet for a column, on the project the window shows (if any).
+    void openNewIssue(IssueStatus status);
     void createSimpleWorkspaceIn(Project &project);
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);

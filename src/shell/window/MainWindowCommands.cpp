@@ -9,6 +9,7 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/tools/ToolPages.h"
+#include "shell/window/NewIssueDialog.h"
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/QualityGatesDialog.h"
 #include "shell/window/RunAgentPanel.h"
@@ -78,6 +79,7 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
             chat->setFocus(Qt::ShortcutFocusReason);
         return emit commandRequested(action, currentChatId());
     case A::newIssue:
+        return openNewIssue(IssueStatus::backlog);
     case A::allowOnce:
     case A::allowForSession:
     case A::deny:
@@ -163,6 +165,27 @@ void MainWindow::openRunAgentPanel(const QUuid &issueId)
         refresh();
     });
     panel->open();
+}
+
+void MainWindow::openNewIssue(IssueStatus status)
+{
+    PlannerService *planner = m_services.definitions ? m_services.definitions->planner : nullptr;
+    if (!planner)
+        return;
+    std::optional<QUuid> project;
+    const ContentState content = m_state->content();
+    if (content.kind == ContentState::Kind::projectInfo)
+        project = content.id;
+    else if (content.kind == ContentState::Kind::workspace) {
+        if (const auto workspace = m_services.context.get<Workspace>(content.id))
+            project = workspace->projectId;
+    } else if (content.kind == ContentState::Kind::chat) {
+        if (const auto chat = m_services.context.get<Chat>(content.id))
+            project = chat->projectId;
+    }
+    auto *sheet = new NewIssueDialog(*planner, status, project, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
 }
 
 void MainWindow::createSimpleWorkspaceIn(Project &project)

@@ -10,6 +10,7 @@ target_sources(corvane_shell PRIVATE
     window/AutomationRunBanner.h window/AutomationRunBanner.cpp
     window/QualityGatesDialog.h window/QualityGatesDialog.cpp
     window/RunAgentPanel.h window/RunAgentPanel.cpp
+    window/NewIssueDialog.h window/NewIssueDialog.cpp
     window/MainWindow.h window/MainWindow.cpp window/MainWindowCommands.cpp)
 # The sidebar draws the workspace lifecycle's view model.
 target_link_libraries(corvane_shell PUBLIC corvane_source_control)

@@ -17,15 +17,19 @@
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/MainWindow.h"
+#include "shell/window/NewIssueDialog.h"
+#include "shell/window/WindowActions.h"
 #include "shell/window/SidebarView.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "support/DefinitionFixture.h"
 
 #include <QApplication>
+#include <QAction>
 #include <QComboBox>
 #include <QDir>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QPushButton>
 #include <QTest>
 #include <QToolButton>
 
@@ -188,6 +192,52 @@ private slots:
         dragOver(planned, idOf(b, "x"), centreOf(planned, 1), true); // onto "c", second shown, third stored
         QCOMPARE(b.stored(IssueStatus::planned), (QStringList{"a:0", "b:1", "x:2", "c:3"}));
         QCOMPARE(b.titles(*page, IssueStatus::planned), (QStringList{"a", "x", "c"}));
+    }
+
+    // The sheet from a column's "+", driven from the keyboard; and from the New Issue command.
+    void newIssueFromTheKeyboard()
+    {
+        Board b({"planned:a:0:0", "planned:b:4:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        page->findChild<QToolButton *>("newIssue:planned")->click();
+        auto *sheet = b.window->findChild<NewIssueDialog *>();
+        QVERIFY(sheet && sheet->isVisible());
+        sheet->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(sheet));
+        const auto keys = [sheet](QKeyCombination combination) { QTest::keySequence(sheet->windowHandle(), QKeySequence(combination)); };
+        keys(Qt::CTRL | Qt::Key_Return); // no title: nothing
+        QVERIFY(sheet->isVisible());
+        QTest::keyClicks(sheet->titleField(), "Fix login");
+        keys(Qt::CTRL | Qt::Key_P); // none -> app
+        keys(Qt::CTRL | Qt::Key_P); // app -> site
+        QCOMPARE(sheet->projectPicker()->currentText(), QStringLiteral("site"));
+        keys(Qt::CTRL | Qt::Key_P); // the last -> none
+        QCOMPARE(sheet->projectPicker()->currentText(), QStringLiteral("No Project"));
+        keys(Qt::CTRL | Qt::Key_P);
+        keys(Qt::CTRL | Qt::Key_T); // task -> feature
+        keys(Qt::CTRL | Qt::Key_D);
+        keys(Qt::CTRL | Qt::SHIFT | Qt::Key_P); // medium -> high
+        QCOMPARE(sheet->flashing(), sheet->priorityPicker());
+        QTRY_COMPARE(sheet->flashing(), nullptr);
+        keys(Qt::CTRL | Qt::Key_Return);
+        QTRY_VERIFY(!b.window->findChild<NewIssueDialog *>());
+        const auto made = b.ctx().fetchFirst<Issue>(Query(where::eq("title", QStringLiteral("Fix login")))).valueOr(nullptr);
+        QVERIFY(made);
+        QCOMPARE(made->statusRaw, QStringLiteral("planned"));
+        QCOMPARE(made->sortOrder, 5); // after the column's greatest
+        QCOMPARE(made->projectId, std::optional(b.app->id));
+        QCOMPARE(made->typeRaw, QStringLiteral("feature"));
+        QCOMPARE(made->priorityRaw, QStringLiteral("high"));
+        QVERIFY(made->dueDate);
+        QCOMPARE(b.titles(*page, IssueStatus::planned), (QStringList{"a", "b", "Fix login"}));
+
+        b.window->actions().action(KeyboardShortcutAction::newIssue)->trigger();
+        sheet = b.window->findChild<NewIssueDialog *>();
+        QVERIFY(sheet);
+        QTest::keyClicks(sheet->titleField(), "  ");
+        sheet->createButton()->click(); // blanks are a title
+        QTRY_COMPARE(b.titles(*page, IssueStatus::backlog), QStringList{"  "});
     }
 
     void screenshots_data()
