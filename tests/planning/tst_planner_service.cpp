@@ -8,6 +8,8 @@
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "core/records/Milestone.h"
+#include "planning/IssueDetailViewModel.h"
 #include "planning/PlannerColumnModel.h"
 #include "planning/PlannerService.h"
 #include "support/TestEnvironment.h"
@@ -220,6 +222,66 @@ private slots:
         QVERIFY(ctx().save());
         QCOMPARE(m_planner->addChecklistItem("four", issue)->sortOrder, 3); // the gap stays; the end grows
         QVERIFY(issue.updatedAtStorage);
+    }
+
+    void theDetailsEditableCopy()
+    {
+        Project app, site;
+        app.name = "app";
+        site.name = "site";
+        ctx().insert(app);
+        ctx().insert(site);
+        Milestone beta;
+        beta.title = "Beta";
+        beta.projectId = app.id;
+        ctx().insert(beta);
+        makeCards({"done:a:0"});
+        IssueDetailViewModel detail(*m_planner);
+        detail.load(card("a"));
+        detail.toggleCompletion();
+        QCOMPARE(card("a")->statusRaw, QStringLiteral("backlog")); // not the status it had before done
+        detail.selectedProjectId = app.id;
+        detail.selectedMilestoneId = beta.id;
+        detail.save();
+        QCOMPARE(card("a")->milestoneId, std::optional(beta.id));
+        detail.selectedProjectId = site.id; // the milestone is not the new project's
+        detail.save();
+        QCOMPARE(card("a")->milestoneId, std::nullopt);
+        QCOMPARE(card("a")->projectId, std::optional(site.id));
+    }
+
+    void theChecklistAsAnOutline()
+    {
+        makeCards({"backlog:a:0"});
+        IssueDetailViewModel detail(*m_planner);
+        detail.load(card("a"));
+        QList<std::shared_ptr<ChecklistItem>> items;
+        for (const char *title : {"one", "two", "three"}) {
+            items << detail.addBlankChecklistItem();
+            items.last()->title = title;
+        }
+        detail.save();
+        // Return on the first: a blank between it and the second, focused at its end.
+        const auto focus = detail.onSubmit(*items[0]);
+        QVERIFY(focus && focus->caret == ChecklistFocus::Caret::end);
+        detail.save();
+        QStringList order;
+        for (const auto &item : detail.sortedChecklistItems())
+            order << QStringLiteral("%1:%2").arg(item->title.isEmpty() ? "_" : item->title).arg(item->sortOrder);
+        QCOMPARE(order, (QStringList{"one:0", "_:1", "two:2", "three:3"}));
+        // The arrows at the ends do nothing; right lands at the next row's start.
+        QVERIFY(!detail.onMoveUp(*items[0]));
+        QVERIFY(!detail.onMoveDown(*items[2]));
+        QCOMPARE(detail.onMoveRightAtEnd(*items[0])->item, focus->item);
+        QCOMPARE(detail.onMoveRightAtEnd(*items[0])->caret, ChecklistFocus::Caret::start);
+        QCOMPARE(detail.onMoveLeftAtStart(*items[1])->item, focus->item);
+        // Backspace in the empty second row lands at the end of the first; in a first row, nowhere.
+        const auto blank = ctx().get<ChecklistItem>(focus->item);
+        const auto back = detail.onDeleteEmpty(blank);
+        QVERIFY(back && back->item == items[0]->id && back->caret == ChecklistFocus::Caret::end);
+        items[0]->title.clear();
+        QVERIFY(!detail.onDeleteEmpty(items[0]));
+        QCOMPARE(detail.sortedChecklistItems().size(), 2);
     }
 
     void deletingTakesThePlanFileAndLeavesTheWorkspace()

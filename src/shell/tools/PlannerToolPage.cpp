@@ -3,6 +3,7 @@
 #include "core/records/Project.h"
 #include "core/store/StoreContext.h"
 #include "planning/PlannerColumnModel.h"
+#include "shell/tools/IssueDetailView.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -16,6 +17,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
+#include <QSplitter>
 #include <QStyledItemDelegate>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -57,7 +59,7 @@ public:
     {
         const QFontMetrics metrics(option.font);
         const bool labels = !index.data(PlannerColumnModel::LabelsRole).toStringList().isEmpty();
-        return {200, metrics.height() * (labels ? 4 : 3) + 2 * Margin};
+        return {120, metrics.height() * (labels ? 4 : 3) + 2 * Margin}; // as wide as the column
     }
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
@@ -139,6 +141,7 @@ BoardColumnView::BoardColumnView(PlannerService &planner, PlannerColumnModel &mo
     setDefaultDropAction(Qt::MoveAction);
     setSelectionMode(QAbstractItemView::SingleSelection);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFrameShape(QFrame::NoFrame);
     viewport()->setBackgroundRole(QPalette::Window);
 }
@@ -292,7 +295,33 @@ PlannerToolPage::PlannerToolPage(PlannerService &planner, QWidget *parent)
         connect(model, &QAbstractItemModel::rowsInserted, this, &PlannerToolPage::updateCounts);
         connect(model, &QAbstractItemModel::rowsRemoved, this, &PlannerToolPage::updateCounts);
     }
-    layout->addLayout(board, 1);
+    auto *split = new QSplitter(this);
+    auto *boardArea = new QWidget(split);
+    boardArea->setLayout(board);
+    board->setContentsMargins(0, 0, 0, 0);
+    m_detail = new IssueDetailView(m_planner, split);
+    m_detail->setObjectName(QStringLiteral("issueDetail"));
+    m_detail->setMinimumWidth(300);
+    m_detail->hide();
+    split->addWidget(boardArea);
+    split->addWidget(m_detail);
+    split->setStretchFactor(0, 1);
+    split->setStretchFactor(1, 0);
+    layout->addWidget(split, 1);
+    connect(this, &PlannerToolPage::issueSelected, this, [this](const QUuid &id) {
+        m_detail->showIssue(id);
+        m_detail->show();
+    });
+    connect(m_detail, &IssueDetailView::closeRequested, m_detail, &QWidget::hide);
+    connect(m_detail, &IssueDetailView::runAgentRequested, this, &PlannerToolPage::runAgentRequested);
+    // A card deleted while shown takes its detail with it.
+    connect(&m_planner, &PlannerService::issuesReloaded, this, [this] {
+        const auto shown = m_detail->model().issue();
+        if (shown && !m_planner.context().get<Issue>(shown->id)) {
+            m_detail->model().load(nullptr);
+            m_detail->hide();
+        }
+    });
 
     connect(m_projects, &QComboBox::currentIndexChanged, this, &PlannerToolPage::applyFilter);
     connect(m_types, &QComboBox::currentIndexChanged, this, &PlannerToolPage::applyFilter);

@@ -14,6 +14,7 @@ class QLineEdit;
 
 namespace corvane {
 
+class IssueDetailView;
 class PlannerColumnModel;
 
 // One column's list of cards. Cards are dragged by their id; the board reorders live while a
@@ -47,8 +48,8 @@ private:
 };
 
 // The Planner tool: every issue of every project on a board with a column per status, filtered
-// by project, type and title. Selecting a card shows it in the inspector; a column's "+" and the
-// "New Issue" command open the new-issue sheet with that status.
+// by project, type and title. Selecting a card shows its detail beside the board; a column's "+"
+// opens the new-issue sheet with that status.
 class PlannerToolPage : public QWidget
 {
     Q_OBJECT
@@ -60,6 +61,8 @@ public:
     QComboBox *typeFilter() const { return m_types; }
     QLineEdit *searchField() const { return m_search; }
     BoardColumnView *column(IssueStatus status) const { return m_columns.value(status); }
+    // The selected card's detail beside the board; hidden while none is selected.
+    IssueDetailView *detail() const { return m_detail; }
     BoardFilter filter() const;
 
     // Reads the board again (the tool was shown again, or projects changed).
@@ -83,6 +86,7 @@ private:
     QLineEdit *m_search = nullptr;
     QMap<IssueStatus, BoardColumnView *> m_columns;
     QMap<IssueStatus, QLabel *> m_counts;
+    IssueDetailView *m_detail = nullptr;
 };
 
 } // namespace corvane

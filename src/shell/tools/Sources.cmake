@@ -6,5 +6,6 @@ target_sources(corvane_shell PRIVATE
     tools/AgentsToolPage.h tools/AgentsToolPage.cpp
     tools/SkillsToolPage.h tools/SkillsToolPage.cpp
     tools/PlannerToolPage.h tools/PlannerToolPage.cpp
+    tools/IssueDetailView.h tools/IssueDetailView.cpp
     tools/ToolPages.h tools/ToolPages.cpp)
 target_link_libraries(corvane_shell PUBLIC corvane_automation corvane_planning Qt6::DBus)

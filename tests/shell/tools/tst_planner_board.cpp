@@ -14,6 +14,8 @@
 #include "planning/PlannerService.h"
 #include "planning/SkillsService.h"
 #include "shell/Appearance.h"
+#include "core/records/ChecklistItem.h"
+#include "shell/tools/IssueDetailView.h"
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/MainWindow.h"
@@ -25,6 +27,7 @@
 
 #include <QApplication>
 #include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QLineEdit>
@@ -240,6 +243,52 @@ private slots:
         QTRY_COMPARE(b.titles(*page, IssueStatus::backlog), QStringList{"  "});
     }
 
+    // A card clicked on the board opens its detail; its checklist is typed as an outline.
+    void aCardsDetailAndChecklistKeys()
+    {
+        Board b({"planned:Fix login:0:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        BoardColumnView *planned = page->column(IssueStatus::planned);
+        QTest::mouseClick(planned->viewport(), Qt::LeftButton, {}, centreOf(planned, 0));
+        IssueDetailView *detail = page->detail();
+        QTRY_VERIFY(detail->isVisible());
+        QCOMPARE(detail->titleField()->text(), QStringLiteral("Fix login"));
+        b.window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(b.window.get()));
+        detail->addItemButton()->click();
+        QTRY_COMPARE(detail->checklistFields().size(), 1);
+        QTRY_VERIFY(detail->checklistFields().first()->hasFocus());
+        QTest::keyClicks(detail->checklistFields().first(), "Reproduce");
+        QTest::keyClick(detail->checklistFields().first(), Qt::Key_Return);
+        QTRY_COMPARE(detail->checklistFields().size(), 2);
+        QTRY_VERIFY(detail->checklistFields().at(1)->hasFocus());
+        QTest::keyClicks(detail->checklistFields().at(1), "Fix");
+        QTest::keyClick(detail->checklistFields().at(1), Qt::Key_Up);
+        QTRY_VERIFY(detail->checklistFields().at(0)->hasFocus());
+        QCOMPARE(detail->checklistFields().at(0)->cursorPosition(), 9); // at the end
+        QTest::keyClick(detail->checklistFields().at(0), Qt::Key_Right); // at the end: the next row's start
+        QTRY_VERIFY(detail->checklistFields().at(1)->hasFocus());
+        QCOMPARE(detail->checklistFields().at(1)->cursorPosition(), 0);
+        auto fresh = b.f.store->newContext();
+        QStringList stored;
+        for (const auto &item : fresh->fetchOrEmpty<ChecklistItem>(Query().orderBy("sortOrder")))
+            stored << item->title;
+        QCOMPARE(stored, (QStringList{"Reproduce", "Fix"}));
+        // The board's card counts its checklist.
+        QCOMPARE(planned->model()->index(0, 0).data(PlannerColumnModel::ChecklistTotalRole).toInt(), 2);
+        // Emptied and Backspace: the row goes, the focus to the end of the one above.
+        detail->checklistFields().at(1)->clear();
+        QTest::keyClick(detail->checklistFields().at(1), Qt::Key_Backspace);
+        QTRY_COMPARE(detail->checklistFields().size(), 1);
+        QTRY_VERIFY(detail->checklistFields().at(0)->hasFocus());
+        // The completion box sends a card to Done and back to the backlog.
+        detail->completionBox()->click();
+        QCOMPARE(b.titles(*page, IssueStatus::done), QStringList{"Fix login"});
+        detail->completionBox()->click();
+        QCOMPARE(b.titles(*page, IssueStatus::backlog), QStringList{"Fix login"});
+    }
+
     void screenshots_data()
     {
         QTest::addColumn<bool>("dark");
@@ -267,6 +316,15 @@ private slots:
         PlannerToolPage *page = b.open();
         QVERIFY(page);
         page->refresh();
+        BoardColumnView *doing = page->column(IssueStatus::inProgress);
+        QTest::mouseClick(doing->viewport(), Qt::LeftButton, {}, centreOf(doing, 0));
+        IssueDetailView *detail = page->detail();
+        QTRY_VERIFY(detail->isVisible());
+        for (const char *step : {"Columns per status", "Live reorder while dragging", "Issue detail"}) {
+            const auto item = detail->model().addBlankChecklistItem();
+            item->title = step;
+        }
+        detail->model().save();
         QApplication::processEvents();
         QDir().mkpath(CORVANE_SCREENSHOT_DIR);
         QVERIFY(b.window->grab().save(QStringLiteral(CORVANE_SCREENSHOT_DIR "/planner-board-%1.png").arg(dark ? "dark" : "light")));
