@@ -13,7 +13,8 @@ namespace corvane {
 class StoreContext;
 
 // A project's quality gates as the user edits them: the list in its order, checked and saved as
-// a whole (the window's editor and `corvane-cli gate add` both go through here).
+// a whole by the window's editor. `corvane-cli gate add` reads the list and the default feedback
+// from here too.
 namespace projectgates {
 
 // What a failed gate tells the coordinator unless the user writes their own.

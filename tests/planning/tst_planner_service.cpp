@@ -12,6 +12,7 @@
 #include "planning/IssueDetailViewModel.h"
 #include "planning/PlannerColumnModel.h"
 #include "planning/PlannerService.h"
+#include "support/PlannerCards.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -33,21 +34,9 @@ class PlannerServiceTest : public QObject
 
     StoreContext &ctx() { return m_store->mainContext(); }
 
-    // Cards "<status>:<title>:<sortOrder>[:<project>]", made a second apart in the listed order.
     void makeCards(const QStringList &cards, const QList<std::shared_ptr<Project>> &projects = {})
     {
-        QDateTime at = QDateTime::currentDateTime().addDays(-1);
-        for (const QString &card : cards) {
-            const QStringList parts = card.split(':');
-            Issue issue;
-            issue.statusRaw = parts[0];
-            issue.title = parts[1];
-            issue.sortOrder = parts[2].toLongLong();
-            if (parts.size() > 3)
-                issue.projectId = projects.at(parts[3].toInt())->id;
-            issue.createdAt = at = at.addSecs(1);
-            ctx().insert(issue);
-        }
+        test::insertCards(ctx(), cards, projects);
         QVERIFY(ctx().save());
         m_planner->loadIssues();
     }

@@ -29,4 +29,12 @@ std::shared_ptr<Store> openStoreOrSay()
     return store.value();
 }
 
+QStringList withoutVerb(const QStringList &arguments)
+{
+    QStringList rest = arguments;
+    if (rest.size() > 1)
+        rest.removeAt(1);
+    return rest;
+}
+
 } // namespace corvane::cli

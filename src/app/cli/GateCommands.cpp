@@ -31,9 +31,7 @@ QString gateLine(const QualityGate &gate)
 int gateCommand(const QStringList &arguments)
 {
     const QString verb = arguments.value(1);
-    QStringList rest = arguments;
-    if (rest.size() > 1)
-        rest.removeAt(1);
+    const QStringList rest = withoutVerb(arguments);
     QCommandLineParser parser;
     parser.addOption({"project", "The project folder.", "DIR"});
     parser.addOption({"name", "The gate's name.", "NAME"});

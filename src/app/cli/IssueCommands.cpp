@@ -181,9 +181,7 @@ int editIssue(StoreContext &context, Issue &issue, const QCommandLineParser &par
 int issueCommand(const QStringList &arguments)
 {
     const QString verb = arguments.value(1);
-    QStringList rest = arguments;
-    if (rest.size() > 1)
-        rest.removeAt(1);
+    const QStringList rest = withoutVerb(arguments);
     QCommandLineParser parser;
     parser.addOption({"project", "The project folder.", "DIR"});
     parser.addOption({"id", "The issue.", "UUID"});

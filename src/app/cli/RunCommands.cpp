@@ -39,14 +39,6 @@ void sayOnStderr(const QString &line)
     std::fflush(stderr);
 }
 
-QStringList dropVerb(const QStringList &arguments)
-{
-    QStringList rest = arguments;
-    if (rest.size() > 1)
-        rest.removeAt(1);
-    return rest;
-}
-
 // The pieces a run needs, as the window has them, with claude at `claudePath`.
 struct Automation
 {
@@ -213,7 +205,7 @@ int startRun(const QStringList &arguments)
 int runCommand(const QStringList &arguments)
 {
     const QString verb = arguments.value(1);
-    const QStringList rest = dropVerb(arguments);
+    const QStringList rest = withoutVerb(arguments);
     if (verb == QLatin1String("start"))
         return startRun(rest);
     QCommandLineParser parser;

@@ -24,6 +24,7 @@
 #include "shell/window/SidebarView.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "support/DefinitionFixture.h"
+#include "support/PlannerCards.h"
 
 #include <QApplication>
 #include <QAction>
@@ -66,18 +67,7 @@ struct Board
         s.name = "site";
         app = ctx().insert(a);
         site = ctx().insert(s);
-        QDateTime at = QDateTime::currentDateTime().addDays(-1);
-        for (const QString &card : cards) {
-            const QStringList parts = card.split(':');
-            Issue issue;
-            issue.statusRaw = parts[0];
-            issue.title = parts[1];
-            issue.sortOrder = parts[2].toLongLong();
-            if (parts.size() > 3)
-                issue.projectId = (parts[3] == "0" ? app : site)->id;
-            issue.createdAt = at = at.addSecs(1);
-            ctx().insert(issue);
-        }
+        insertCards(ctx(), cards, {app, site});
         (void)ctx().save();
         window = std::make_unique<MainWindow>(WindowServices{ctx(), preferences, settings, center, lifecycle, &tools}, 1);
         window->resize(1400, 800);
