@@ -64,9 +64,7 @@ void IssueDetailViewModel::toggleCompletion()
 
 QList<std::shared_ptr<Project>> IssueDetailViewModel::availableProjects() const
 {
-    auto projects = m_planner.context().fetchOrEmpty<Project>();
-    std::sort(projects.begin(), projects.end(), [](const auto &a, const auto &b) { return QString::localeAwareCompare(a->name, b->name) < 0; });
-    return projects;
+    return m_planner.projectsByName();
 }
 
 QList<std::shared_ptr<Milestone>> IssueDetailViewModel::availableMilestones() const

@@ -1,5 +1,6 @@
 #include "planning/PlannerService.h"
 
+#include "automation/RecordMirror.h"
 #include "core/Broadcasts.h"
 #include "core/NotificationCenter.h"
 #include "core/records/IssueLabel.h"
@@ -192,17 +193,29 @@ QList<std::shared_ptr<ChecklistItem>> PlannerService::checklist(const Issue &iss
     return items;
 }
 
+QList<std::shared_ptr<Project>> PlannerService::projectsByName() const
+{
+    auto projects = m_context.fetchOrEmpty<Project>();
+    sortByName(projects);
+    return projects;
+}
+
+std::shared_ptr<ChecklistItem> PlannerService::newChecklistItem(const QString &title, qint64 sortOrder, Issue &issue)
+{
+    ChecklistItem item;
+    item.title = title;
+    item.sortOrder = sortOrder;
+    item.issueId = issue.id;
+    touch(issue);
+    return m_context.insert(item);
+}
+
 std::shared_ptr<ChecklistItem> PlannerService::addChecklistItem(const QString &title, Issue &issue)
 {
     qint64 next = 0;
     for (const auto &item : checklist(issue))
         next = std::max(next, item->sortOrder + 1);
-    ChecklistItem item;
-    item.title = title;
-    item.sortOrder = next;
-    item.issueId = issue.id;
-    touch(issue);
-    return m_context.insert(item);
+    return newChecklistItem(title, next, issue);
 }
 
 std::shared_ptr<ChecklistItem> PlannerService::insertChecklistItem(const QString &title, const ChecklistItem &after, Issue &issue)
@@ -211,12 +224,7 @@ std::shared_ptr<ChecklistItem> PlannerService::insertChecklistItem(const QString
     for (const auto &item : checklist(issue))
         if (item->sortOrder >= position)
             ++item->sortOrder;
-    ChecklistItem item;
-    item.title = title;
-    item.sortOrder = position;
-    item.issueId = issue.id;
-    touch(issue);
-    return m_context.insert(item);
+    return newChecklistItem(title, position, issue);
 }
 
 void PlannerService::deleteChecklistItem(const std::shared_ptr<ChecklistItem> &item)

@@ -103,6 +103,9 @@ public:
     // After an edit made elsewhere: saved, reloaded, announced.
     Status saveAndAnnounce();
 
+    // Every project, by name as the user's locale sorts it (the pickers' order).
+    QList<std::shared_ptr<Project>> projectsByName() const;
+
     // Record operations.
     static void linkWorkspace(Issue &issue, const Workspace &workspace);
     static void unlinkWorkspace(Issue &issue);
@@ -122,6 +125,7 @@ signals:
 
 private:
     void announce();
+    std::shared_ptr<ChecklistItem> newChecklistItem(const QString &title, qint64 sortOrder, Issue &issue);
 
     StoreContext &m_context;
     NotificationCenter &m_center;

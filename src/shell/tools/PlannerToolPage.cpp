@@ -361,9 +361,7 @@ void PlannerToolPage::fillProjects()
     const QSignalBlocker quiet(m_projects);
     m_projects->clear();
     m_projects->addItem(tr("All Projects"));
-    QList<std::shared_ptr<Project>> projects = m_planner.context().fetchOrEmpty<Project>();
-    std::sort(projects.begin(), projects.end(), [](const auto &a, const auto &b) { return QString::localeAwareCompare(a->name, b->name) < 0; });
-    for (const auto &project : projects)
+    for (const auto &project : m_planner.projectsByName())
         m_projects->addItem(project->name, project->id);
     m_projects->addItem(tr("No Project"), QUuid());
     const int again = chosen.isValid() ? m_projects->findData(chosen) : 0;

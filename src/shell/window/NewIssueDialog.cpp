@@ -42,9 +42,7 @@ NewIssueDialog::NewIssueDialog(PlannerService &planner, IssueStatus status, std:
     auto *form = new QFormLayout;
     m_project = new QComboBox(this);
     m_project->addItem(tr("No Project"), QUuid());
-    QList<std::shared_ptr<Project>> projects = planner.context().fetchOrEmpty<Project>();
-    std::sort(projects.begin(), projects.end(), [](const auto &a, const auto &b) { return QString::localeAwareCompare(a->name, b->name) < 0; });
-    for (const auto &project : projects) {
+    for (const auto &project : planner.projectsByName()) {
         m_project->addItem(project->name, project->id);
         m_projectsByName.append(project->id);
     }
