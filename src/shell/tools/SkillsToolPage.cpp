@@ -68,6 +68,9 @@ SkillsToolPage::SkillsToolPage(SkillsService &skills, QWidget *parent)
       m_deleteVersion(new QPushButton(tr("Delete Version")))
 {
     m_type->setObjectName(QStringLiteral("skillType"));
+    // The tokens below are what the user edits; this hidden field holds their joined text so the
+    // save and the dirty check treat it like the other front-matter fields.
+    m_allowedTools->setParent(this);
     m_allowedTools->hide();
     m_tokens->setObjectName(QStringLiteral("toolTokens"));
     m_tokens->setFlow(QListView::LeftToRight);
