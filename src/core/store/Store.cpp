@@ -13,6 +13,9 @@
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QThread>
+#include <QThreadPool>
+
+#include <sqlite3.h>
 
 namespace corvane {
 
@@ -214,6 +217,7 @@ Result<std::shared_ptr<Store>> Store::open(const QString &path)
     std::shared_ptr<Store> store(new Store(path));
     store->m_report = report;
     store->m_connections.insert(QThread::currentThread(), attempt.connection);
+    store->checkpointInBackground(attempt.connection->handle());
     QObject::connect(QThread::currentThread(), &QThread::finished, store.get(),
                      [s = store.get(), t = QThread::currentThread()] { s->closeConnectionOf(t); }, Qt::DirectConnection);
     return store;
@@ -241,9 +245,51 @@ Result<Connection *> Store::connection()
     if (!opened)
         return opened.error();
     m_connections.insert(thread, opened.value());
+    if (thread == this->thread())
+        checkpointInBackground(opened.value()->handle());
     // Pool threads come and go: close a thread's connection when it ends.
     connect(thread, &QThread::finished, this, [this, thread] { closeConnectionOf(thread); }, Qt::DirectConnection);
     return opened.value();
+}
+
+struct CheckpointState
+{
+    QString path;
+    std::shared_ptr<std::atomic<bool>> running = std::make_shared<std::atomic<bool>>(false);
+};
+
+namespace {
+
+// Pages in the write-ahead log past which it is copied back into the file (SQLite's own default).
+constexpr int checkpointPages = 1000;
+
+int afterCommit(void *state, sqlite3 *, const char *, int pages)
+{
+    auto *checkpoint = static_cast<CheckpointState *>(state);
+    if (pages < checkpointPages || checkpoint->running->exchange(true))
+        return SQLITE_OK;
+    // A passive checkpoint waits for no one: writers go on while it copies, and what readers
+    // still need stays in the log for the next one.
+    QThreadPool::globalInstance()->start([path = checkpoint->path, running = checkpoint->running] {
+        if (auto connection = Connection::open(path, false)) {
+            sqlite3_wal_checkpoint_v2(connection.value()->handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+            delete connection.value();
+        }
+        running->store(false);
+    });
+    return SQLITE_OK;
+}
+
+} // namespace
+
+void Store::checkpointInBackground(sqlite3 *db)
+{
+    // SQLite copies the log back into the file inside the commit that fills it, which on the main
+    // thread is a frame of 10 ms or more every thousand pages. This connection hands that to a
+    // worker instead (setting the hook turns SQLite's own automatic checkpoint off).
+    m_checkpoint = std::make_unique<CheckpointState>();
+    m_checkpoint->path = m_path;
+    sqlite3_wal_hook(db, &afterCommit, m_checkpoint.get());
 }
 
 void Store::closeConnectionOf(QThread *thread)

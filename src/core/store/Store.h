@@ -13,12 +13,14 @@
 #include <optional>
 
 class QThread;
+struct sqlite3;
 
 class QTimer;
 
 namespace corvane {
 
 namespace store { class Connection; }
+struct CheckpointState;
 class StoreContext;
 
 // What happened when the store was opened, for the start-up log and for tests.
@@ -72,6 +74,7 @@ private:
     friend class StoreContext;
     explicit Store(QString path);
     void closeConnectionOf(QThread *thread);
+    void checkpointInBackground(sqlite3 *db);
 
     QString m_path;
     StoreOpenReport m_report;
@@ -79,6 +82,7 @@ private:
     QHash<QThread *, store::Connection *> m_connections;
     std::unique_ptr<StoreContext> m_mainContext;
     QTimer *m_watch = nullptr;
+    std::unique_ptr<CheckpointState> m_checkpoint;
     qint64 m_dataVersion = -1;
 };
 

@@ -5,7 +5,9 @@
 #include "support/CoreFiles.h"
 #include "support/TestEnvironment.h"
 
+#include <QFileInfo>
 #include <QTest>
+#include <QThreadPool>
 
 #include <sqlite3.h>
 
@@ -156,6 +158,33 @@ private slots:
         QCOMPARE(readFile(path), before);
         QCOMPARE(runSql(path, "PRAGMA user_version"), QString::number(store::currentSchemaVersion()));
         QCOMPARE(runSql(path, "PRAGMA journal_mode"), QString("wal"));
+    }
+
+    // The log is copied back into the file by a worker once it passes a thousand pages, so it is
+    // reused from its start instead of growing with every save.
+    void theLogIsCopiedBackOnAWorker()
+    {
+        test::TestEnvironment env;
+        const QString path = env.path("Corvane.store");
+        auto store = Store::open(path);
+        QVERIFY(store.ok());
+        StoreContext &ctx = (*store)->mainContext();
+        const QString bulk(2000, QLatin1Char('x'));
+        qint64 largest = 0;
+        for (int round = 0; round < 8; ++round) {
+            for (int i = 0; i < 1200; ++i) { // about 1,200 pages a save
+                Project project;
+                project.name = bulk;
+                project.path = QStringLiteral("/p/%1/%2").arg(round).arg(i);
+                ctx.insert(project);
+            }
+            QVERIFY(ctx.save().ok());
+            QThreadPool::globalInstance()->waitForDone();
+            largest = std::max(largest, QFileInfo(path + "-wal").size());
+        }
+        // Eight saves without a checkpoint would leave a log of about 40 MB.
+        QVERIFY2(largest < 12 * 1024 * 1024, qPrintable(QString::number(largest)));
+        QCOMPARE(ctx.count<Project>().valueOr(-1), 8 * 1200);
     }
 };
 
