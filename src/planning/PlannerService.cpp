@@ -87,10 +87,25 @@ void PlannerService::loadIssues()
     emit issuesReloaded();
 }
 
-void PlannerService::announce()
+void PlannerService::announce(Reload reload)
 {
-    loadIssues();
+    if (reload == Reload::cards)
+        loadIssues();
+    else
+        emit issuesReloaded();
     m_center.post(broadcast::issueDidChange);
+}
+
+void PlannerService::readExtras(const Issue &issue)
+{
+    CardExtras extras;
+    for (const auto &item : m_context.fetchOrEmpty<ChecklistItem>(Query(where::eq("issueId", issue.id)))) {
+        ++extras.checklistTotal;
+        extras.checklistDone += item->isCompleted ? 1 : 0;
+    }
+    for (const auto &label : m_context.fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", issue.id)).orderBy("name")))
+        extras.labels.append(label->name + QLatin1Char('\t') + label->colorHex);
+    m_extras.insert(issue.id, extras);
 }
 
 std::shared_ptr<Issue> PlannerService::createIssue(const NewIssueDraft &draft)
@@ -110,14 +125,18 @@ std::shared_ptr<Issue> PlannerService::createIssue(const NewIssueDraft &draft)
     issue.projectId = draft.projectId;
     issue.sortOrder = order;
     auto made = m_context.insert(issue);
-    (void)saveAndAnnounce();
+    (void)m_context.save();
+    announce(Reload::cards);
     return made;
 }
 
-Status PlannerService::saveAndAnnounce()
+Status PlannerService::saveAndAnnounce(const Issue *edited)
 {
     Status saved = m_context.save();
-    announce();
+    const bool known = edited && std::any_of(m_issues.cbegin(), m_issues.cend(), [edited](const auto &issue) { return issue.get() == edited; });
+    if (known)
+        readExtras(*edited);
+    announce(known ? Reload::none : Reload::cards);
     return saved;
 }
 
@@ -132,7 +151,10 @@ void PlannerService::moveIssue(const std::shared_ptr<Issue> &issue, IssueStatus 
     column.insert(std::clamp<qsizetype>(index, 0, column.size()), issue);
     for (qsizetype i = 0; i < column.size(); ++i)
         column[i]->sortOrder = i;
-    (void)saveAndAnnounce(); // a move that cannot be saved still shows until the next load
+    // A move that cannot be saved still shows until the next load. The cards are the same, so
+    // the columns are only sorted again: this runs for every card a drag passes.
+    (void)m_context.save();
+    announce(Reload::none);
 }
 
 void PlannerService::changeStatus(const std::shared_ptr<Issue> &issue, IssueStatus status)
@@ -148,7 +170,8 @@ void PlannerService::deleteIssue(const std::shared_ptr<Issue> &issue)
     if (project && issue->planFilePath && !issue->planFilePath->isEmpty())
         QFile::remove(QDir(project->path).filePath(*issue->planFilePath)); // an error does not stop the delete
     m_context.remove(issue);
-    (void)saveAndAnnounce();
+    (void)m_context.save();
+    announce(Reload::cards);
 }
 
 void PlannerService::linkWorkspace(Issue &issue, const Workspace &workspace)

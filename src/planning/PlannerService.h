@@ -100,8 +100,10 @@ public:
     // A new card at the end of its column, saved and announced; none for an empty title (a title
     // of blanks is a title).
     std::shared_ptr<Issue> createIssue(const NewIssueDraft &draft);
-    // After an edit made elsewhere: saved, reloaded, announced.
-    Status saveAndAnnounce();
+    // After an edit made elsewhere: saved, reloaded, announced. With the card that was edited,
+    // only that card's checklist counts and labels are read again: the cards themselves are the
+    // context's own objects, already as edited.
+    Status saveAndAnnounce(const Issue *edited = nullptr);
 
     // Every project, by name as the user's locale sorts it (the pickers' order).
     QList<std::shared_ptr<Project>> projectsByName() const;
@@ -124,7 +126,10 @@ signals:
     void issuesReloaded();
 
 private:
-    void announce();
+    // The columns follow the cards in memory; a reload reads the cards again first.
+    enum class Reload { none, cards };
+    void announce(Reload reload);
+    void readExtras(const Issue &issue);
     std::shared_ptr<ChecklistItem> newChecklistItem(const QString &title, qint64 sortOrder, Issue &issue);
 
     StoreContext &m_context;
