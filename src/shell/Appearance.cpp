@@ -1,9 +1,11 @@
 #include "shell/Appearance.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QPalette>
-#include <QStyle>
+#include <QProxyStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 
 namespace corvane {
 
@@ -31,6 +33,38 @@ QPalette darkPalette()
     return p;
 }
 
+// Fusion in Qt 6.4 draws the edges of check boxes and text fields a little darker than the
+// window, which on a dark window cannot be seen: an unchecked box vanishes. This draws those
+// edges again in a light tone over Fusion's own.
+class DarkEdgesStyle : public QProxyStyle
+{
+public:
+    DarkEdgesStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
+                       const QWidget *widget) const override
+    {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+        const bool box = element == PE_IndicatorCheckBox || element == PE_IndicatorItemViewItemCheck;
+        if (!box && element != PE_FrameLineEdit && element != PE_Frame)
+            return;
+        if (element == PE_Frame && !(option->state & (State_Sunken | State_Raised)))
+            return; // flat frames stay flat
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing, !box);
+        const bool focused = option->state & State_HasFocus;
+        QColor edge = focused ? option->palette.color(QPalette::Highlight) : option->palette.color(QPalette::Text);
+        edge.setAlpha(focused ? 200 : 80);
+        painter->setPen(edge);
+        painter->setBrush(Qt::NoBrush);
+        if (box)
+            painter->drawRect(option->rect.adjusted(0, 0, -1, -1));
+        else
+            painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), 2, 2);
+        painter->restore();
+    }
+};
+
 } // namespace
 
 void applyAppearance(AppearanceMode mode)
@@ -49,7 +83,7 @@ void applyAppearance(AppearanceMode mode)
         QApplication::setPalette(QApplication::style()->standardPalette());
         break;
     case AppearanceMode::dark:
-        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+        QApplication::setStyle(new DarkEdgesStyle);
         QApplication::setPalette(darkPalette());
         break;
     }
