@@ -1,8 +1,11 @@
 #include "planning/IssueDetailViewModel.h"
 
+#include "core/records/IssueLabel.h"
 #include "core/records/Milestone.h"
 #include "core/records/Project.h"
+#include "core/records/Workspace.h"
 #include "core/store/StoreContext.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 
 namespace corvane {
 
@@ -52,7 +55,7 @@ void IssueDetailViewModel::save()
         issue.milestoneId = milestone && milestone->projectId == issue.projectId ? std::optional(milestone->id) : std::nullopt;
         selectedMilestoneId = issue.milestoneId;
     }
-    (void)m_planner.saveAndAnnounce();
+    (void)m_planner.saveAndAnnounce(m_issue.get());
     emit changed();
 }
 
@@ -84,6 +87,132 @@ std::shared_ptr<Milestone> IssueDetailViewModel::createMilestone(const QString &
     auto made = m_planner.context().insert(milestone);
     selectedMilestoneId = made->id; // the card takes it at the next save
     return made;
+}
+
+QList<std::shared_ptr<IssueLabel>> IssueDetailViewModel::availableLabels() const
+{
+    if (!selectedProjectId)
+        return {};
+    const auto rows = m_planner.context().fetchOrEmpty<IssueLabel>(Query(where::eq("projectId", *selectedProjectId)).orderBy("name"));
+    QList<std::shared_ptr<IssueLabel>> labels;
+    // The row that stands for a name: the card's own, else a free one, else any.
+    auto rank = [this](const IssueLabel &row) { return m_issue && row.issueId == m_issue->id ? 0 : !row.issueId ? 1 : 2; };
+    for (const auto &row : rows) {
+        auto same = std::find_if(labels.begin(), labels.end(), [&](const auto &l) { return l->name == row->name; });
+        if (same == labels.end())
+            labels.append(row);
+        else if (rank(*row) < rank(**same))
+            *same = row;
+    }
+    std::stable_sort(labels.begin(), labels.end(), [](const auto &a, const auto &b) {
+        return QString::localeAwareCompare(a->name, b->name) < 0;
+    });
+    return labels;
+}
+
+bool IssueDetailViewModel::isLabelApplied(const IssueLabel &label) const
+{
+    if (!m_issue)
+        return false;
+    const auto held = m_planner.context().fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", m_issue->id)));
+    return std::any_of(held.begin(), held.end(), [&](const auto &l) { return l->id == label.id || l->name == label.name; });
+}
+
+void IssueDetailViewModel::toggleLabel(const IssueLabel &label)
+{
+    if (!m_issue)
+        return;
+    StoreContext &context = m_planner.context();
+    const auto held = context.fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", m_issue->id)));
+    const auto applied = std::find_if(held.begin(), held.end(), [&](const auto &l) { return l->id == label.id || l->name == label.name; });
+    const auto free = label.projectId ? context.fetchFirst<IssueLabel>(Query(where::eq("projectId", *label.projectId)
+                                                                            && where::eq("name", label.name)
+                                                                            && where::isNull("issueId"))).valueOr(nullptr)
+                                      : nullptr;
+    if (applied != held.end()) {
+        m_planner.removeLabel(**applied, *m_issue);
+    } else if (free) {
+        m_planner.addLabel(*free, *m_issue);
+    } else {
+        IssueLabel copy;
+        copy.name = label.name;
+        copy.colorHex = label.colorHex;
+        copy.projectId = label.projectId;
+        m_planner.addLabel(*context.insert(copy), *m_issue);
+    }
+    save();
+}
+
+std::shared_ptr<IssueLabel> IssueDetailViewModel::createLabel(const QString &name, const QString &colorHex)
+{
+    const QString trimmed = name.trimmed();
+    if (!selectedProjectId || trimmed.isEmpty())
+        return nullptr;
+    for (const auto &label : availableLabels()) {
+        if (label->name != trimmed)
+            continue;
+        if (!isLabelApplied(*label))
+            toggleLabel(*label);
+        return label;
+    }
+    IssueLabel label;
+    label.name = trimmed;
+    label.colorHex = colorHex;
+    label.projectId = selectedProjectId;
+    auto made = m_planner.context().insert(label);
+    if (m_issue)
+        m_planner.addLabel(*made, *m_issue);
+    save();
+    return made;
+}
+
+const QStringList &IssueDetailViewModel::labelColors()
+{
+    static const QStringList colors{QStringLiteral("#E5484D"), QStringLiteral("#F76B15"), QStringLiteral("#FFC53D"),
+                                    QStringLiteral("#30A46C"), QStringLiteral("#12A594"), QStringLiteral("#0090FF"),
+                                    QStringLiteral("#6E56CF"), QStringLiteral("#D6409F"), QStringLiteral("#8D8D8D")};
+    return colors;
+}
+
+std::shared_ptr<Workspace> IssueDetailViewModel::linkedWorkspace() const
+{
+    return m_issue && m_issue->workspaceId ? m_planner.context().get<Workspace>(*m_issue->workspaceId) : nullptr;
+}
+
+std::shared_ptr<Workspace> IssueDetailViewModel::createWorkspaceFromIssue()
+{
+    if (!m_issue || !m_issue->projectId || !m_lifecycle)
+        return nullptr;
+    const auto project = m_planner.context().get<Project>(*m_issue->projectId);
+    if (!project)
+        return nullptr;
+    const QString name = title.trimmed().isEmpty() ? m_issue->title : title;
+    project->isExpanded = true; // so that the sidebar shows where it went
+    auto workspace = m_lifecycle->createWorkspace(*project, name.trimmed(), std::nullopt);
+    PlannerService::linkWorkspace(*m_issue, *workspace);
+    save();
+    return workspace;
+}
+
+void IssueDetailViewModel::disconnectWorkspace()
+{
+    if (!m_issue)
+        return;
+    PlannerService::unlinkWorkspace(*m_issue);
+    save();
+}
+
+std::optional<QString> IssueDetailViewModel::restoreLinkedWorkspace()
+{
+    const auto workspace = linkedWorkspace();
+    if (!workspace || !m_lifecycle)
+        return std::nullopt;
+    const LifecycleOutcome outcome = m_lifecycle->restoreWorkspace(workspace);
+    save();
+    // A failure, or the notice that came with success (a worktree folder that is gone).
+    if (outcome.message.isEmpty())
+        return std::nullopt;
+    return outcome.message;
 }
 
 QList<std::shared_ptr<ChecklistItem>> IssueDetailViewModel::sortedChecklistItems() const

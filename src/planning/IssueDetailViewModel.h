@@ -6,7 +6,10 @@
 
 namespace corvane {
 
+struct IssueLabel;
 struct Milestone;
+struct Workspace;
+class WorkspaceLifecycleService;
 
 // Where the keyboard goes in a checklist after an edit: a row, with the caret at its start, its
 // end, or an offset.
@@ -50,6 +53,28 @@ public:
     QList<std::shared_ptr<Milestone>> availableMilestones() const;
     std::shared_ptr<Milestone> createMilestone(const QString &title);
 
+    // Labels: a label row belongs to one card, so the project's vocabulary is every name its
+    // cards have used (one row per name), and applying a name another card holds gives this card
+    // its own copy rather than taking the other's.
+    QList<std::shared_ptr<IssueLabel>> availableLabels() const;
+    bool isLabelApplied(const IssueLabel &label) const;
+    void toggleLabel(const IssueLabel &label);
+    // Applies the project's label of that name, or makes it with the colour; none without a
+    // project or a name.
+    std::shared_ptr<IssueLabel> createLabel(const QString &name, const QString &colorHex);
+    // The colours the label creator offers.
+    static const QStringList &labelColors();
+
+    // The workspace of the card. Making and restoring go through the lifecycle service, which
+    // the window provides; without it they do nothing.
+    void setLifecycle(WorkspaceLifecycleService *lifecycle) { m_lifecycle = lifecycle; }
+    std::shared_ptr<Workspace> linkedWorkspace() const;
+    // A workspace named after the card in its project, with its first chat, linked to the card.
+    std::shared_ptr<Workspace> createWorkspaceFromIssue();
+    void disconnectWorkspace();
+    // Brings an archived linked workspace back; the lifecycle's error or notice, if it gave one.
+    std::optional<QString> restoreLinkedWorkspace();
+
     QList<std::shared_ptr<ChecklistItem>> sortedChecklistItems() const;
     std::shared_ptr<ChecklistItem> addBlankChecklistItem();
 
@@ -72,6 +97,7 @@ private:
     std::shared_ptr<ChecklistItem> neighbour(const ChecklistItem &item, int by) const;
 
     PlannerService &m_planner;
+    WorkspaceLifecycleService *m_lifecycle = nullptr;
     std::shared_ptr<Issue> m_issue;
 };
 

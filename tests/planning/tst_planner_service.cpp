@@ -4,6 +4,7 @@
 #include "core/NotificationCenter.h"
 #include "core/records/ChecklistItem.h"
 #include "core/records/Issue.h"
+#include "core/records/IssueLabel.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -12,6 +13,7 @@
 #include "planning/IssueDetailViewModel.h"
 #include "planning/PlannerColumnModel.h"
 #include "planning/PlannerService.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "support/PlannerCards.h"
 #include "support/TestEnvironment.h"
 
@@ -271,6 +273,73 @@ private slots:
         items[0]->title.clear();
         QVERIFY(!detail.onDeleteEmpty(items[0]));
         QCOMPARE(detail.sortedChecklistItems().size(), 2);
+    }
+
+    // A label row belongs to one card: another card checking the name gets its own copy, and
+    // unchecking leaves the name to the project.
+    void labelsOfAProject()
+    {
+        Project app;
+        app.name = "app";
+        ctx().insert(app);
+        makeCards({"backlog:a:0:0", "backlog:b:1:0", "backlog:c:2"}, {ctx().get<Project>(app.id)});
+        IssueDetailViewModel detail(*m_planner);
+        detail.load(card("a"));
+        QVERIFY(detail.createLabel(" auth ", "#E5484D"));
+        detail.load(card("b"));
+        const auto offered = detail.availableLabels();
+        QCOMPARE(offered.size(), 1);
+        QCOMPARE(offered.first()->name, QStringLiteral("auth"));
+        QVERIFY(!detail.isLabelApplied(*offered.first()));
+        detail.toggleLabel(*offered.first());
+        QVERIFY(detail.isLabelApplied(*detail.availableLabels().first()));
+        QCOMPARE(detail.availableLabels().size(), 1);
+        auto labelsOf = [this](const QString &title) {
+            return m_planner->extras(card(title)->id).labels;
+        };
+        QCOMPARE(labelsOf("a"), QStringList{"auth\t#E5484D"});
+        QCOMPARE(labelsOf("b"), QStringList{"auth\t#E5484D"});
+        detail.toggleLabel(*detail.availableLabels().first());
+        QCOMPARE(labelsOf("b"), QStringList());
+        QCOMPARE(labelsOf("a"), QStringList{"auth\t#E5484D"});
+        // Made again by name: the project's row is taken up, not duplicated.
+        detail.createLabel("auth", "#0090FF");
+        QCOMPARE(labelsOf("b"), QStringList{"auth\t#E5484D"});
+        QCOMPARE(ctx().count<IssueLabel>().valueOr(-1), 2);
+        // Without a project there is nothing to offer or make.
+        detail.load(card("c"));
+        QVERIFY(detail.availableLabels().isEmpty());
+        QVERIFY(!detail.createLabel("auth", "#0090FF"));
+    }
+
+    void theWorkspaceOfACard()
+    {
+        Project app;
+        app.name = "app";
+        app.path = m_env->path("app");
+        ctx().insert(app);
+        makeCards({"planned:Fix login:0:0", "planned:loose:1"}, {ctx().get<Project>(app.id)});
+        WorkspaceLifecycleService lifecycle(ctx(), *m_center);
+        IssueDetailViewModel detail(*m_planner);
+        detail.load(card("loose"));
+        detail.setLifecycle(&lifecycle);
+        QVERIFY(!detail.createWorkspaceFromIssue()); // no project, no workspace
+        detail.load(card("Fix login"));
+        const auto workspace = detail.createWorkspaceFromIssue();
+        QVERIFY(workspace);
+        QCOMPARE(workspace->name, QStringLiteral("Fix login"));
+        QCOMPARE(lifecycle.chats(*workspace).size(), 1);
+        auto fresh = m_store->newContext();
+        QCOMPARE(fresh->get<Issue>(card("Fix login")->id)->workspaceId, std::optional(workspace->id));
+        // Archived, it is offered back.
+        workspace->statusRaw = QStringLiteral("archived");
+        workspace->archivedAt = QDateTime::currentDateTime();
+        QVERIFY(ctx().save());
+        QCOMPARE(detail.restoreLinkedWorkspace(), std::nullopt);
+        QVERIFY(!m_store->newContext()->get<Workspace>(workspace->id)->isArchived());
+        detail.disconnectWorkspace();
+        QCOMPARE(m_store->newContext()->get<Issue>(card("Fix login")->id)->workspaceId, std::nullopt);
+        QVERIFY(m_store->newContext()->get<Workspace>(workspace->id)); // the workspace stays
     }
 
     void deletingTakesThePlanFileAndLeavesTheWorkspace()

@@ -1,5 +1,6 @@
 #include "shell/tools/IssueDetailView.h"
 
+#include "core/records/IssueLabel.h"
 #include "core/records/Milestone.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
@@ -12,6 +13,8 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QListWidget>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
@@ -50,8 +53,24 @@ void ChecklistTitleField::keyPressEvent(QKeyEvent *event)
     QLineEdit::keyPressEvent(event);
 }
 
-IssueDetailView::IssueDetailView(PlannerService &planner, QWidget *parent)
-    : QWidget(parent), m_model(planner), m_planner(planner)
+namespace {
+
+QIcon swatch(const QString &colorHex)
+{
+    QPixmap pixmap(12, 12);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(colorHex).isValid() ? QColor(colorHex) : QColor(Qt::gray));
+    painter.drawEllipse(QRectF(1, 1, 10, 10));
+    return QIcon(pixmap);
+}
+
+} // namespace
+
+IssueDetailView::IssueDetailView(PlannerService &planner, Mode mode, QWidget *parent)
+    : QWidget(parent), m_model(planner), m_planner(planner), m_mode(mode)
 {
     build();
     connect(&m_model, &IssueDetailViewModel::changed, this, &IssueDetailView::fill);
@@ -72,6 +91,7 @@ void IssueDetailView::build()
     head->addWidget(m_done);
     head->addWidget(m_title, 1);
     head->addWidget(close);
+    close->setVisible(m_mode == Mode::board);
     outer->addLayout(head);
 
     auto *scroll = new QScrollArea(this);
@@ -102,6 +122,7 @@ void IssueDetailView::build()
     form->addRow(tr("Priority:"), m_priority);
     form->addRow(tr("Project:"), m_project);
     form->addRow(tr("Milestone:"), m_milestone);
+    form->addRow(tr("Labels:"), buildLabels(body));
     form->addRow(tr("Due date:"), due);
     layout->addLayout(form);
 
@@ -120,15 +141,15 @@ void IssueDetailView::build()
     m_addItem->setFlat(true);
     layout->addWidget(m_addItem, 0, Qt::AlignLeft);
 
-    m_workspace = new QLabel(body);
-    m_workspace->setWordWrap(true);
-    layout->addWidget(m_workspace);
+    layout->addWidget(buildWorkspaceSection(body));
     auto *hint = new QLabel(tr("Pick a flow and let the agent plan, implement, and validate the work before review."), body);
     hint->setWordWrap(true);
     hint->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(hint);
     m_runAgent = new QPushButton(tr("Run Agent\u2026"), body);
     layout->addWidget(m_runAgent, 0, Qt::AlignLeft);
+    hint->setVisible(m_mode == Mode::board);
+    m_runAgent->setVisible(m_mode == Mode::board);
     m_plan = new QLabel(body);
     m_plan->setWordWrap(true);
     m_plan->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -156,6 +177,103 @@ void IssueDetailView::build()
     });
 }
 
+QWidget *IssueDetailView::buildLabels(QWidget *body)
+{
+    auto *box = new QWidget(body);
+    auto *column = new QVBoxLayout(box);
+    column->setContentsMargins(0, 0, 0, 0);
+    m_labels = new QListWidget(box);
+    m_labels->setObjectName(QStringLiteral("labelList"));
+    m_labels->setFlow(QListView::LeftToRight);
+    m_labels->setWrapping(true);
+    m_labels->setResizeMode(QListView::Adjust);
+    m_labels->setSpacing(2);
+    m_labels->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_labels->installEventFilter(this); // its height follows its rows when it is resized
+    m_labels->setFrameShape(QFrame::NoFrame);
+    m_labels->setSelectionMode(QAbstractItemView::NoSelection);
+    m_labels->setToolTip(tr("Check a label to apply it to this card"));
+    column->addWidget(m_labels);
+    auto *creator = new QHBoxLayout;
+    m_newLabel = new QLineEdit(box);
+    m_newLabel->setObjectName(QStringLiteral("newLabelField"));
+    m_newLabel->setPlaceholderText(tr("New label"));
+    m_newLabelColor = new QComboBox(box);
+    m_newLabelColor->setObjectName(QStringLiteral("newLabelColor"));
+    for (const QString &color : IssueDetailViewModel::labelColors())
+        m_newLabelColor->addItem(swatch(color), QString(), color);
+    m_newLabelColor->setToolTip(tr("Label colour"));
+    auto *add = new QToolButton(box);
+    add->setText(tr("Add"));
+    creator->addWidget(m_newLabel, 1);
+    creator->addWidget(m_newLabelColor);
+    creator->addWidget(add);
+    column->addLayout(creator);
+    connect(m_labels, &QListWidget::itemChanged, this, [this](QListWidgetItem *item) {
+        if (m_filling)
+            return;
+        // After the click is done with the item: the save redraws the list.
+        QTimer::singleShot(0, this, [this, id = item->data(Qt::UserRole).toUuid()] {
+            if (const auto label = m_planner.context().get<IssueLabel>(id))
+                m_model.toggleLabel(*label);
+        });
+    });
+    connect(m_newLabel, &QLineEdit::returnPressed, this, &IssueDetailView::addLabel);
+    connect(add, &QToolButton::clicked, this, &IssueDetailView::addLabel);
+    return box;
+}
+
+void IssueDetailView::addLabel()
+{
+    if (m_model.createLabel(m_newLabel->text(), m_newLabelColor->currentData().toString()))
+        m_newLabel->clear();
+}
+
+QWidget *IssueDetailView::buildWorkspaceSection(QWidget *body)
+{
+    auto *section = new QWidget(body);
+    auto *column = new QVBoxLayout(section);
+    column->setContentsMargins(0, 6, 0, 0);
+    m_workspace = new QLabel(section);
+    m_workspace->setObjectName(QStringLiteral("issueWorkspace"));
+    m_workspace->setWordWrap(true);
+    column->addWidget(m_workspace);
+    auto *buttons = new QHBoxLayout;
+    m_createWorkspace = new QPushButton(tr("Create Workspace"), section);
+    m_openWorkspace = new QPushButton(tr("Open"), section);
+    m_restoreWorkspace = new QPushButton(tr("Restore"), section);
+    m_disconnect = new QPushButton(m_mode == Mode::board ? tr("Disconnect workspace from issue")
+                                                         : tr("Disconnect issue from workspace"), section);
+    for (QPushButton *button : {m_createWorkspace, m_openWorkspace, m_restoreWorkspace, m_disconnect})
+        buttons->addWidget(button);
+    buttons->addStretch(1);
+    column->addLayout(buttons);
+    // The workspace's own inspector needs no line naming it, only the way to let the card go.
+    m_workspace->setVisible(m_mode == Mode::board);
+
+    connect(m_createWorkspace, &QPushButton::clicked, this, &IssueDetailView::createWorkspace);
+    connect(m_openWorkspace, &QPushButton::clicked, this, [this] {
+        if (const auto workspace = m_model.linkedWorkspace())
+            emit workspaceActivated(workspace->id);
+    });
+    connect(m_restoreWorkspace, &QPushButton::clicked, this, [this] {
+        if (const auto notice = m_model.restoreLinkedWorkspace())
+            emit noticeRaised(*notice);
+    });
+    connect(m_disconnect, &QPushButton::clicked, this, [this] {
+        m_model.disconnectWorkspace();
+        if (m_mode == Mode::workspacePanel)
+            emit disconnected();
+    });
+    return section;
+}
+
+void IssueDetailView::createWorkspace()
+{
+    if (const auto workspace = m_model.createWorkspaceFromIssue())
+        emit workspaceActivated(workspace->id);
+}
+
 void IssueDetailView::showIssue(const QUuid &issueId)
 {
     m_model.load(m_planner.context().get<Issue>(issueId));
@@ -165,6 +283,8 @@ bool IssueDetailView::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_description && event->type() == QEvent::FocusOut && !m_filling)
         fieldsEdited();
+    if (watched == m_labels && event->type() == QEvent::Resize)
+        fitLabels();
     return QWidget::eventFilter(watched, event);
 }
 
@@ -215,21 +335,67 @@ void IssueDetailView::fill()
     m_due->setDate(m_model.dueDate.date());
     m_due->setEnabled(m_model.hasDueDate);
 
-    StoreContext &context = m_planner.context();
-    const auto project = issue->projectId ? context.get<Project>(*issue->projectId) : nullptr;
-    const auto workspace = issue->workspaceId ? context.get<Workspace>(*issue->workspaceId) : nullptr;
-    if (workspace)
-        m_workspace->setText(tr("Workspace: <b>%1</b>%2%3").arg(workspace->name.toHtmlEscaped(),
-                                                                 workspace->gitBranch ? QStringLiteral(" \u00B7 ") + workspace->gitBranch->toHtmlEscaped() : QString(),
-                                                                 workspace->isArchived() ? tr(" \u00B7 Archived") : QString()));
-    else
-        m_workspace->setText(project ? QString() : tr("Add to a project to create a workspace"));
+    const auto project = issue->projectId ? m_planner.context().get<Project>(*issue->projectId) : nullptr;
+    fillLabels();
+    fillWorkspace();
     m_runAgent->setEnabled(bool(project));
     const auto plan = PlannerService::planContent(*issue, project.get());
     m_plan->setText(plan ? tr("<b>Plan</b><br>") + plan->toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")) : QString());
     m_plan->setVisible(plan.has_value());
     fillChecklist();
     m_filling = false;
+}
+
+void IssueDetailView::fillLabels()
+{
+    m_labels->clear();
+    for (const auto &label : m_model.availableLabels()) {
+        auto *item = new QListWidgetItem(swatch(label->colorHex), label->name, m_labels);
+        item->setData(Qt::UserRole, label->id);
+        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
+        item->setCheckState(m_model.isLabelApplied(*label) ? Qt::Checked : Qt::Unchecked);
+    }
+    m_labels->setVisible(m_labels->count() > 0);
+    fitLabels();
+    const bool hasProject = m_model.selectedProjectId.has_value();
+    m_newLabel->setEnabled(hasProject);
+    m_newLabel->setPlaceholderText(hasProject ? tr("New label") : tr("Add to a project to use labels"));
+}
+
+void IssueDetailView::fitLabels()
+{
+    // As tall as its wrapped rows, so that a few labels take one line and many do not scroll.
+    const int width = std::max(1, m_labels->viewport()->width());
+    const int spacing = m_labels->spacing();
+    int x = 0, rows = m_labels->count() ? 1 : 0, rowHeight = 0;
+    for (int i = 0; i < m_labels->count(); ++i) {
+        const QSize item = m_labels->sizeHintForIndex(m_labels->model()->index(i, 0)) + QSize(2 * spacing, 2 * spacing);
+        rowHeight = std::max(rowHeight, item.height());
+        if (x > 0 && x + item.width() > width) {
+            ++rows;
+            x = 0;
+        }
+        x += item.width();
+    }
+    m_labels->setFixedHeight(rows * rowHeight + 2 * m_labels->frameWidth() + 2);
+}
+
+void IssueDetailView::fillWorkspace()
+{
+    const auto issue = m_model.issue();
+    const auto workspace = m_model.linkedWorkspace();
+    const bool hasProject = issue->projectId.has_value();
+    if (workspace)
+        m_workspace->setText(tr("Workspace: <b>%1</b>%2%3").arg(workspace->name.toHtmlEscaped(),
+                                                                 workspace->gitBranch ? QStringLiteral(" \u00B7 ") + workspace->gitBranch->toHtmlEscaped() : QString(),
+                                                                 workspace->isArchived() ? tr(" \u00B7 Archived") : QString()));
+    else
+        m_workspace->setText(hasProject ? QString() : tr("Add to a project to create a workspace"));
+    const bool board = m_mode == Mode::board;
+    m_createWorkspace->setVisible(board && !workspace && hasProject);
+    m_openWorkspace->setVisible(board && workspace && !workspace->isArchived());
+    m_restoreWorkspace->setVisible(board && workspace && workspace->isArchived());
+    m_disconnect->setVisible(bool(workspace));
 }
 
 QList<ChecklistTitleField *> IssueDetailView::checklistFields() const

@@ -299,7 +299,7 @@ PlannerToolPage::PlannerToolPage(PlannerService &planner, QWidget *parent)
     auto *boardArea = new QWidget(split);
     boardArea->setLayout(board);
     board->setContentsMargins(0, 0, 0, 0);
-    m_detail = new IssueDetailView(m_planner, split);
+    m_detail = new IssueDetailView(m_planner, IssueDetailView::Mode::board, split);
     m_detail->setObjectName(QStringLiteral("issueDetail"));
     m_detail->setMinimumWidth(300);
     m_detail->hide();
@@ -342,6 +342,11 @@ void PlannerToolPage::showCardMenu(BoardColumnView *view, const QPoint &at)
     for (IssueStatus status : planner::columns())
         if (status != issue->status())
             moveTo->addAction(displayName(status), this, [this, issue, status] { m_planner.changeStatus(issue, status); });
+    if (!issue->workspaceId && issue->projectId)
+        menu.addAction(tr("Create Workspace"), this, [this, id] {
+            emit issueSelected(id);
+            m_detail->createWorkspace();
+        });
     if (issue->projectId)
         menu.addAction(tr("Run Agent\u2026"), this, [this, id] { emit runAgentRequested(id); });
     menu.addSeparator();

@@ -74,7 +74,7 @@ signals:
     void runAgentRequested(const QUuid &issueId);
 
 private:
-    // A card's menu: Open, Move to, Run Agent (with a project), Delete.
+    // A card's menu: Open, Move to, Create Workspace and Run Agent (with a project), Delete.
     void showCardMenu(BoardColumnView *view, const QPoint &at);
     void applyFilter();
     void fillProjects();

@@ -44,6 +44,12 @@ InspectorView::InspectorView(QWidget *parent)
     clear();
 }
 
+void InspectorView::setIssuePanel(QWidget *panel)
+{
+    auto *column = static_cast<QVBoxLayout *>(layout());
+    column->insertWidget(column->indexOf(m_detail) + 1, panel, 2);
+}
+
 void InspectorView::showSubject(const QString &title, const QString &detail)
 {
     m_title->setText(title);

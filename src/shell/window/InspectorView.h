@@ -19,6 +19,8 @@ public:
     explicit InspectorView(QWidget *parent = nullptr);
 
     void showSubject(const QString &title, const QString &detail);
+    // A panel shown under the subject while it is visible (the workspace's linked card).
+    void setIssuePanel(QWidget *panel);
     void clear();
     // Follows the model's status from now on; not owned.
     void setModel(InspectorViewModel *model);

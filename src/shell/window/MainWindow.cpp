@@ -5,6 +5,7 @@
 #include "automation/AutomatedAgentOrchestrator.h"
 #include "core/records/Chat.h"
 #include "core/records/GateResult.h"
+#include "core/records/Issue.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -14,6 +15,8 @@
 #include "core/window/ShortcutBindings.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "planning/PlannerService.h"
+#include "shell/tools/IssueDetailView.h"
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/AutomationRunBanner.h"
@@ -28,6 +31,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QSplitter>
 #include <QTimer>
 #include <QTreeWidgetItem>
@@ -145,11 +149,29 @@ void MainWindow::buildColumns()
             if (auto *board = qobject_cast<PlannerToolPage *>(page)) {
                 connect(board, &PlannerToolPage::runAgentRequested, this, &MainWindow::openRunAgentPanel);
                 connect(board, &PlannerToolPage::newIssueRequested, this, &MainWindow::openNewIssue);
+                board->detail()->model().setLifecycle(&m_services.lifecycle);
+                connect(board->detail(), &IssueDetailView::workspaceActivated, this, &MainWindow::showWorkspace);
+                connect(board->detail(), &IssueDetailView::noticeRaised, this, [this](const QString &text) {
+                    QMessageBox::information(this, tr("Restore Workspace"), text);
+                });
             }
             return page;
         });
     }
     m_inspector = new InspectorView;
+    if (m_services.definitions && m_services.definitions->planner) {
+        m_issuePanel = new IssueDetailView(*m_services.definitions->planner, IssueDetailView::Mode::workspacePanel);
+        m_issuePanel->setObjectName(QStringLiteral("workspaceIssuePanel"));
+        m_issuePanel->model().setLifecycle(&m_services.lifecycle);
+        m_issuePanel->hide();
+        m_inspector->setIssuePanel(m_issuePanel);
+        connect(m_issuePanel, &IssueDetailView::disconnected, m_issuePanel, &QWidget::hide);
+        // A card changed on the board (or by a script) is drawn again, unless it is being typed in.
+        m_issueObserver = ObserverGuard(m_services.center, m_services.center.addObserver(broadcast::issueDidChange, [this](const Notification &) {
+            if (!m_issuePanel->isAncestorOf(QApplication::focusWidget()))
+                showLinkedIssue(m_state->content().kind == ContentState::Kind::workspace ? std::optional(m_state->content().id) : std::nullopt);
+        }, nullptr, this));
+    }
     AppSettings *settings = &m_services.settings;
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
     m_inspector->setModel(m_inspectorModel);
@@ -165,10 +187,7 @@ void MainWindow::buildColumns()
         m_navigator->showProject(id);
         refresh();
     });
-    connect(m_sidebar, &SidebarView::workspaceActivated, this, [this](const QUuid &id) {
-        m_navigator->showWorkspace(id);
-        refresh();
-    });
+    connect(m_sidebar, &SidebarView::workspaceActivated, this, &MainWindow::showWorkspace);
     connect(m_sidebar, &SidebarView::chatActivated, this, [this](const QUuid &id) {
         m_navigator->showChat(id);
         refresh();
@@ -346,8 +365,10 @@ void MainWindow::drawContent()
 {
     StoreContext &context = m_services.context;
     const ContentState content = m_state->content();
-    if (content.kind != ContentState::Kind::workspace)
+    if (content.kind != ContentState::Kind::workspace) {
         m_inspector->showGateResults({});
+        showLinkedIssue(std::nullopt);
+    }
     switch (content.kind) {
     case ContentState::Kind::empty:
         inspectDirectory(std::nullopt);
@@ -402,6 +423,31 @@ void MainWindow::drawContent()
     const std::optional<QString> folder = workspace->workingDirectory(project.get());
     inspectDirectory(folder);
     m_inspector->showSubject(workspace->name, QStringList{branch, folder.value_or(QString())}.join(QLatin1Char('\n')).trimmed());
+    showLinkedIssue(workspace->id);
+}
+
+void MainWindow::showLinkedIssue(const std::optional<QUuid> &workspaceId)
+{
+    if (!m_issuePanel)
+        return;
+    const auto issues = workspaceId ? m_services.context.fetchOrEmpty<Issue>(Query(where::eq("workspaceId", *workspaceId)).limitTo(1))
+                                    : QList<std::shared_ptr<Issue>>();
+    if (issues.isEmpty()) {
+        m_issuePanel->hide();
+        return;
+    }
+    const auto shown = m_issuePanel->model().issue();
+    if (!shown || shown->id != issues.first()->id || !m_issuePanel->isVisible())
+        m_issuePanel->showIssue(issues.first()->id);
+    else
+        m_issuePanel->model().load(shown); // the same card: drawn again as the record now stands
+    m_issuePanel->show();
+}
+
+void MainWindow::showWorkspace(const QUuid &workspaceId)
+{
+    m_navigator->showWorkspace(workspaceId);
+    refresh();
 }
 
 void MainWindow::showRunGates(const std::optional<QUuid> &workspaceId)

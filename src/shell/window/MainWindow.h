@@ -20,6 +20,7 @@ namespace corvane {
 
 class AppSettings;
 class InspectorView;
+class IssueDetailView;
 class InspectorViewModel;
 class PreferencesStore;
 struct Project;
@@ -123,6 +124,9 @@ private:
     // The new-issue sheet for a column, on the project the window shows (if any).
     void openNewIssue(IssueStatus status);
     void createSimpleWorkspaceIn(Project &project);
+    void showWorkspace(const QUuid &workspaceId);
+    // The card linked to the shown workspace in the inspector, or no panel.
+    void showLinkedIssue(const std::optional<QUuid> &workspaceId);
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
@@ -149,6 +153,8 @@ private:
     QString m_shownTool;
     AutomationRunBanner *m_runBanner = nullptr;
     ObserverGuard m_runObserver; // the tool page on show, rescanned only when it comes into view
+    IssueDetailView *m_issuePanel = nullptr;
+    ObserverGuard m_issueObserver;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

@@ -7,6 +7,7 @@
 #include "core/records/Issue.h"
 #include "core/records/IssueLabel.h"
 #include "core/records/Project.h"
+#include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
 #include "core/settings/PreferencesStore.h"
 #include "core/store/StoreContext.h"
@@ -32,6 +33,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMimeData>
 #include <QPushButton>
 #include <QTest>
@@ -279,6 +281,53 @@ private slots:
         QCOMPARE(b.titles(*page, IssueStatus::backlog), QStringList{"Fix login"});
     }
 
+    // Labels made and applied from the detail; "Create Workspace" goes to the new workspace, whose
+    // inspector shows the card and lets it go.
+    void labelsAndTheWorkspaceOfACard()
+    {
+        Board b({"planned:Fix login:0:0", "planned:Fix logout:1:0"});
+        PlannerToolPage *page = b.open();
+        QVERIFY(page);
+        BoardColumnView *planned = page->column(IssueStatus::planned);
+        QTest::mouseClick(planned->viewport(), Qt::LeftButton, {}, centreOf(planned, 0));
+        IssueDetailView *detail = page->detail();
+        QTRY_VERIFY(detail->isVisible());
+        QTest::keyClicks(detail->newLabelField(), "auth");
+        QTest::keyClick(detail->newLabelField(), Qt::Key_Return);
+        QTRY_COMPARE(detail->labelList()->count(), 1);
+        QCOMPARE(detail->labelList()->item(0)->checkState(), Qt::Checked);
+        QCOMPARE(planned->model()->index(0, 0).data(PlannerColumnModel::LabelsRole).toStringList().size(), 1);
+        // The other card is offered the project's label, and checking it gives that card its own.
+        QTest::mouseClick(planned->viewport(), Qt::LeftButton, {}, centreOf(planned, 1));
+        QTRY_COMPARE(detail->titleField()->text(), QStringLiteral("Fix logout"));
+        QCOMPARE(detail->labelList()->count(), 1);
+        QCOMPARE(detail->labelList()->item(0)->checkState(), Qt::Unchecked);
+        detail->labelList()->item(0)->setCheckState(Qt::Checked);
+        QTRY_COMPARE(planned->model()->index(1, 0).data(PlannerColumnModel::LabelsRole).toStringList().size(), 1);
+        QCOMPARE(planned->model()->index(0, 0).data(PlannerColumnModel::LabelsRole).toStringList().size(), 1);
+
+        QVERIFY(detail->createWorkspaceButton()->isVisible());
+        detail->createWorkspaceButton()->click();
+        const auto issue = b.ctx().get<Issue>(idOf(b, "Fix logout"));
+        QVERIFY(issue->workspaceId);
+        const auto workspace = b.ctx().get<Workspace>(*issue->workspaceId);
+        QCOMPARE(workspace->name, QStringLiteral("Fix logout"));
+        auto *panel = b.window->findChild<IssueDetailView *>("workspaceIssuePanel");
+        QVERIFY(panel);
+        b.window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger(); // closed at the first start
+        QTRY_VERIFY(panel->isVisible());
+        QCOMPARE(panel->titleField()->text(), QStringLiteral("Fix logout"));
+        QVERIFY(!panel->createWorkspaceButton()->isVisible());
+        // Edited in the workspace's inspector: saved and announced like the board's own edits.
+        panel->titleField()->setText(QStringLiteral("Fix logout on expiry"));
+        emit panel->titleField()->editingFinished();
+        QCOMPARE(b.f.store->newContext()->get<Issue>(issue->id)->title, QStringLiteral("Fix logout on expiry"));
+        QTRY_COMPARE(b.titles(*page, IssueStatus::planned).value(1), QStringLiteral("Fix logout on expiry"));
+        panel->disconnectButton()->click();
+        QVERIFY(!panel->isVisible());
+        QCOMPARE(b.f.store->newContext()->get<Issue>(issue->id)->workspaceId, std::nullopt);
+    }
+
     void screenshots_data()
     {
         QTest::addColumn<bool>("dark");
@@ -301,7 +350,13 @@ private slots:
         label.name = "ui";
         label.colorHex = "#5b8def";
         label.issueId = idOf(b, "Planner board");
+        label.projectId = b.app->id;
         b.ctx().insert(label);
+        IssueLabel spare;
+        spare.name = "performance";
+        spare.colorHex = "#30A46C";
+        spare.projectId = b.app->id;
+        b.ctx().insert(spare);
         QVERIFY(b.ctx().save());
         PlannerToolPage *page = b.open();
         QVERIFY(page);
@@ -315,9 +370,12 @@ private slots:
             item->title = step;
         }
         detail->model().save();
+        detail->model().onToggle(*detail->model().sortedChecklistItems().first());
         QApplication::processEvents();
         QDir().mkpath(CORVANE_SCREENSHOT_DIR);
-        QVERIFY(b.window->grab().save(QStringLiteral(CORVANE_SCREENSHOT_DIR "/planner-board-%1.png").arg(dark ? "dark" : "light")));
+        const QString mode = dark ? "dark" : "light";
+        QVERIFY(b.window->grab().save(QStringLiteral(CORVANE_SCREENSHOT_DIR "/planner-board-%1.png").arg(mode)));
+        QVERIFY(detail->grab().save(QStringLiteral(CORVANE_SCREENSHOT_DIR "/issue-detail-%1.png").arg(mode)));
         applyAppearance(AppearanceMode::light);
     }
 };
