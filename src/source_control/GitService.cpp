@@ -63,6 +63,11 @@ GitFuture<QString> GitService::fileContent(const QString &path, const QString &r
     return command<QString>({"show", endOfOptions, ref + u':' + path}, outputText);
 }
 
+GitFuture<QByteArray> GitService::fileBytes(const QString &path, const QString &ref) const
+{
+    return command<QByteArray>({"show", endOfOptions, ref + u':' + path}, [](const GitCommandOutcome &outcome) { return outcome.output; });
+}
+
 GitFuture<int> GitService::commitCount() const
 {
     return operation<int>([](GitCommandQueue *q, auto finish) {

@@ -44,6 +44,8 @@ public:
     GitFuture<QList<GitFileStatus>> fileStatuses() const;
     GitFuture<bool> hasUncommittedChanges() const;
     GitFuture<QString> fileContent(const QString &path, const QString &ref) const;
+    // The same, as git gives it: for callers that must tell an empty file from a binary one.
+    GitFuture<QByteArray> fileBytes(const QString &path, const QString &ref) const;
     // 0 on any failure.
     GitFuture<int> commitCount() const;
     // Fails when there is no upstream.

@@ -4,6 +4,7 @@
 
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QVBoxLayout>
 
 namespace corvane {
@@ -32,6 +33,20 @@ InspectorView::InspectorView(QWidget *parent)
     m_changes->setFrameShape(QFrame::NoFrame);
     m_changes->setSelectionMode(QAbstractItemView::NoSelection);
     m_changes->setFocusPolicy(Qt::NoFocus);
+    m_changes->setContextMenuPolicy(Qt::CustomContextMenu);
+    auto openDiff = [this](QListWidgetItem *item) {
+        if (item && m_model && m_model->workingDirectory())
+            emit diffRequested(*m_model->workingDirectory(), item->data(Qt::UserRole).toString());
+    };
+    connect(m_changes, &QListWidget::itemDoubleClicked, this, openDiff);
+    connect(m_changes, &QListWidget::customContextMenuRequested, this, [this, openDiff](const QPoint &at) {
+        QListWidgetItem *item = m_changes->itemAt(at);
+        if (!item)
+            return;
+        QMenu menu(this);
+        menu.addAction(tr("Open Diff"), this, [item, openDiff] { openDiff(item); });
+        menu.exec(m_changes->viewport()->mapToGlobal(at));
+    });
     layout->addWidget(m_changesTitle);
     layout->addWidget(m_changes, 1);
     m_gates->setObjectName(QStringLiteral("inspectorGateResults"));
@@ -101,7 +116,9 @@ void InspectorView::showStatus()
         QString line = QStringLiteral("%1  %2").arg(gitStatusLetter(file.status), file.path);
         if (const auto stat = m_model->diffStats().find(file.path); stat != m_model->diffStats().end())
             line += QStringLiteral("  +%1 \u2212%2").arg(stat->additions).arg(stat->deletions);
-        m_changes->addItem(line);
+        auto *item = new QListWidgetItem(line, m_changes);
+        item->setData(Qt::UserRole, file.path);
+        item->setToolTip(tr("Double-click to open the diff"));
     }
 }
 

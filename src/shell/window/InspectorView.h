@@ -37,6 +37,10 @@ public:
     void showGateResults(const QList<GateLine> &lines);
     QListWidget *gateResults() const { return m_gates; }
 
+signals:
+    // "Open Diff" on a changed file (or a double click): its path in the working directory.
+    void diffRequested(const QString &directory, const QString &path);
+
 private:
     void showStatus();
 

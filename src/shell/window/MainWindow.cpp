@@ -16,6 +16,7 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "planning/PlannerService.h"
+#include "shell/diff/DiffWindow.h"
 #include "shell/tools/IssueDetailView.h"
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
@@ -175,6 +176,9 @@ void MainWindow::buildColumns()
     AppSettings *settings = &m_services.settings;
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
     m_inspector->setModel(m_inspectorModel);
+    connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
+        (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
+    });
     m_splitter->addWidget(m_sidebar);
     m_splitter->addWidget(m_content);
     m_splitter->addWidget(m_inspector);

@@ -17,6 +17,7 @@
 #include "shell/window/AutomationRunBanner.h"
 #include "shell/window/ContentArea.h"
 #include "shell/window/InspectorView.h"
+#include "shell/diff/DiffWindow.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/QualityGatesDialog.h"
@@ -593,6 +594,14 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(window->inspector()->changes()->count(), 1, 5000);
         QCOMPARE(window->inspector()->changes()->item(0)->text(), QStringLiteral("?  README.md  +4 \u22120"));
         QCOMPARE(window->inspector()->changesTitle()->text(), QStringLiteral("1 changed file \u00B7 1 commit ahead"));
+        // A double click opens the file's diff: untracked, it is a new file.
+        QListWidget *changes = window->inspector()->changes();
+        emit changes->itemDoubleClicked(changes->item(0));
+        auto *diff = window->findChild<DiffWindow *>();
+        QVERIFY(diff);
+        QTRY_VERIFY(diff->isLoaded());
+        QCOMPARE(diff->rightHeader()->text(), QStringLiteral("New File"));
+        diff->close();
         window->resize(1400, 820);
         QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
         for (auto [mode, name] : {std::pair{AppearanceMode::light, "light"}, std::pair{AppearanceMode::dark, "dark"}}) {
