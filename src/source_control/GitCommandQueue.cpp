@@ -48,6 +48,10 @@ void startCommand(QObject *owner, const QString &program, const QString &working
     command.program = program;
     command.arguments = arguments;
     command.workingDirectory = workingDirectory;
+    // Nobody is at a terminal to answer: a remote that wants a password fails at once with git's
+    // message instead of waiting for ever (an empty GIT_ASKPASS turns the askpass helpers off).
+    command.environment.insert(QStringLiteral("GIT_TERMINAL_PROMPT"), QStringLiteral("0"));
+    command.environment.insert(QStringLiteral("GIT_ASKPASS"), QString());
     process->start(command);
     if (!input.isEmpty())
         process->write(input);

@@ -65,6 +65,16 @@ Commands:
       Archiving removes the workspace's worktree; deleting is permanent. When work
       would be lost (uncommitted changes, unpushed commits), and for any delete,
       prints what and exits 1 unless --yes is given.
+  workspace status --id UUID
+      JSON: branch, upstream, ahead, behind (ahead of the default branch when there
+      is no upstream), and files with their status and line counts.
+  workspace commit --id UUID [--all] [--message TEXT | --generate] [--claude PATH]
+      Commits what is staged (--all stages every change first); prints the new
+      commit's short hash and title. --generate has the project's agent write a
+      conventional-commit title from the diff.
+  workspace push|pull|fetch --id UUID
+      A push without an upstream pushes to origin and tracks it. A failure prints
+      "Push failed: " (Pull, Fetch, Commit) and git's message, and exits 1.
   flows|agents|skills [--project DIR]
       Reads the definition files again and prints one line per flow, subagent, or
       skill and command: name, scope (user or project), file. The user's come

@@ -1,5 +1,6 @@
 #include "app/cli/WorkspaceCommands.h"
 #include "app/cli/CliOutput.h"
+#include "app/cli/WorkspaceGitCommands.h"
 
 #include "app/StartupSequence.h"
 #include "core/Paths.h"
@@ -287,7 +288,11 @@ int workspaceCommand(const QStringList &arguments)
         return newWorkspace(rest);
     if (action == QLatin1String("archive") || action == QLatin1String("restore") || action == QLatin1String("delete"))
         return changeWorkspace(action, rest);
-    printErr(QStringLiteral("corvane-cli workspace: give new, archive, restore or delete (try corvane-cli help)"));
+    for (const char *git : {"status", "commit", "push", "pull", "fetch"})
+        if (action == QLatin1String(git))
+            return workspaceGitCommand(action, rest);
+    printErr(QStringLiteral("corvane-cli workspace: give new, archive, restore, delete, status, commit, push, pull or fetch "
+                            "(try corvane-cli help)"));
     return 2;
 }
 

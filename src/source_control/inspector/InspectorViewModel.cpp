@@ -15,7 +15,8 @@ namespace {
 
 constexpr char Tag[] = "InspectorVM";
 
-// A new file has no diff: its lines are counted instead, as newline bytes plus one.
+} // namespace
+
 DiffStats untrackedLineCounts(const QString &directory, const QList<GitFileStatus> &files)
 {
     DiffStats counts;
@@ -32,8 +33,6 @@ DiffStats untrackedLineCounts(const QString &directory, const QList<GitFileStatu
     }
     return counts;
 }
-
-} // namespace
 
 InspectorViewModel::InspectorViewModel(NotificationCenter &center, QObject *parent)
     : QObject(parent), m_center(center)

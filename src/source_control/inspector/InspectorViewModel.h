@@ -16,6 +16,10 @@ namespace corvane {
 class FileSystemMonitor;
 class GitService;
 
+// A new file has no diff: its lines are counted instead, as newline bytes plus one. Reads the
+// files: call it off the window's thread.
+DiffStats untrackedLineCounts(const QString &directory, const QList<GitFileStatus> &files);
+
 // The inspector's view of one working directory: its changed files, branch and distance from
 // upstream, kept current while it is shown. It owns a FileSystemMonitor for the directory and
 // reads git's status again on every fileSystemDidChange and gitStateDidChange (edits by an agent,

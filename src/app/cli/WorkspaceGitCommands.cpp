@@ -1,0 +1,185 @@
+#include "app/cli/WorkspaceGitCommands.h"
+
+#include "app/cli/CliOutput.h"
+#include "agent/inline/InlineAgentRunner.h"
+#include "agent/inline/TextGenerators.h"
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/Store.h"
+#include "core/store/StoreContext.h"
+#include "source_control/GitService.h"
+#include "source_control/inspector/InspectorViewModel.h"
+
+#include <QCommandLineParser>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace corvane::cli {
+
+namespace {
+
+template <typename T>
+GitResult<T> waitFor(const GitFuture<T> &future)
+{
+    QEventLoop loop;
+    future.then(&loop, [&loop](const GitResult<T> &) { loop.quit(); });
+    if (!future.isFinished())
+        loop.exec();
+    return future.result();
+}
+
+QString statusName(GitStatus status)
+{
+    switch (status) {
+    case GitStatus::added: return QStringLiteral("added");
+    case GitStatus::modified: return QStringLiteral("modified");
+    case GitStatus::deleted: return QStringLiteral("deleted");
+    case GitStatus::renamed: return QStringLiteral("renamed");
+    case GitStatus::copied: return QStringLiteral("copied");
+    case GitStatus::untracked: return QStringLiteral("untracked");
+    case GitStatus::ignored: return QStringLiteral("ignored");
+    case GitStatus::unmerged: return QStringLiteral("unmerged");
+    }
+    return {};
+}
+
+// The branch, how far it is from its upstream (or, without one, from the default branch), and
+// every changed file with its line counts: what the inspector shows.
+int printStatus(const QString &command, const GitService &git)
+{
+    const auto status = waitFor(git.status()).valueOr({});
+    if (!status.isRepository) {
+        printErr(QStringLiteral("corvane-cli %1: %2 is not a git repository").arg(command, git.workingDirectory()));
+        return 1;
+    }
+    int ahead = status.ahead;
+    if (!status.upstream)
+        ahead = waitFor(git.commitsAheadOfDefaultBranch()).valueOr(status.ahead);
+    DiffStats stats = waitFor(git.diffStats()).valueOr({});
+    stats.insert(untrackedLineCounts(git.workingDirectory(), status.files));
+    QJsonArray files;
+    for (const GitFileStatus &file : status.files) {
+        const DiffStat stat = stats.value(file.path);
+        QJsonObject entry{{"path", file.path}, {"status", statusName(file.status)},
+                          {"additions", stat.additions}, {"deletions", stat.deletions}};
+        if (file.originalPath)
+            entry.insert("from", *file.originalPath);
+        files.append(entry);
+    }
+    const QJsonObject shown{{"branch", status.branch ? QJsonValue(*status.branch) : QJsonValue()},
+                            {"upstream", status.upstream ? QJsonValue(*status.upstream) : QJsonValue()},
+                            {"ahead", ahead},
+                            {"behind", status.behind},
+                            {"files", files}};
+    printOut(QString::fromUtf8(QJsonDocument(shown).toJson(QJsonDocument::Compact)));
+    return 0;
+}
+
+int done(const QString &action, const GitResult<void> &result, const QString &success)
+{
+    if (!result.ok()) {
+        printErr(QStringLiteral("%1 failed: %2").arg(action, result.error().description()));
+        return 1;
+    }
+    printOut(success);
+    return 0;
+}
+
+} // namespace
+
+int workspaceGitCommand(const QString &action, const QStringList &arguments)
+{
+    const QString command = QStringLiteral("workspace ") + action;
+    QCommandLineParser parser;
+    parser.addOption({"id", "The workspace.", "UUID"});
+    if (action == QLatin1String("commit")) {
+        parser.addOption({"all", "Stage every change first."});
+        parser.addOption({"message", "The commit's message.", "TEXT"});
+        parser.addOption({"generate", "Let the agent write the title from the diff."});
+        parser.addOption({"claude", "The claude program, when it is not in a usual place.", "PATH"});
+    }
+    if (!parser.parse(arguments) || !parser.isSet("id")) {
+        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, parser.errorText().isEmpty() ? QStringLiteral("--id UUID is required")
+                                                                                                 : parser.errorText()));
+        return 2;
+    }
+    auto store = openStoreOrSay();
+    if (!store)
+        return 1;
+    StoreContext &context = store->mainContext();
+    const QUuid id = QUuid::fromString(parser.value("id"));
+    const auto workspace = id.isNull() ? nullptr : context.get<Workspace>(id);
+    if (!workspace) {
+        printErr(QStringLiteral("corvane-cli %1: no workspace with the id %2").arg(command, parser.value("id")));
+        return 1;
+    }
+    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    const auto folder = workspace->workingDirectory(project.get());
+    if (!folder) {
+        printErr(QStringLiteral("corvane-cli %1: the workspace has no folder").arg(command));
+        return 1;
+    }
+    const GitService git(*folder);
+
+    if (action == QLatin1String("status"))
+        return printStatus(command, git);
+    if (action == QLatin1String("fetch"))
+        return done(QStringLiteral("Fetch"), waitFor(git.fetchAll()), QStringLiteral("Fetched"));
+    if (action == QLatin1String("pull"))
+        return done(QStringLiteral("Pull"), waitFor(git.pull()), QStringLiteral("Pulled"));
+    if (action == QLatin1String("push")) {
+        // Without an upstream the branch is pushed to origin and tracks it, as the inspector does.
+        const auto status = waitFor(git.status()).valueOr({});
+        return done(QStringLiteral("Push"), waitFor(status.upstream ? git.push() : git.pushWithUpstream(QStringLiteral("origin"))),
+                    QStringLiteral("Pushed"));
+    }
+    // commit
+    if (parser.isSet("message") == parser.isSet("generate")) {
+        printErr(QStringLiteral("corvane-cli %1: give --message TEXT or --generate").arg(command));
+        return 2;
+    }
+    if (parser.isSet("message") && parser.value("message").trimmed().isEmpty()) {
+        printErr(QStringLiteral("corvane-cli %1: the message is empty").arg(command));
+        return 2;
+    }
+    if (parser.isSet("all")) {
+        if (const auto staged = waitFor(git.stage({QStringLiteral(".")})); !staged.ok())
+            return done(QStringLiteral("Commit"), staged, {});
+    }
+    QString message = parser.value("message");
+    if (parser.isSet("generate")) {
+        // The project's profile, or the default one, picks the agent and its account.
+        auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
+        if (!profile)
+            profile = context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+        const QString diff = waitFor(git.diffForCommitMessage()).valueOr(QString());
+        const QString claudePath = parser.value("claude");
+        InlineAgentRunner runner([claudePath](AgentTool tool) {
+            return locateTool(tool, tool == AgentTool::claude ? claudePath : QString());
+        });
+        QEventLoop loop;
+        std::optional<Result<QString>> generated;
+        generators::generateCommitTitle(runner, diff, *folder, profile.get(), [&](Result<QString> result) {
+            generated = std::move(result);
+            loop.quit();
+        });
+        if (!generated)
+            loop.exec();
+        const Result<QString> &title = *generated;
+        if (!title) {
+            printErr(QStringLiteral("corvane-cli %1: the title could not be generated: %2").arg(command, title.error().message));
+            return 1;
+        }
+        message = title.value();
+    }
+    const auto committed = waitFor(git.commit(message));
+    if (!committed.ok())
+        return done(QStringLiteral("Commit"), committed, {});
+    printOut(waitFor(git.run({QStringLiteral("log"), QStringLiteral("-1"), QStringLiteral("--format=%h %s")})).valueOr(QString()).trimmed());
+    return 0;
+}
+
+} // namespace corvane::cli
