@@ -1,10 +1,14 @@
 #include "shell/window/InspectorView.h"
 
+#include "shell/window/CommitSyncPanel.h"
+#include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
 
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace corvane {
@@ -45,6 +49,26 @@ InspectorView::InspectorView(QWidget *parent)
             return;
         QMenu menu(this);
         menu.addAction(tr("Open Diff"), this, [item, openDiff] { openDiff(item); });
+        const QString path = item->data(Qt::UserRole).toString();
+        const auto file = std::find_if(m_model->modifiedFiles().cbegin(), m_model->modifiedFiles().cend(),
+                                       [&path](const GitFileStatus &f) { return f.path == path; });
+        if (m_actions && file != m_model->modifiedFiles().cend()) {
+            const GitFileStatus status = *file;
+            menu.addSeparator();
+            menu.addAction(tr("Stage"), this, [this, path] { m_actions->stage({path}); });
+            menu.addAction(tr("Unstage"), this, [this, path] { m_actions->unstage({path}); });
+            menu.addAction(tr("Discard Changes..."), this, [this, status] {
+                const bool removes = status.status == GitStatus::untracked || status.status == GitStatus::added;
+                QMessageBox box(QMessageBox::Warning, tr("Discard changes to %1?").arg(status.path),
+                                removes ? tr("The new file will be deleted. This action cannot be undone.")
+                                        : tr("Its uncommitted changes will be lost. This action cannot be undone."),
+                                QMessageBox::Cancel, this);
+                QPushButton *discard = box.addButton(tr("Discard"), QMessageBox::DestructiveRole);
+                box.exec();
+                if (box.clickedButton() == discard)
+                    m_actions->discardFile(status);
+            });
+        }
         menu.exec(m_changes->viewport()->mapToGlobal(at));
     });
     layout->addWidget(m_changesTitle);
@@ -95,6 +119,16 @@ void InspectorView::setModel(InspectorViewModel *model)
     if (m_model)
         connect(m_model, &InspectorViewModel::changed, this, &InspectorView::showStatus);
     showStatus();
+}
+
+void InspectorView::setGitActions(GitActionsModel *actions)
+{
+    m_actions = actions;
+    if (m_panel || !actions || !m_model)
+        return;
+    m_panel = new CommitSyncPanel(*actions, *m_model, this);
+    auto *column = static_cast<QVBoxLayout *>(layout());
+    column->insertWidget(column->indexOf(m_changes) + 1, m_panel);
 }
 
 void InspectorView::showStatus()

@@ -7,6 +7,8 @@ class QListWidget;
 
 namespace corvane {
 
+class CommitSyncPanel;
+class GitActionsModel;
 class InspectorViewModel;
 
 // The inspector column. It names what the content shows and, for a workspace or chat, lists the
@@ -24,6 +26,9 @@ public:
     void clear();
     // Follows the model's status from now on; not owned.
     void setModel(InspectorViewModel *model);
+    // The git actions under the changed files (needs the model first); not owned.
+    void setGitActions(GitActionsModel *actions);
+    CommitSyncPanel *commitSyncPanel() const { return m_panel; }
 
     QLabel *changesTitle() const { return m_changesTitle; }
     QListWidget *changes() const { return m_changes; }
@@ -51,6 +56,8 @@ private:
     QLabel *m_gatesTitle;
     QListWidget *m_gates;
     InspectorViewModel *m_model = nullptr;
+    GitActionsModel *m_actions = nullptr;
+    CommitSyncPanel *m_panel = nullptr;
 };
 
 } // namespace corvane

@@ -6,6 +6,7 @@
 #include "core/records/Chat.h"
 #include "core/records/GateResult.h"
 #include "core/records/Issue.h"
+#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -15,6 +16,8 @@
 #include "core/window/ShortcutBindings.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "agent/inline/InlineAgentRunner.h"
+#include "agent/inline/TextGenerators.h"
 #include "planning/PlannerService.h"
 #include "shell/diff/DiffWindow.h"
 #include "shell/tools/IssueDetailView.h"
@@ -24,6 +27,8 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
+#include "source_control/GitService.h"
+#include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -176,6 +181,7 @@ void MainWindow::buildColumns()
     AppSettings *settings = &m_services.settings;
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
     m_inspector->setModel(m_inspectorModel);
+    setUpGitActions();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
         (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
     });
@@ -399,7 +405,7 @@ void MainWindow::drawContent()
         if (const auto chat = context.get<Chat>(content.id)) {
             const auto workspace = chat->workspaceId ? context.get<Workspace>(*chat->workspaceId) : nullptr;
             const auto project = chat->projectId ? context.get<Project>(*chat->projectId) : nullptr;
-            inspectDirectory(chat->workingDirectory(workspace.get(), project.get()));
+            inspectDirectory(chat->workingDirectory(workspace.get(), project.get()), chat->workspaceId);
             m_content->showChat(chat->id, chat->name);
             m_inspector->showSubject(chat->name, chat->gitBranch.value_or(QString()));
         }
@@ -425,9 +431,33 @@ void MainWindow::drawContent()
     const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
     const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
     const std::optional<QString> folder = workspace->workingDirectory(project.get());
-    inspectDirectory(folder);
+    inspectDirectory(folder, workspace->id);
     m_inspector->showSubject(workspace->name, QStringList{branch, folder.value_or(QString())}.join(QLatin1Char('\n')).trimmed());
     showLinkedIssue(workspace->id);
+}
+
+void MainWindow::setUpGitActions()
+{
+    m_gitActions = new GitActionsModel(this);
+    m_gitActions->setRefresh([this] { m_inspectorModel->refreshStatus(); });
+    AppSettings *settings = &m_services.settings;
+    m_gitActions->setBackgroundFetch([settings] { return settings->fetchAndRefreshServerStatus(); });
+    m_titleRunner = new InlineAgentRunner([settings](AgentTool tool) {
+        return locateTool(tool, tool == AgentTool::claude ? settings->claudePath() : QString());
+    }, this);
+    // The title is written by the agent of the workspace's project profile, from the diff.
+    m_gitActions->setTitleGenerator([this](const QString &directory, const QUuid &workspaceId, auto done) {
+        StoreContext &context = m_services.context;
+        const auto workspace = context.get<Workspace>(workspaceId);
+        const auto project = workspace && workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+        auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
+        if (!profile)
+            profile = context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+        GitService(directory).diffForCommitMessage().then(this, [this, directory, profile, done](const GitResult<QString> &diff) {
+            generators::generateCommitTitle(*m_titleRunner, diff.valueOr(QString()), directory, profile.get(), done);
+        });
+    });
+    m_inspector->setGitActions(m_gitActions);
 }
 
 void MainWindow::showLinkedIssue(const std::optional<QUuid> &workspaceId)
@@ -477,12 +507,13 @@ void MainWindow::showRunGates(const std::optional<QUuid> &workspaceId)
     m_inspector->showGateResults(lines);
 }
 
-void MainWindow::inspectDirectory(const std::optional<QString> &directory)
+void MainWindow::inspectDirectory(const std::optional<QString> &directory, const std::optional<QUuid> &workspaceId)
 {
     // The window redraws for many reasons; only a new directory costs a status call.
     const std::optional<QString> clean = directory ? std::optional(QDir::cleanPath(*directory)) : std::nullopt;
     if (clean != m_inspectorModel->workingDirectory())
         m_inspectorModel->setWorkingDirectory(clean);
+    m_gitActions->show(clean ? workspaceId : std::nullopt, clean);
 }
 
 } // namespace corvane

@@ -19,6 +19,8 @@ class QTimer;
 namespace corvane {
 
 class AppSettings;
+class GitActionsModel;
+class InlineAgentRunner;
 class InspectorView;
 class IssueDetailView;
 class InspectorViewModel;
@@ -111,7 +113,8 @@ private:
     // The inspector follows the working directory of what the content shows, or none.
     // The inspector's list of the workspace's last gate results.
     void showRunGates(const std::optional<QUuid> &workspaceId);
-    void inspectDirectory(const std::optional<QString> &directory);
+    // The inspector's directory, and the workspace whose commit message and git actions go with it.
+    void inspectDirectory(const std::optional<QString> &directory, const std::optional<QUuid> &workspaceId = {});
     CommandContext commandContext() const;
     void addProject();
     void newWorkspace();
@@ -127,6 +130,7 @@ private:
     void showWorkspace(const QUuid &workspaceId);
     // The card linked to the shown workspace in the inspector, or no panel.
     void showLinkedIssue(const std::optional<QUuid> &workspaceId);
+    void setUpGitActions();
     void archiveWorkspace(const QUuid &workspaceId, bool confirmed);
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
@@ -154,6 +158,8 @@ private:
     AutomationRunBanner *m_runBanner = nullptr;
     ObserverGuard m_runObserver; // the tool page on show, rescanned only when it comes into view
     IssueDetailView *m_issuePanel = nullptr;
+    GitActionsModel *m_gitActions = nullptr;
+    InlineAgentRunner *m_titleRunner = nullptr;
     ObserverGuard m_issueObserver;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;

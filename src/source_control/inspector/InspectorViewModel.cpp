@@ -84,45 +84,58 @@ void InspectorViewModel::refreshStatus()
     if (!m_git)
         return;
     const int generation = ++m_generation;
-    const GitService git = *m_git;
     const QString directory = *m_directory;
     auto current = [this, generation] { return generation == m_generation; };
 
-    git.status().then(this, [=, this](GitResult<StatusSummary> result) {
-        if (!current())
+    // Status, line counts and the distance from the default branch are three git calls on three
+    // serial contexts, so they run side by side; the last answer puts them together. A refresh
+    // begun since wins: its generation is newer.
+    struct Answers
+    {
+        StatusSummary status;
+        DiffStats stats;
+        std::optional<int> aheadOfDefault;
+        int waiting = 3;
+    };
+    auto answers = std::make_shared<Answers>();
+    auto join = [=, this] {
+        if (--answers->waiting > 0 || !current())
             return;
-        const StatusSummary status = result.valueOr({});
+        const StatusSummary &status = answers->status;
         if (!status.isRepository) {
             apply(Snapshot{});
             return;
         }
-        git.diffStats().then(this, [=, this](GitResult<DiffStats> stats) {
+        const int ahead = status.upstream ? status.ahead : answers->aheadOfDefault.value_or(status.ahead);
+        runInBackground(this, [directory, files = status.files] { return untrackedLineCounts(directory, files); },
+                        [=, this](const DiffStats &untracked) {
             if (!current())
                 return;
-            auto finish = [=, this](int ahead) {
-                runInBackground(this, [directory, files = status.files] { return untrackedLineCounts(directory, files); },
-                                [=, this](const DiffStats &untracked) {
-                    if (!current())
-                        return;
-                    Snapshot s;
-                    s.isGitInitialized = true;
-                    s.modifiedFiles = status.files;
-                    s.diffStats = stats.valueOr({});
-                    s.diffStats.insert(untracked);
-                    s.currentBranch = status.branch;
-                    s.aheadCount = ahead;
-                    s.behindCount = status.behind;
-                    s.hasUpstream = status.upstream.has_value();
-                    s.hasCommits = status.hasCommits;
-                    apply(s);
-                });
-            };
-            if (status.upstream) {
-                finish(status.ahead);
-                return;
-            }
-            git.commitsAheadOfDefaultBranch().then(this, [=](GitResult<int> ahead) { finish(ahead.valueOr(status.ahead)); });
+            Snapshot s;
+            s.isGitInitialized = true;
+            s.modifiedFiles = status.files;
+            s.diffStats = answers->stats;
+            s.diffStats.insert(untracked);
+            s.currentBranch = status.branch;
+            s.aheadCount = ahead;
+            s.behindCount = status.behind;
+            s.hasUpstream = status.upstream.has_value();
+            s.hasCommits = status.hasCommits;
+            apply(s);
         });
+    };
+    m_git->status().then(this, [=](const GitResult<StatusSummary> &result) {
+        answers->status = result.valueOr({});
+        join();
+    });
+    GitService(directory).diffStats().then(this, [=](const GitResult<DiffStats> &result) {
+        answers->stats = result.valueOr({});
+        join();
+    });
+    GitService(directory).commitsAheadOfDefaultBranch().then(this, [=](const GitResult<int> &result) {
+        if (result.ok())
+            answers->aheadOfDefault = result.value();
+        join();
     });
 }
 

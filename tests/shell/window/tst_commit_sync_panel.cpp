@@ -1,0 +1,125 @@
+// The inspector's git panel on a real clone with a bare remote: commit (with a generated title),
+// push and the mark it leaves, git's refusals as "<Action> failed: ", a discarded file, and the
+// commit message kept per workspace. Leaves a screenshot.
+#include "shell/window/CommitSyncPanel.h"
+#include "shell/window/InspectorView.h"
+#include "source_control/GitSandbox.h"
+#include "source_control/inspector/GitActionsModel.h"
+#include "source_control/inspector/InspectorViewModel.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+
+using namespace corvane;
+using namespace corvane::test;
+
+namespace {
+
+struct Panel
+{
+    NotificationCenter center;
+    InspectorViewModel status{center};
+    GitActionsModel actions;
+    InspectorView view;
+    QUuid workspace = QUuid::createUuid();
+
+    explicit Panel(const QString &directory)
+    {
+        view.setModel(&status);
+        view.setGitActions(&actions);
+        actions.setRefresh([this] { status.refreshStatus(); });
+        view.resize(380, 420);
+        view.show();
+        status.setWorkingDirectory(directory);
+        actions.show(workspace, directory);
+    }
+    CommitSyncPanel &panel() { return *view.commitSyncPanel(); }
+};
+
+} // namespace
+
+class CommitSyncPanelTest : public QObject
+{
+    Q_OBJECT
+
+    GitSandbox m_git;
+
+private slots:
+    void commitAndPush()
+    {
+        const QString repo = m_git.makeClone("panel");
+        m_git.git(repo, {"switch", "-q", "-c", "feature/notes"});
+        m_git.write(repo + "/notes.txt", "one\n");
+        Panel p(repo);
+        QTRY_COMPARE(p.status.modifiedFiles().size(), 1);
+        QVERIFY(p.panel().isVisible());
+        QVERIFY(!p.panel().commitButton()->isEnabled()); // no message yet
+        // A generated title lands in the field, for the workspace it was asked for.
+        p.actions.setTitleGenerator([](const QString &, const QUuid &, auto done) { done(QStringLiteral("feat(notes): add notes")); });
+        p.panel().generateButton()->click();
+        QCOMPARE(p.panel().messageField()->text(), QStringLiteral("feat(notes): add notes"));
+        QDir().mkpath(CORVANE_SCREENSHOT_DIR);
+        QVERIFY(p.view.grab().save(CORVANE_SCREENSHOT_DIR "/commit-sync-panel.png"));
+        p.panel().commitButton()->click();
+        QTRY_COMPARE(p.status.modifiedFiles().size(), 0);
+        QCOMPARE(m_git.git(repo, {"log", "-1", "--format=%s"}).trimmed(), QByteArray("feat(notes): add notes"));
+        QCOMPARE(p.panel().messageField()->text(), QString()); // the field empties with the commit
+        QVERIFY(p.panel().pushButton()->toolTip() == "Push and set upstream");
+        p.panel().pushButton()->click();
+        QTRY_VERIFY(p.panel().pushButton()->text().startsWith("Pushed"));
+        QTRY_VERIFY(p.status.hasUpstream());
+        QTRY_COMPARE_WITH_TIMEOUT(p.panel().pushButton()->text(), QStringLiteral("Push"), 3000); // the mark goes after 1.5 s
+        QVERIFY(m_git.git(repo, {"ls-remote", "origin", "feature/notes"}).contains("refs/heads/feature/notes"));
+    }
+
+    void refusalsAndDiscards()
+    {
+        const QString repo = m_git.makeClone("refusals");
+        Panel p(repo);
+        QTRY_VERIFY(p.status.isGitInitialized());
+        // Behind the remote and with a local change to the same file: the pull is refused.
+        const QString other = m_git.path("refusals-other");
+        m_git.git(m_git.root(), {"clone", "-q", m_git.git(repo, {"remote", "get-url", "origin"}).trimmed(), other});
+        m_git.write(other + "/README.md", "remote edit\n");
+        m_git.commitAll(other, "Remote edit");
+        m_git.git(other, {"push", "-q"});
+        m_git.write(repo + "/README.md", "local edit\n");
+        p.panel().fetchButton()->click();
+        QTRY_COMPARE(p.status.behindCount(), 1);
+        p.panel().pullButton()->click();
+        QTRY_VERIFY(p.panel().errorLine()->isVisible());
+        QVERIFY2(p.panel().errorLine()->text().startsWith("Pull failed: "), qPrintable(p.panel().errorLine()->text()));
+        p.actions.clearError();
+        QVERIFY(!p.panel().errorLine()->isVisible());
+        // Discarded: the local edit goes, and a new file is deleted.
+        m_git.write(repo + "/scratch.txt", "tmp\n");
+        QTRY_COMPARE(p.status.modifiedFiles().size(), 2);
+        for (const GitFileStatus &file : p.status.modifiedFiles())
+            p.actions.discardFile(file);
+        QTRY_COMPARE(p.status.modifiedFiles().size(), 0);
+        QVERIFY(!QFile::exists(repo + "/scratch.txt"));
+    }
+
+    void theMessageBelongsToItsWorkspace()
+    {
+        const QString repo = m_git.makeRepository("messages");
+        m_git.write(repo + "/a.txt", "a\n");
+        Panel p(repo);
+        QTRY_COMPARE(p.status.modifiedFiles().size(), 1);
+        QTest::keyClicks(p.panel().messageField(), "First draft");
+        const QUuid other = QUuid::createUuid();
+        p.actions.show(other, repo);
+        QCOMPARE(p.panel().messageField()->text(), QString());
+        p.actions.show(p.workspace, repo);
+        QCOMPARE(p.panel().messageField()->text(), QStringLiteral("First draft"));
+    }
+};
+
+QTEST_MAIN(CommitSyncPanelTest)
+#include "tst_commit_sync_panel.moc"
