@@ -53,7 +53,7 @@ std::optional<GitCredentials> parseCredentialFill(const QByteArray &output)
 
 QString noGitHubCredentialsMessage()
 {
-    return QStringLiteral("No GitHub credentials found. Sign in to GitHub via Xcode or run 'gh auth login'.");
+    return QStringLiteral("No GitHub credentials found. Add a GitHub account in Preferences, Source Control, or run 'gh auth login'.");
 }
 
 } // namespace corvane

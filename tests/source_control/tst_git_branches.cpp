@@ -250,7 +250,7 @@ private slots:
             QCOMPARE(credentials->username + u':' + credentials->token, expected);
         } else {
             QCOMPARE(credentials.error().message,
-                     QString("No GitHub credentials found. Sign in to GitHub via Xcode or run 'gh auth login'."));
+                     QString("No GitHub credentials found. Add a GitHub account in Preferences, Source Control, or run 'gh auth login'."));
             QCOMPARE(QString::number(credentials.error().exitCode) + ": none", expected);
         }
         QObject owner;

@@ -2,7 +2,10 @@
 
 #include "agent/inline/InlineAgentRunner.h"
 
+#include "core/Log.h"
+
 #include <QRegularExpression>
+#include <QTimer>
 
 namespace corvane::generators {
 
@@ -137,6 +140,35 @@ void generateCommitTitle(InlineAgentRunner &runner, const QString &diff, const Q
         if (const auto *error = std::get_if<RunnerError>(&outcome))
             return done(Error(error->description()));
         done(cleanCommitTitle(std::get<QString>(outcome)));
+    });
+}
+
+void generatePullRequestText(InlineAgentRunner &runner, const PullRequestFacts &facts, const QString &workingDirectory,
+                             const Profile *profile, std::function<void(Result<PullRequestText>)> done)
+{
+    if (facts.commitLog.trimmed().isEmpty())
+        return done(Error(QStringLiteral("No commits found between current branch and %1.").arg(facts.base), 2));
+    const InlineRequest first{pullRequestPrompt(facts, false), workingDirectory, profile, {}, 90};
+    InlineAgentRunner *running = &runner;
+    runner.run(first, [=](InlineAgentRunner::Outcome outcome) {
+        if (const auto *error = std::get_if<RunnerError>(&outcome))
+            return done(Error(error->description()));
+        const QString firstAnswer = std::get<QString>(outcome);
+        if (const auto parsed = parsePullRequestStrict(firstAnswer))
+            return done(*parsed);
+        logLine("PRDescGen", QStringLiteral("First response didn't honor TITLE:/BODY: format \u2014 retrying with stricter prompt."));
+        const InlineRequest second{pullRequestPrompt(facts, true), workingDirectory, profile, {}, 90};
+        // From inside the first run's outcome: the runner is free again once this returns.
+        QTimer::singleShot(0, running, [=] {
+            running->run(second, [=](InlineAgentRunner::Outcome retry) {
+                if (const auto *answer = std::get_if<QString>(&retry)) {
+                    if (const auto parsed = parsePullRequestStrict(*answer))
+                        return done(*parsed);
+                    return done(parsePullRequestLenient(*answer));
+                }
+                done(parsePullRequestLenient(firstAnswer));
+            });
+        });
     });
 }
 

@@ -54,5 +54,10 @@ QString simpleChatTitle(const QString &message);
 void generateCommitTitle(InlineAgentRunner &runner, const QString &diff, const QString &workingDirectory,
                          const Profile *profile, std::function<void(Result<QString>)> done);
 
+// The pull request's title and body from the facts, by the profile's agent: asked once, and
+// once more, harder, when the answer ignores the "TITLE:" and "BODY:" layout.
+void generatePullRequestText(InlineAgentRunner &runner, const PullRequestFacts &facts, const QString &workingDirectory,
+                             const Profile *profile, std::function<void(Result<PullRequestText>)> done);
+
 } // namespace generators
 } // namespace corvane

@@ -75,6 +75,15 @@ Commands:
   workspace push|pull|fetch --id UUID
       A push without an upstream pushes to origin and tracks it. A failure prints
       "Push failed: " (Pull, Fetch, Commit) and git's message, and exits 1.
+  workspace pr create --id UUID [--generate] [--title TEXT] [--body TEXT]
+       [--base BRANCH] [--draft] [--claude PATH]
+      Pushes the branch (with an upstream when it has none), opens a pull request
+      on GitHub and links the workspace to it; prints its address. --generate has
+      the project's agent write the title and body from the branch's commits.
+  workspace pr show --id UUID
+      The linked pull request as GitHub has it now (or, when none is linked, the
+      one of the workspace's branch), as JSON: number, url, title, state (open,
+      draft, closed, merged), head, base, author, updatedAt, linked.
   flows|agents|skills [--project DIR]
       Reads the definition files again and prints one line per flow, subagent, or
       skill and command: name, scope (user or project), file. The user's come

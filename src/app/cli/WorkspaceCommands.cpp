@@ -1,6 +1,7 @@
 #include "app/cli/WorkspaceCommands.h"
 #include "app/cli/CliOutput.h"
 #include "app/cli/WorkspaceGitCommands.h"
+#include "app/cli/WorkspacePrCommands.h"
 
 #include "app/StartupSequence.h"
 #include "core/Paths.h"
@@ -288,10 +289,12 @@ int workspaceCommand(const QStringList &arguments)
         return newWorkspace(rest);
     if (action == QLatin1String("archive") || action == QLatin1String("restore") || action == QLatin1String("delete"))
         return changeWorkspace(action, rest);
+    if (action == QLatin1String("pr"))
+        return workspacePrCommand(rest);
     for (const char *git : {"status", "commit", "push", "pull", "fetch"})
         if (action == QLatin1String(git))
             return workspaceGitCommand(action, rest);
-    printErr(QStringLiteral("corvane-cli workspace: give new, archive, restore, delete, status, commit, push, pull or fetch "
+    printErr(QStringLiteral("corvane-cli workspace: give new, archive, restore, delete, status, commit, push, pull, fetch or pr "
                             "(try corvane-cli help)"));
     return 2;
 }

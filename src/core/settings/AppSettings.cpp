@@ -31,6 +31,7 @@ const QString toolOrder = QStringLiteral("toolOrder");
 const QString permissionMode = QStringLiteral("permissionMode");
 const QString claudePath = QStringLiteral("claudeExecutablePath");
 const QString codexPath = QStringLiteral("codexExecutablePath");
+const QString gitHubApiUrl = QStringLiteral("gitHubApiURL");
 } // namespace key
 
 } // namespace
@@ -383,6 +384,24 @@ void AppSettings::setClaudePath(const QString &path)
 {
     m_store.setString(key::claudePath, path.trimmed());
     post(broadcast::toolSettingsChanged);
+}
+
+QString AppSettings::gitHubApiUrl(const PreferencesStore &preferences)
+{
+    QString url = preferences.string(key::gitHubApiUrl).trimmed();
+    while (url.endsWith(QLatin1Char('/')))
+        url.chop(1);
+    return url.isEmpty() ? QStringLiteral("https://api.github.com") : url;
+}
+
+QString AppSettings::gitHubApiUrl() const
+{
+    return gitHubApiUrl(m_store);
+}
+
+void AppSettings::setGitHubApiUrl(const QString &url)
+{
+    m_store.setString(key::gitHubApiUrl, url.trimmed());
 }
 
 QString AppSettings::codexPath() const

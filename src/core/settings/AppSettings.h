@@ -117,6 +117,10 @@ public:
     // An explicit path wins over every place we would look.
     QString claudePath() const;
     void setClaudePath(const QString &path);
+    // GitHub's REST interface; another address for GitHub Enterprise. No trailing slash.
+    QString gitHubApiUrl() const;
+    void setGitHubApiUrl(const QString &url);
+    static QString gitHubApiUrl(const PreferencesStore &preferences);
     QString codexPath() const;
     void setCodexPath(const QString &path);
 
