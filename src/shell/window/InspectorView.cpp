@@ -131,6 +131,12 @@ void InspectorView::setGitActions(GitActionsModel *actions)
     column->insertWidget(column->indexOf(m_changes) + 1, m_panel);
 }
 
+void InspectorView::addSection(QWidget *section)
+{
+    auto *column = static_cast<QVBoxLayout *>(layout());
+    column->insertWidget(column->indexOf(m_gatesTitle), section);
+}
+
 void InspectorView::showStatus()
 {
     m_changes->clear();

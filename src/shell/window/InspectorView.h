@@ -29,6 +29,8 @@ public:
     // The git actions under the changed files (needs the model first); not owned.
     void setGitActions(GitActionsModel *actions);
     CommitSyncPanel *commitSyncPanel() const { return m_panel; }
+    // A section under the git panel (the pull request's).
+    void addSection(QWidget *section);
 
     QLabel *changesTitle() const { return m_changesTitle; }
     QListWidget *changes() const { return m_changes; }

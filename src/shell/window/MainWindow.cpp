@@ -18,6 +18,7 @@
 #include "core/window/WindowStateModel.h"
 #include "agent/inline/InlineAgentRunner.h"
 #include "agent/inline/TextGenerators.h"
+#include "automation/LandingTexts.h"
 #include "planning/PlannerService.h"
 #include "shell/diff/DiffWindow.h"
 #include "shell/tools/IssueDetailView.h"
@@ -25,6 +26,7 @@
 #include "shell/tools/ToolPages.h"
 #include "shell/window/AutomationRunBanner.h"
 #include "shell/window/InspectorView.h"
+#include "shell/window/PullRequestSection.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
 #include "source_control/GitService.h"
@@ -442,22 +444,27 @@ void MainWindow::setUpGitActions()
     m_gitActions->setRefresh([this] { m_inspectorModel->refreshStatus(); });
     AppSettings *settings = &m_services.settings;
     m_gitActions->setBackgroundFetch([settings] { return settings->fetchAndRefreshServerStatus(); });
-    m_titleRunner = new InlineAgentRunner([settings](AgentTool tool) {
+    auto locate = [settings](AgentTool tool) {
         return locateTool(tool, tool == AgentTool::claude ? settings->claudePath() : QString());
-    }, this);
-    // The title is written by the agent of the workspace's project profile, from the diff.
-    m_gitActions->setTitleGenerator([this](const QString &directory, const QUuid &workspaceId, auto done) {
+    };
+    m_titleRunner = new InlineAgentRunner(locate, this);
+    m_pullRequestRunner = new InlineAgentRunner(locate, this);
+    // Texts are written by the agent of the workspace's project profile (else the default one).
+    auto profileOf = [this](const QUuid &workspaceId) {
         StoreContext &context = m_services.context;
         const auto workspace = context.get<Workspace>(workspaceId);
         const auto project = workspace && workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
         auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
-        if (!profile)
-            profile = context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
-        GitService(directory).diffForCommitMessage().then(this, [this, directory, profile, done](const GitResult<QString> &diff) {
-            generators::generateCommitTitle(*m_titleRunner, diff.valueOr(QString()), directory, profile.get(), done);
-        });
+        return profile ? profile : context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+    };
+    m_gitActions->setTitleGenerator([this, profileOf](const QString &directory, const QUuid &workspaceId, auto done) {
+        const auto profile = profileOf(workspaceId);
+        landing::commitTitle(this, *m_titleRunner, directory, profile.get(), [profile, done](Result<QString> title) { done(std::move(title)); });
     });
     m_inspector->setGitActions(m_gitActions);
+    m_pullRequest = new PullRequestSection(m_services.context, m_services.settings, *m_pullRequestRunner);
+    m_inspector->addSection(m_pullRequest);
+    connect(m_pullRequest, &PullRequestSection::workspaceChanged, this, [this] { m_sidebar->update(); });
 }
 
 void MainWindow::showLinkedIssue(const std::optional<QUuid> &workspaceId)
@@ -514,6 +521,7 @@ void MainWindow::inspectDirectory(const std::optional<QString> &directory, const
     if (clean != m_inspectorModel->workingDirectory())
         m_inspectorModel->setWorkingDirectory(clean);
     m_gitActions->show(clean ? workspaceId : std::nullopt, clean);
+    m_pullRequest->showWorkspace(clean ? workspaceId : std::nullopt, clean);
 }
 
 } // namespace corvane

@@ -22,6 +22,7 @@ class AppSettings;
 class GitActionsModel;
 class InlineAgentRunner;
 class InspectorView;
+class PullRequestSection;
 class IssueDetailView;
 class InspectorViewModel;
 class PreferencesStore;
@@ -160,6 +161,8 @@ private:
     IssueDetailView *m_issuePanel = nullptr;
     GitActionsModel *m_gitActions = nullptr;
     InlineAgentRunner *m_titleRunner = nullptr;
+    InlineAgentRunner *m_pullRequestRunner = nullptr;
+    PullRequestSection *m_pullRequest = nullptr;
     ObserverGuard m_issueObserver;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;

@@ -12,6 +12,7 @@ target_sources(corvane_shell PRIVATE
     window/RunAgentPanel.h window/RunAgentPanel.cpp
     window/NewIssueDialog.h window/NewIssueDialog.cpp
     window/CommitSyncPanel.h window/CommitSyncPanel.cpp
+    window/PullRequestSection.h window/PullRequestSection.cpp
     window/MainWindow.h window/MainWindow.cpp window/MainWindowCommands.cpp)
 # The sidebar draws the workspace lifecycle's view model.
 target_link_libraries(corvane_shell PUBLIC corvane_source_control)
