@@ -1,11 +1,23 @@
 #include "automation/LandingTexts.h"
 
 #include "agent/inline/InlineAgentRunner.h"
+#include "core/records/Profile.h"
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/StoreContext.h"
 #include "source_control/GitService.h"
 
 #include <memory>
 
 namespace corvane::landing {
+
+std::shared_ptr<Profile> profileFor(StoreContext &context, const Workspace *workspace)
+{
+    const auto project = workspace && workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    if (auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr)
+        return profile;
+    return context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+}
 
 void commitTitle(QObject *context, InlineAgentRunner &runner, const QString &directory, const Profile *profile,
                  std::function<void(Result<QString>)> done)

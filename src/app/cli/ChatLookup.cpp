@@ -76,4 +76,17 @@ Result<ChatPlace> existingChat(StoreContext &context, const QUuid &chatId)
     return place;
 }
 
+Result<WorkspacePlace> workspaceToWorkIn(StoreContext &context, const QString &idText)
+{
+    const QUuid id = QUuid::fromString(idText);
+    const auto workspace = id.isNull() ? nullptr : context.get<Workspace>(id);
+    if (!workspace)
+        return Error(QStringLiteral("no workspace with the id %1").arg(idText));
+    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
+    const auto folder = workspace->workingDirectory(project.get());
+    if (!folder)
+        return Error(QStringLiteral("the workspace has no folder"));
+    return WorkspacePlace{workspace, project, *folder};
+}
+
 } // namespace corvane::cli

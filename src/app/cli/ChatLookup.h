@@ -34,5 +34,15 @@ std::shared_ptr<Chat> newChat(StoreContext &context, const Project &project, con
 // An existing chat with its workspace and project.
 Result<ChatPlace> existingChat(StoreContext &context, const QUuid &chatId);
 
+// A workspace named by its id, with its project and folder.
+struct WorkspacePlace
+{
+    std::shared_ptr<Workspace> workspace;
+    std::shared_ptr<Project> project;
+    QString folder;
+};
+// "no workspace with the id …" or "the workspace has no folder" when it cannot be worked in.
+Result<WorkspacePlace> workspaceToWorkIn(StoreContext &context, const QString &idText);
+
 } // namespace cli
 } // namespace corvane

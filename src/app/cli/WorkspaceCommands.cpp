@@ -1,5 +1,6 @@
 #include "app/cli/WorkspaceCommands.h"
 #include "app/cli/CliOutput.h"
+#include "app/cli/CliWait.h"
 #include "app/cli/WorkspaceGitCommands.h"
 #include "app/cli/WorkspacePrCommands.h"
 
@@ -23,17 +24,6 @@
 namespace corvane::cli {
 
 namespace {
-
-// The command line has nothing else to do while git works: wait in an event loop of its own.
-template <typename T>
-GitResult<T> waitFor(const GitFuture<T> &future)
-{
-    QEventLoop loop;
-    future.then(&loop, [&loop](const GitResult<T> &) { loop.quit(); });
-    if (!future.isFinished())
-        loop.exec();
-    return future.result();
-}
 
 QString workspaceLine(const Workspace &workspace, const Project &project)
 {

@@ -2,8 +2,9 @@
 
 #include "app/cli/CliOutput.h"
 #include "agent/inline/InlineAgentRunner.h"
-#include "agent/inline/TextGenerators.h"
-#include "core/records/Profile.h"
+#include "app/cli/ChatLookup.h"
+#include "app/cli/CliWait.h"
+#include "automation/LandingTexts.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/Store.h"
@@ -12,7 +13,6 @@
 #include "source_control/inspector/InspectorViewModel.h"
 
 #include <QCommandLineParser>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -20,16 +20,6 @@
 namespace corvane::cli {
 
 namespace {
-
-template <typename T>
-GitResult<T> waitFor(const GitFuture<T> &future)
-{
-    QEventLoop loop;
-    future.then(&loop, [&loop](const GitResult<T> &) { loop.quit(); });
-    if (!future.isFinished())
-        loop.exec();
-    return future.result();
-}
 
 QString statusName(GitStatus status)
 {
@@ -110,19 +100,12 @@ int workspaceGitCommand(const QString &action, const QStringList &arguments)
     if (!store)
         return 1;
     StoreContext &context = store->mainContext();
-    const QUuid id = QUuid::fromString(parser.value("id"));
-    const auto workspace = id.isNull() ? nullptr : context.get<Workspace>(id);
-    if (!workspace) {
-        printErr(QStringLiteral("corvane-cli %1: no workspace with the id %2").arg(command, parser.value("id")));
+    const auto place = workspaceToWorkIn(context, parser.value("id"));
+    if (!place) {
+        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, place.error().message));
         return 1;
     }
-    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
-    const auto folder = workspace->workingDirectory(project.get());
-    if (!folder) {
-        printErr(QStringLiteral("corvane-cli %1: the workspace has no folder").arg(command));
-        return 1;
-    }
-    const GitService git(*folder);
+    const GitService git(place.value().folder);
 
     if (action == QLatin1String("status"))
         return printStatus(command, git);
@@ -151,24 +134,15 @@ int workspaceGitCommand(const QString &action, const QStringList &arguments)
     }
     QString message = parser.value("message");
     if (parser.isSet("generate")) {
-        // The project's profile, or the default one, picks the agent and its account.
-        auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
-        if (!profile)
-            profile = context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
-        const QString diff = waitFor(git.diffForCommitMessage()).valueOr(QString());
+        const auto profile = landing::profileFor(context, place.value().workspace.get());
         const QString claudePath = parser.value("claude");
         InlineAgentRunner runner([claudePath](AgentTool tool) {
             return locateTool(tool, tool == AgentTool::claude ? claudePath : QString());
         });
-        QEventLoop loop;
-        std::optional<Result<QString>> generated;
-        generators::generateCommitTitle(runner, diff, *folder, profile.get(), [&](Result<QString> result) {
-            generated = std::move(result);
-            loop.quit();
+        QObject owner;
+        const auto title = waitForResult<QString>([&](auto done) {
+            landing::commitTitle(&owner, runner, place.value().folder, profile.get(), done);
         });
-        if (!generated)
-            loop.exec();
-        const Result<QString> &title = *generated;
         if (!title) {
             printErr(QStringLiteral("corvane-cli %1: the title could not be generated: %2").arg(command, title.error().message));
             return 1;

@@ -1,11 +1,12 @@
 #include "app/cli/WorkspacePrCommands.h"
 
 #include "agent/inline/InlineAgentRunner.h"
+#include "app/cli/ChatLookup.h"
 #include "app/cli/CliOutput.h"
+#include "app/cli/CliWait.h"
 #include "automation/LandingTexts.h"
 #include "automation/PullRequestCreation.h"
 #include "core/Paths.h"
-#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -15,28 +16,12 @@
 #include "source_control/github/PRService.h"
 
 #include <QCommandLineParser>
-#include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 namespace corvane::cli {
 
 namespace {
-
-// Runs `start(done)` and waits in an event loop of its own for its one result.
-template <typename T, typename Start>
-Result<T> waitFor(Start start)
-{
-    QEventLoop loop;
-    std::optional<Result<T>> result;
-    start([&](Result<T> r) {
-        result = std::move(r);
-        loop.quit();
-    });
-    if (!result)
-        loop.exec();
-    return std::move(*result);
-}
 
 QJsonValue orNull(const std::optional<QString> &text)
 {
@@ -79,27 +64,21 @@ int workspacePrCommand(const QStringList &arguments)
     if (!store)
         return 1;
     StoreContext &context = store->mainContext();
-    const QUuid id = QUuid::fromString(parser.value("id"));
-    const auto workspace = id.isNull() ? nullptr : context.get<Workspace>(id);
-    if (!workspace) {
-        printErr(QStringLiteral("corvane-cli %1: no workspace with the id %2").arg(command, parser.value("id")));
+    const auto place = workspaceToWorkIn(context, parser.value("id"));
+    if (!place) {
+        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, place.error().message));
         return 1;
     }
-    const auto project = workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
-    const auto folder = workspace->workingDirectory(project.get());
-    if (!folder) {
-        printErr(QStringLiteral("corvane-cli %1: the workspace has no folder").arg(command));
-        return 1;
-    }
+    const auto &[workspace, project, folder] = place.value();
     const PreferencesStore preferences(paths::settingsFile());
     const QString apiBase = AppSettings::gitHubApiUrl(preferences);
     const QString username = project ? project->githubUsername.value_or(QString()) : QString();
     QObject owner;
 
     if (action == QLatin1String("show")) {
-        PRService service(*folder, apiBase);
+        PRService service(folder, apiBase);
         if (workspace->prNumber) {
-            const auto pr = waitFor<PRSummary>([&](auto done) { service.fetchPullRequest(*workspace->prNumber, username, done); });
+            const auto pr = waitForResult<PRSummary>([&](auto done) { service.fetchPullRequest(*workspace->prNumber, username, done); });
             if (!pr) {
                 printErr(QStringLiteral("corvane-cli %1: %2").arg(command, pr.error().message));
                 return 1;
@@ -118,7 +97,7 @@ int workspacePrCommand(const QStringList &arguments)
         // Not linked: the pull request of its branch, if GitHub has one, in any state.
         const QString branch = workspace->gitBranch.value_or(QString());
         const auto found = branch.isEmpty() ? Result<std::optional<PRSummary>>(std::nullopt)
-                                            : waitFor<std::optional<PRSummary>>([&](auto done) { service.findPullRequest(branch, username, done); });
+                                            : waitForResult<std::optional<PRSummary>>([&](auto done) { service.findPullRequest(branch, username, done); });
         if (!found) {
             printErr(QStringLiteral("corvane-cli %1: %2").arg(command, found.error().message));
             return 1;
@@ -139,12 +118,10 @@ int workspacePrCommand(const QStringList &arguments)
     if (parser.isSet("base"))
         draft.base = parser.value("base");
     if (parser.isSet("generate")) {
-        auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
-        if (!profile)
-            profile = context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+        const auto profile = landing::profileFor(context, workspace.get());
         const QString claudePath = parser.value("claude");
         InlineAgentRunner runner([claudePath](AgentTool tool) { return locateTool(tool, tool == AgentTool::claude ? claudePath : QString()); });
-        const auto text = waitFor<generators::PullRequestText>([&](auto done) { landing::pullRequestText(&owner, runner, *folder, profile.get(), done); });
+        const auto text = waitForResult<generators::PullRequestText>([&](auto done) { landing::pullRequestText(&owner, runner, folder, profile.get(), done); });
         if (!text) {
             printErr(QStringLiteral("corvane-cli %1: the text could not be generated: %2").arg(command, text.error().message));
             return 1;
@@ -158,7 +135,7 @@ int workspacePrCommand(const QStringList &arguments)
         printErr(QStringLiteral("corvane-cli %1: give --title TEXT or --generate").arg(command));
         return 2;
     }
-    const auto url = waitFor<QString>([&](auto done) { createPullRequest(&owner, context, workspace->id, *folder, apiBase, draft, done); });
+    const auto url = waitForResult<QString>([&](auto done) { createPullRequest(&owner, context, workspace->id, folder, apiBase, draft, done); });
     if (!url) {
         printErr(QStringLiteral("corvane-cli %1: %2").arg(command, url.error().message));
         return 1;

@@ -6,7 +6,6 @@
 #include "core/records/Chat.h"
 #include "core/records/GateResult.h"
 #include "core/records/Issue.h"
-#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -17,7 +16,6 @@
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
 #include "agent/inline/InlineAgentRunner.h"
-#include "agent/inline/TextGenerators.h"
 #include "automation/LandingTexts.h"
 #include "planning/PlannerService.h"
 #include "shell/diff/DiffWindow.h"
@@ -29,7 +27,6 @@
 #include "shell/window/PullRequestSection.h"
 #include "shell/window/SidebarView.h"
 #include "shell/window/WindowActions.h"
-#include "source_control/GitService.h"
 #include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
 #include "source_control/workspaces/SidebarViewModel.h"
@@ -449,16 +446,8 @@ void MainWindow::setUpGitActions()
     };
     m_titleRunner = new InlineAgentRunner(locate, this);
     m_pullRequestRunner = new InlineAgentRunner(locate, this);
-    // Texts are written by the agent of the workspace's project profile (else the default one).
-    auto profileOf = [this](const QUuid &workspaceId) {
-        StoreContext &context = m_services.context;
-        const auto workspace = context.get<Workspace>(workspaceId);
-        const auto project = workspace && workspace->projectId ? context.get<Project>(*workspace->projectId) : nullptr;
-        auto profile = project && project->profileId ? context.get<Profile>(*project->profileId) : nullptr;
-        return profile ? profile : context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
-    };
-    m_gitActions->setTitleGenerator([this, profileOf](const QString &directory, const QUuid &workspaceId, auto done) {
-        const auto profile = profileOf(workspaceId);
+    m_gitActions->setTitleGenerator([this](const QString &directory, const QUuid &workspaceId, auto done) {
+        const auto profile = landing::profileFor(m_services.context, m_services.context.get<Workspace>(workspaceId).get());
         landing::commitTitle(this, *m_titleRunner, directory, profile.get(), [profile, done](Result<QString> title) { done(std::move(title)); });
     });
     m_inspector->setGitActions(m_gitActions);

@@ -2,7 +2,6 @@
 
 #include "automation/LandingTexts.h"
 #include "automation/PullRequestCreation.h"
-#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
@@ -175,9 +174,7 @@ void PullRequestSection::openCreateDialog()
     if (!workspace || !m_directory)
         return;
     const auto project = workspace->projectId ? m_context.get<Project>(*workspace->projectId) : nullptr;
-    auto profile = project && project->profileId ? m_context.get<Profile>(*project->profileId) : nullptr;
-    if (!profile)
-        profile = m_context.fetchFirst<Profile>(Query(where::eq("isDefault", true))).valueOr(nullptr);
+    const auto profile = landing::profileFor(m_context, workspace.get());
 
     auto *dialog = new QDialog(this);
     dialog->setObjectName(QStringLiteral("createPullRequestDialog"));
