@@ -16,7 +16,7 @@
 #include "shell/window/MainWindow.h"
 #include "shell/window/SidebarView.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
-#include "support/DefinitionFixture.h"
+#include "support/ToolWindowFixture.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -35,26 +35,9 @@ using namespace corvane::test;
 
 namespace {
 
-struct Window
+struct Window : ToolWindowFixture
 {
-    DefinitionFixture f;
-    PreferencesStore preferences{f.env.path("settings.json")};
-    NotificationCenter center;
-    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
-    WorkspaceLifecycleService lifecycle{f.store->mainContext(), center};
-    AutomationFlowsService flows{f.store};
-    AgentDefinitionsService agents{f.store};
-    SkillsService skills{f.store};
-    ToolServices definitions{flows, agents, skills};
-    std::unique_ptr<MainWindow> window;
-
-    Window()
-    {
-        window = std::make_unique<MainWindow>(
-            WindowServices{f.store->mainContext(), preferences, settings, center, lifecycle, &definitions}, 1);
-        window->resize(1300, 860);
-        window->show();
-    }
+    Window() { openWindow(QSize(1300, 860)); }
 
     // Clicks the tool's button in the sidebar and waits for its list.
     template <typename Page>

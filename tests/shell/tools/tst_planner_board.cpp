@@ -24,7 +24,7 @@
 #include "shell/window/WindowActions.h"
 #include "shell/window/SidebarView.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
-#include "support/DefinitionFixture.h"
+#include "support/ToolWindowFixture.h"
 #include "support/PlannerCards.h"
 
 #include <QApplication>
@@ -44,22 +44,9 @@ using namespace corvane::test;
 
 namespace {
 
-struct Board
+struct Board : ToolWindowFixture
 {
-    DefinitionFixture f;
-    PreferencesStore preferences{f.env.path("settings.json")};
-    NotificationCenter center;
-    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
-    WorkspaceLifecycleService lifecycle{f.store->mainContext(), center};
-    AutomationFlowsService flows{f.store};
-    AgentDefinitionsService agents{f.store};
-    SkillsService skills{f.store};
-    PlannerService planner{f.store->mainContext(), center};
-    ToolServices tools{flows, agents, skills, &planner};
-    std::unique_ptr<MainWindow> window;
     std::shared_ptr<Project> app, site;
-
-    StoreContext &ctx() { return f.store->mainContext(); }
 
     // "status:title:order[:project]" with project 0 (app) or 1 (site); none without.
     Board(const QStringList &cards)
@@ -71,9 +58,7 @@ struct Board
         site = ctx().insert(s);
         insertCards(ctx(), cards, {app, site});
         (void)ctx().save();
-        window = std::make_unique<MainWindow>(WindowServices{ctx(), preferences, settings, center, lifecycle, &tools}, 1);
-        window->resize(1400, 800);
-        window->show();
+        openWindow(QSize(1400, 800));
     }
 
     PlannerToolPage *open()
