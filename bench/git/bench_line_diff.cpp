@@ -23,17 +23,22 @@ QStringList codeLines(int count)
     return lines;
 }
 
+void measureRows(benchmark::State &state, const QStringList &before, const QStringList &after)
+{
+    const QString oldText = before.join('\n'), newText = after.join('\n');
+    qsizetype rows = 0;
+    for (auto _ : state)
+        rows = diff::rows(oldText, newText).size();
+    state.counters["rows"] = double(rows);
+}
+
 void BM_ScatteredChanges(benchmark::State &state)
 {
     const QStringList before = codeLines(10000);
     QStringList after = before;
     for (int i = 5; i < after.size(); i += 10)
         after[i] += QStringLiteral(" // changed");
-    const QString oldText = before.join('\n'), newText = after.join('\n');
-    qsizetype rows = 0;
-    for (auto _ : state)
-        rows = diff::rows(oldText, newText).size();
-    state.counters["rows"] = double(rows);
+    measureRows(state, before, after);
 }
 BENCHMARK(BM_ScatteredChanges)->Unit(benchmark::kMillisecond);
 
@@ -46,11 +51,7 @@ void BM_MovedLines(benchmark::State &state)
         const QString line = after.takeAt(random.bounded(after.size()));
         after.insert(random.bounded(after.size() + 1), line);
     }
-    const QString oldText = before.join('\n'), newText = after.join('\n');
-    qsizetype rows = 0;
-    for (auto _ : state)
-        rows = diff::rows(oldText, newText).size();
-    state.counters["rows"] = double(rows);
+    measureRows(state, before, after);
 }
 BENCHMARK(BM_MovedLines)->Unit(benchmark::kMillisecond);
 

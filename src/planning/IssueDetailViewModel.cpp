@@ -110,12 +110,19 @@ QList<std::shared_ptr<IssueLabel>> IssueDetailViewModel::availableLabels() const
     return labels;
 }
 
-bool IssueDetailViewModel::isLabelApplied(const IssueLabel &label) const
+std::shared_ptr<IssueLabel> IssueDetailViewModel::appliedRow(const IssueLabel &label) const
 {
     if (!m_issue)
-        return false;
-    const auto held = m_planner.context().fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", m_issue->id)));
-    return std::any_of(held.begin(), held.end(), [&](const auto &l) { return l->id == label.id || l->name == label.name; });
+        return nullptr;
+    for (const auto &held : m_planner.context().fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", m_issue->id))))
+        if (held->id == label.id || held->name == label.name)
+            return held;
+    return nullptr;
+}
+
+bool IssueDetailViewModel::isLabelApplied(const IssueLabel &label) const
+{
+    return appliedRow(label) != nullptr;
 }
 
 void IssueDetailViewModel::toggleLabel(const IssueLabel &label)
@@ -123,23 +130,23 @@ void IssueDetailViewModel::toggleLabel(const IssueLabel &label)
     if (!m_issue)
         return;
     StoreContext &context = m_planner.context();
-    const auto held = context.fetchOrEmpty<IssueLabel>(Query(where::eq("issueId", m_issue->id)));
-    const auto applied = std::find_if(held.begin(), held.end(), [&](const auto &l) { return l->id == label.id || l->name == label.name; });
-    const auto free = label.projectId ? context.fetchFirst<IssueLabel>(Query(where::eq("projectId", *label.projectId)
-                                                                            && where::eq("name", label.name)
-                                                                            && where::isNull("issueId"))).valueOr(nullptr)
-                                      : nullptr;
-    if (applied != held.end()) {
-        m_planner.removeLabel(**applied, *m_issue);
-    } else if (free) {
-        m_planner.addLabel(*free, *m_issue);
-    } else {
+    if (const auto applied = appliedRow(label)) {
+        m_planner.removeLabel(*applied, *m_issue);
+        return save();
+    }
+    // A row of that name no card holds is taken up; otherwise the card gets its own copy.
+    auto free = label.projectId ? context.fetchFirst<IssueLabel>(Query(where::eq("projectId", *label.projectId)
+                                                                      && where::eq("name", label.name)
+                                                                      && where::isNull("issueId"))).valueOr(nullptr)
+                                : nullptr;
+    if (!free) {
         IssueLabel copy;
         copy.name = label.name;
         copy.colorHex = label.colorHex;
         copy.projectId = label.projectId;
-        m_planner.addLabel(*context.insert(copy), *m_issue);
+        free = context.insert(copy);
     }
+    m_planner.addLabel(*free, *m_issue);
     save();
 }
 

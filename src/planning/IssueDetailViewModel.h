@@ -93,6 +93,8 @@ signals:
     void changed();
 
 private:
+    // The card's own row of that label (same id or same name), if it has one.
+    std::shared_ptr<IssueLabel> appliedRow(const IssueLabel &label) const;
     // The row `by` away from the item's, or none past either end.
     std::shared_ptr<ChecklistItem> neighbour(const ChecklistItem &item, int by) const;
 

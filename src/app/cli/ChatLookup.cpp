@@ -1,9 +1,11 @@
 #include "app/cli/ChatLookup.h"
+#include "app/cli/CliOutput.h"
 
 #include "core/records/Chat.h"
 #include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
+#include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 
 #include <QDir>
@@ -76,6 +78,8 @@ Result<ChatPlace> existingChat(StoreContext &context, const QUuid &chatId)
     return place;
 }
 
+namespace {
+
 Result<WorkspacePlace> workspaceToWorkIn(StoreContext &context, const QString &idText)
 {
     const QUuid id = QUuid::fromString(idText);
@@ -87,6 +91,21 @@ Result<WorkspacePlace> workspaceToWorkIn(StoreContext &context, const QString &i
     if (!folder)
         return Error(QStringLiteral("the workspace has no folder"));
     return WorkspacePlace{workspace, project, *folder};
+}
+
+} // namespace
+
+std::optional<OpenedWorkspace> openWorkspaceOrSay(const QString &command, const QString &idText)
+{
+    auto store = openStoreOrSay();
+    if (!store)
+        return std::nullopt;
+    auto place = workspaceToWorkIn(store->mainContext(), idText);
+    if (!place) {
+        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, place.error().message));
+        return std::nullopt;
+    }
+    return OpenedWorkspace{store, place.value()};
 }
 
 } // namespace corvane::cli

@@ -6,9 +6,11 @@
 #include <QUuid>
 
 #include <memory>
+#include <optional>
 
 namespace corvane {
 
+class Store;
 class StoreContext;
 struct Chat;
 struct Project;
@@ -41,8 +43,14 @@ struct WorkspacePlace
     std::shared_ptr<Project> project;
     QString folder;
 };
-// "no workspace with the id …" or "the workspace has no folder" when it cannot be worked in.
-Result<WorkspacePlace> workspaceToWorkIn(StoreContext &context, const QString &idText);
+// The window's store and the workspace `idText` names, or nothing after saying on standard error
+// why not ("corvane-cli <command>: no workspace with the id …", "… the workspace has no folder").
+struct OpenedWorkspace
+{
+    std::shared_ptr<Store> store;
+    WorkspacePlace place;
+};
+std::optional<OpenedWorkspace> openWorkspaceOrSay(const QString &command, const QString &idText);
 
 } // namespace cli
 } // namespace corvane

@@ -96,16 +96,12 @@ int workspaceGitCommand(const QString &action, const QStringList &arguments)
                                                                                                  : parser.errorText()));
         return 2;
     }
-    auto store = openStoreOrSay();
-    if (!store)
+    const auto opened = openWorkspaceOrSay(command, parser.value("id"));
+    if (!opened)
         return 1;
-    StoreContext &context = store->mainContext();
-    const auto place = workspaceToWorkIn(context, parser.value("id"));
-    if (!place) {
-        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, place.error().message));
-        return 1;
-    }
-    const GitService git(place.value().folder);
+    StoreContext &context = opened->store->mainContext();
+    const WorkspacePlace &place = opened->place;
+    const GitService git(place.folder);
 
     if (action == QLatin1String("status"))
         return printStatus(command, git);
@@ -134,14 +130,14 @@ int workspaceGitCommand(const QString &action, const QStringList &arguments)
     }
     QString message = parser.value("message");
     if (parser.isSet("generate")) {
-        const auto profile = landing::profileFor(context, place.value().workspace.get());
+        const auto profile = landing::profileFor(context, place.workspace.get());
         const QString claudePath = parser.value("claude");
         InlineAgentRunner runner([claudePath](AgentTool tool) {
             return locateTool(tool, tool == AgentTool::claude ? claudePath : QString());
         });
         QObject owner;
         const auto title = waitForResult<QString>([&](auto done) {
-            landing::commitTitle(&owner, runner, place.value().folder, profile.get(), done);
+            landing::commitTitle(&owner, runner, place.folder, profile.get(), done);
         });
         if (!title) {
             printErr(QStringLiteral("corvane-cli %1: the title could not be generated: %2").arg(command, title.error().message));

@@ -60,16 +60,11 @@ int workspacePrCommand(const QStringList &arguments)
                                                                                                  : parser.errorText()));
         return 2;
     }
-    auto store = openStoreOrSay();
-    if (!store)
+    const auto opened = openWorkspaceOrSay(command, parser.value("id"));
+    if (!opened)
         return 1;
-    StoreContext &context = store->mainContext();
-    const auto place = workspaceToWorkIn(context, parser.value("id"));
-    if (!place) {
-        printErr(QStringLiteral("corvane-cli %1: %2").arg(command, place.error().message));
-        return 1;
-    }
-    const auto &[workspace, project, folder] = place.value();
+    StoreContext &context = opened->store->mainContext();
+    const auto &[workspace, project, folder] = opened->place;
     const PreferencesStore preferences(paths::settingsFile());
     const QString apiBase = AppSettings::gitHubApiUrl(preferences);
     const QString username = project ? project->githubUsername.value_or(QString()) : QString();
@@ -84,12 +79,7 @@ int workspacePrCommand(const QStringList &arguments)
                 return 1;
             }
             // What GitHub says now goes into the workspace, as the inspector's refresh does.
-            workspace->prTitle = pr.value().title;
-            workspace->prStateRaw = github::stateOf(pr.value());
-            workspace->prHeadBranch = pr.value().headBranch;
-            workspace->prBaseBranch = pr.value().baseBranch;
-            workspace->prAuthorLogin = pr.value().authorLogin;
-            workspace->prUpdatedAt = pr.value().updatedAt;
+            github::refresh(*workspace, pr.value());
             (void)context.save();
             printOut(QString::fromUtf8(QJsonDocument(shown(pr.value(), true)).toJson(QJsonDocument::Compact)));
             return 0;

@@ -153,12 +153,7 @@ void PullRequestSection::refresh(bool silent)
         service->deleteLater();
         m_refreshing = false;
         if (const auto stored = m_context.get<Workspace>(id); stored && pr) {
-            // The link and its number stay; what GitHub says now replaces the rest.
-            const QString url = stored->prURL.value_or(pr.value().htmlURL);
-            const auto linkedAt = stored->prLinkedAt;
-            github::connect(*stored, pr.value());
-            stored->prURL = url;
-            stored->prLinkedAt = linkedAt;
+            github::refresh(*stored, pr.value());
             (void)m_context.save();
             emit workspaceChanged();
         } else if (!pr && !silent && m_workspaceId == id) {

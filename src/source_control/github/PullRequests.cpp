@@ -123,6 +123,16 @@ void connect(Workspace &workspace, const PRSummary &summary)
     workspace.prLinkedAt = QDateTime::currentDateTime();
 }
 
+void refresh(Workspace &workspace, const PRSummary &summary)
+{
+    workspace.prTitle = summary.title;
+    workspace.prStateRaw = stateOf(summary);
+    workspace.prHeadBranch = summary.headBranch;
+    workspace.prBaseBranch = summary.baseBranch;
+    workspace.prAuthorLogin = summary.authorLogin;
+    workspace.prUpdatedAt = summary.updatedAt;
+}
+
 void disconnect(Workspace &workspace)
 {
     workspace.prURL.reset();

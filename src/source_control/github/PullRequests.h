@@ -59,6 +59,8 @@ QString bareBase(const QString &base);
 // The workspace's link to a pull request: all nine fields written, or all cleared.
 void connect(Workspace &workspace, const PRSummary &summary);
 void disconnect(Workspace &workspace);
+// What GitHub says now, written into a linked workspace: its address, number and link time stay.
+void refresh(Workspace &workspace, const PRSummary &summary);
 // "Open", "Draft", "Closed", "Merged", or "Linked" for anything else.
 QString badgeText(const Workspace &workspace);
 
