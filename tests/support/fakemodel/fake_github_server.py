@@ -3,7 +3,7 @@
 
 The scenario lists routes: {"method", "path" (a regular expression matched
 against the whole path and query), "status", "body" (JSON) or "raw" (text),
-"delay" or "hang", "once"}. A request takes the first route that matches and
+"delay" or "hang", "once", "token" (matches only that bearer token)}. A request takes the first route that matches and
 has not been used up; with none, 404 and GitHub's "Not Found". Every request is
 logged with its method, path, body and the headers GitHub cares about.
 """
@@ -20,12 +20,14 @@ class Scenario:
         self.routes = data.get("routes", [])
         self.lock = threading.Lock()
 
-    def pick(self, method, path):
+    def pick(self, method, path, authorization):
         with self.lock:
             for route in self.routes:
                 if route.get("_used") or route.get("method", "GET") != method:
                     continue
                 if not re.fullmatch(route["path"], path):
+                    continue
+                if "token" in route and authorization != "Bearer " + route["token"]:
                     continue
                 if route.get("once"):
                     route["_used"] = True
@@ -39,7 +41,8 @@ class GitHubHandler(Handler):
     def answer(self):
         body = self.read_body()
         self.record(body)
-        route = self.server.scenario.pick(self.command, self.path)
+        route = self.server.scenario.pick(self.command, self.path,
+                                         self.headers.get("Authorization", ""))
         if self.wait_as_scripted(route):
             return
         if "raw" in route:
