@@ -8,6 +8,7 @@
 #include <QPointer>
 #include <QThread>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <sys/prctl.h>
@@ -79,6 +80,15 @@ void ChildProcess::setOutputMode(OutputMode mode)
     m_mode = mode;
 }
 
+namespace {
+std::atomic<quint64> startedChildren{0};
+} // namespace
+
+quint64 ChildProcess::startedCount()
+{
+    return startedChildren.load(std::memory_order_relaxed);
+}
+
 void ChildProcess::start(const ProcessCommand &command)
 {
     if (m_state != State::NotStarted) {
@@ -99,6 +109,7 @@ void ChildProcess::start(const ProcessCommand &command)
         return;
     }
 
+    startedChildren.fetch_add(1, std::memory_order_relaxed);
     m_process = std::make_unique<QProcess>();
     m_process->setProgram(*program);
     m_process->setArguments(command.arguments);

@@ -61,6 +61,8 @@ public:
     // Starts the command with standard input as a pipe. Returns at once: the outcome is
     // stateChanged(Running) or failedToStart(), both from the event loop, never from inside start().
     void start(const ProcessCommand &command);
+    // Children this process has started so far, for diagnostics and benchmarks.
+    static quint64 startedCount();
 
     // Queued for the child's standard input, also while Starting. False once it cannot arrive.
     bool write(const QByteArray &data);

@@ -8,6 +8,7 @@
 #include "core/records/Issue.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
+#include "shell/preferences/PreferencesWindow.h"
 #include "core/settings/AppSettings.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
@@ -65,6 +66,8 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     buildColumns();
     m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
     connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
+    connect(m_actions, &WindowActions::preferencesRequested, this,
+            [this] { PreferencesWindow::open(m_services.settings); });
     m_actions->applyBindings(resolveShortcutBindings(services.settings));
     m_sidebar->setTools(visibleTools(services.settings));
 

@@ -7,6 +7,7 @@
 #include "core/settings/AppSettings.h"
 #include "core/store/StoreContext.h"
 #include "source_control/github/PRService.h"
+#include "source_control/inspector/BackgroundClock.h"
 
 #include <QCheckBox>
 #include <QDesktopServices>
@@ -19,7 +20,6 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -89,14 +89,13 @@ PullRequestSection::PullRequestSection(StoreContext &context, AppSettings &setti
             redraw();
         }
     });
-    // One clock per window, for whichever workspace it shows.
-    auto *clock = new QTimer(this);
-    clock->setTimerType(Qt::VeryCoarseTimer);
-    connect(clock, &QTimer::timeout, this, [this] {
-        if (m_settings.fetchAndRefreshServerStatus())
-            refresh(true);
-    });
-    clock->start(refreshSeconds * 1000);
+    // The application's one clock; two windows on one workspace refresh it once.
+    BackgroundClock::instance().subscribe(this, BackgroundClock::Beat::pullRequest, [this]() -> std::optional<QString> {
+        const auto workspace = m_workspaceId ? m_context.get<Workspace>(*m_workspaceId) : nullptr;
+        if (!m_settings.fetchAndRefreshServerStatus() || !workspace || !workspace->prNumber)
+            return std::nullopt;
+        return workspace->id.toString();
+    }, [this] { refresh(true); });
     redraw();
 }
 

@@ -37,8 +37,6 @@ public:
     QPushButton *refreshButton() const { return m_refresh; }
     QPushButton *disconnectButton() const { return m_disconnect; }
 
-    static constexpr int refreshSeconds = 120;
-
 signals:
     // The workspace's fields changed (linked, refreshed, disconnected).
     void workspaceChanged();

@@ -30,6 +30,14 @@ WindowActions::WindowActions(QMenuBar *menuBar, QWidget *window, Handler handler
         m_actions.insert(action, item);
     }
 
+    QMenu *edit = menus.value(ShortcutCategory::edit);
+    edit->addSeparator();
+    m_preferences = edit->addAction(tr("Preferences…"), this, &WindowActions::preferencesRequested);
+    m_preferences->setObjectName(QStringLiteral("action:preferences"));
+    m_preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    m_preferences->setShortcutContext(Qt::WindowShortcut);
+    m_preferences->setMenuRole(QAction::PreferencesRole);
+
     QMenu *file = menus.value(ShortcutCategory::file);
     file->addSeparator();
     m_quit = file->addAction(tr("Quit"), qApp, &QApplication::closeAllWindows);
@@ -46,6 +54,7 @@ QList<QAction *> WindowActions::allActions() const
 {
     QList<QAction *> all = m_actions.values();
     all.append(m_quit);
+    all.append(m_preferences);
     return all;
 }
 

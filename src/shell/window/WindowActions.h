@@ -17,8 +17,8 @@ class QWidget;
 namespace corvane {
 
 // The menu items of a main window: one per shortcut action in the menu of its category, plus
-// Quit and About. Choosing an item calls the handler with its action; which items are enabled,
-// their titles and their keys come from the logic layer.
+// Quit, Preferences and About. Choosing an item calls the handler with its action; which items
+// are enabled, their titles and their keys come from the logic layer.
 class WindowActions : public QObject
 {
     Q_OBJECT
@@ -30,7 +30,8 @@ public:
 
     QAction *action(KeyboardShortcutAction action) const { return m_actions.value(action); }
     QAction *quitAction() const { return m_quit; }
-    // Every action of the window, the menus' own and Quit, for checks on their keys.
+    QAction *preferencesAction() const { return m_preferences; }
+    // Every action of the window, the menus' own, Quit and Preferences, for checks on their keys.
     QList<QAction *> allActions() const;
 
     void applyBindings(const QList<ShortcutBinding> &bindings);
@@ -38,10 +39,12 @@ public:
 
 signals:
     void aboutRequested();
+    void preferencesRequested();
 
 private:
     QHash<KeyboardShortcutAction, QAction *> m_actions;
     QAction *m_quit = nullptr;
+    QAction *m_preferences = nullptr;
 };
 
 } // namespace corvane

@@ -56,6 +56,8 @@ public:
     bool isLoadingAccounts() const { return m_loading; }
     const QList<SCAccount> &accounts() const { return m_accounts; }
 
+    void setApiBase(const QString &apiBase) { m_options.apiBase = apiBase; }
+
     bool preferRebaseOnPull() const { return m_preferRebase; }
     void setPreferRebaseOnPull(bool on);
     bool showMergeCommitsInLog() const { return m_showMerges; }

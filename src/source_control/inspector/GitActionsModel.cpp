@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "source_control/GitService.h"
+#include "source_control/inspector/BackgroundClock.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -16,55 +17,19 @@ namespace {
 constexpr char Tag[] = "InspectorVM";
 constexpr int successMarkMs = 1500;
 
-// The one clock of background fetches: with twenty workspaces in five windows it is still one
-// timer, and each tick fetches each shown repository once.
-class FetchClock : public QObject
-{
-public:
-    static FetchClock &instance()
-    {
-        static QPointer<FetchClock> clock;
-        if (!clock)
-            clock = new FetchClock(QCoreApplication::instance());
-        return *clock;
-    }
-    void add(GitActionsModel *model) { m_models.insert(model); }
-    void remove(GitActionsModel *model) { m_models.remove(model); }
-
-private:
-    explicit FetchClock(QObject *parent) : QObject(parent)
-    {
-        auto *timer = new QTimer(this);
-        timer->setTimerType(Qt::VeryCoarseTimer);
-        connect(timer, &QTimer::timeout, this, [this] {
-            QSet<QString> fetched;
-            for (GitActionsModel *model : std::as_const(m_models)) {
-                const auto directory = model->directory();
-                if (directory && !fetched.contains(*directory) && model->wantsBackgroundFetch()) {
-                    fetched.insert(*directory);
-                    model->fetch(true);
-                }
-            }
-        });
-        timer->start(GitActionsModel::backgroundFetchSeconds * 1000);
-    }
-    QSet<GitActionsModel *> m_models;
-};
-
 } // namespace
 
 GitActionsModel::GitActionsModel(QObject *parent) : QObject(parent) {}
 
-GitActionsModel::~GitActionsModel()
-{
-    if (m_backgroundFetch)
-        FetchClock::instance().remove(this);
-}
+GitActionsModel::~GitActionsModel() = default;
 
 void GitActionsModel::setBackgroundFetch(std::function<bool()> enabled)
 {
-    if (!m_backgroundFetch && enabled)
-        FetchClock::instance().add(this);
+    if (!m_backgroundFetch && enabled) {
+        BackgroundClock::instance().subscribe(this, BackgroundClock::Beat::fetch, [this]() -> std::optional<QString> {
+            return wantsBackgroundFetch() ? m_directory : std::nullopt;
+        }, [this] { fetch(true); });
+    }
     m_backgroundFetch = std::move(enabled);
 }
 

@@ -41,9 +41,8 @@ public:
     void setRefresh(std::function<void()> refresh) { m_refresh = std::move(refresh); }
     void setTitleGenerator(TitleGenerator generator) { m_titleGenerator = std::move(generator); }
     // Whether the shown repository is fetched in the background every five minutes; read at
-    // each tick. One clock serves every inspector of the process.
+    // each beat of the application's BackgroundClock.
     void setBackgroundFetch(std::function<bool()> enabled);
-    static constexpr int backgroundFetchSeconds = 300;
     bool wantsBackgroundFetch() const;
     // The workspace shown, and its folder; none clears the panel.
     void show(const std::optional<QUuid> &workspaceId, const std::optional<QString> &directory);

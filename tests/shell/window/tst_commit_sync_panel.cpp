@@ -12,6 +12,7 @@
 #include "support/FakeGitHub.h"
 #include "shell/window/InspectorView.h"
 #include "source_control/GitSandbox.h"
+#include "source_control/inspector/BackgroundClock.h"
 #include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
 
@@ -129,6 +130,38 @@ private slots:
         QCOMPARE(p.panel().messageField()->text(), QString());
         p.actions.show(p.workspace, repo);
         QCOMPARE(p.panel().messageField()->text(), QStringLiteral("First draft"));
+    }
+
+    // Three inspectors, two of them on one clone: one beat of the application's clock fetches
+    // each clone once, and none when the setting is off.
+    void oneClockFetchesEachRepositoryOnce()
+    {
+        const QString first = m_git.makeClone("beat-a");
+        const QString second = m_git.makeClone("beat-b");
+        bool enabled = false;
+        std::vector<std::unique_ptr<GitActionsModel>> inspectors;
+        for (const QString &directory : {first, first, second}) {
+            inspectors.push_back(std::make_unique<GitActionsModel>());
+            inspectors.back()->setBackgroundFetch([&enabled] { return enabled; });
+            inspectors.back()->show(QUuid::createUuid(), directory);
+        }
+        auto fetching = [&] {
+            QList<bool> running;
+            for (const auto &inspector : inspectors)
+                running << inspector->isRunning(GitActionsModel::Action::fetch);
+            return running;
+        };
+        BackgroundClock::instance().run(BackgroundClock::Beat::fetch);
+        QCOMPARE(fetching(), (QList<bool>{false, false, false}));
+        enabled = true;
+        BackgroundClock::instance().run(BackgroundClock::Beat::pullRequest);
+        QCOMPARE(fetching(), (QList<bool>{false, false, false}));
+        BackgroundClock::instance().run(BackgroundClock::Beat::fetch);
+        QCOMPARE(fetching(), (QList<bool>{true, false, true}));
+        QTRY_COMPARE(fetching(), (QList<bool>{false, false, false}));
+        QCOMPARE(BackgroundClock::instance().timerCount(), 1);
+        inspectors.clear(); // forgotten by the clock as they go
+        BackgroundClock::instance().run(BackgroundClock::Beat::fetch);
     }
 
     // The pull-request section: created from its sheet (the branch pushed first), its state read

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "core/window/PreferencesTab.h"
+
+#include <QHash>
+
+#include <optional>
+#include <QWidget>
+
+class QListWidget;
+class QStackedWidget;
+
+namespace corvane {
+
+class AppSettings;
+
+// The Preferences window: its tabs down the side, one page at a time. Only the tabs with a page
+// are listed. One window serves the whole application: open() brings it back to the front.
+class PreferencesWindow : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit PreferencesWindow(AppSettings &settings, QWidget *parent = nullptr);
+
+    // The application's window, made on first use, shown on `tab` (or its first page).
+    static PreferencesWindow *open(AppSettings &settings, std::optional<PreferencesTab> tab = std::nullopt);
+
+    void showTab(PreferencesTab tab);
+    std::optional<PreferencesTab> currentTab() const;
+    QWidget *page(PreferencesTab tab) const { return m_pages.value(tab); }
+    QListWidget *tabList() const { return m_tabs; }
+
+private:
+    void addPage(PreferencesTab tab, QWidget *page);
+
+    QListWidget *m_tabs;
+    QStackedWidget *m_stack;
+    QHash<PreferencesTab, QWidget *> m_pages;
+};
+
+} // namespace corvane
