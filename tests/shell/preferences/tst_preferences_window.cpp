@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
@@ -104,7 +105,7 @@ private slots:
         QVERIFY(!page.secretStoreButton()->isVisible());
 
         page.addAccountButton()->click();
-        auto *sheet = shown<AddAccountDialog>(page);
+        QPointer<AddAccountDialog> sheet = shown<AddAccountDialog>(page); // deletes itself when done
         QVERIFY(sheet);
         QVERIFY(!sheet->signInButton()->isEnabled());
         QTest::keyClicks(sheet->accountField(), "ada");
@@ -117,7 +118,7 @@ private slots:
         sheet->signInButton()->click();
         QVERIFY(sheet->statusLine()->isVisible());
         QCOMPARE(sheet->statusLine()->text(), QStringLiteral("Validating..."));
-        QTRY_VERIFY(!sheet->isVisible());
+        QTRY_VERIFY(!sheet);
 
         auto *row = page.findChild<QPushButton *>(QStringLiteral("account:ada"));
         QVERIFY(row);
