@@ -16,6 +16,7 @@
 #include "source_control/workspaces/BranchSync.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
+#include "tools/terminal/TerminalService.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
@@ -92,6 +93,10 @@ bool Application::start()
     connect(m_agents.get(), &AgentServices::chatActivationRequested, this, &Application::showChat);
     // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
     m_lifecycle = std::make_unique<WorkspaceLifecycleService>(m_store->mainContext(), m_center);
+    m_terminals = std::make_unique<TerminalService>(m_store->mainContext());
+    // An archived or deleted workspace's shells end with it.
+    connect(m_lifecycle.get(), &WorkspaceLifecycleService::recordsChanged, m_terminals.get(),
+            &TerminalService::closePanelsOfGoneWorkspaces);
     SessionManager *sessions = &m_agents->sessions();
     m_lifecycle->setSessionCloser([sessions](const QUuid &chatId) { sessions->closeSession(chatId); });
     m_lifecycle->setWorkspaceCloser([sessions](const QUuid &workspaceId) { sessions->removeGitMonitor(workspaceId); });
@@ -140,7 +145,7 @@ void Application::startAutomation()
 MainWindow *Application::openMainWindow()
 {
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
-                                  m_definitions.get(), m_orchestrator.get()};
+                                  m_definitions.get(), m_orchestrator.get(), m_terminals.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);
@@ -275,8 +280,11 @@ void Application::shutdown()
     m_orchestrator.reset();
     if (m_agents)
         m_agents->shutdown();
+    if (m_terminals)
+        m_terminals->shutdown();
     ProcessReaper::shared().drain();
     m_branchSync.reset();
+    m_terminals.reset();
     m_lifecycle.reset();
     m_definitions.reset();
     m_planner.reset();

@@ -26,6 +26,7 @@ class PreferencesStore;
 class NotificationCenter;
 class OnboardingWindow;
 class Store;
+class TerminalService;
 
 // The composition root: creates the services in order at start, opens the first window, and
 // takes them down in reverse order at quit.
@@ -73,6 +74,7 @@ private:
     std::unique_ptr<ToolServices> m_definitions;
     std::unique_ptr<AutomatedAgentOrchestrator> m_orchestrator;
     std::unique_ptr<CoordinatorBridge> m_coordinators;
+    std::unique_ptr<TerminalService> m_terminals;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

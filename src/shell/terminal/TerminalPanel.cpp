@@ -65,6 +65,8 @@ TerminalPanel::TerminalPanel(TerminalPanelModel &model, QWidget *parent)
         menu.addAction(tr("Close Terminal"), this, [this, id] { m_model.closeSession(id); });
         menu.exec(m_list->viewport()->mapToGlobal(at));
     });
+    // The program is ending and its terminals with it: nothing is left to draw.
+    connect(&m_model, &QObject::destroyed, this, &QObject::deleteLater);
     connect(&m_model, &TerminalPanelModel::sessionsChanged, this, &TerminalPanel::rebuild);
     connect(&m_model, &TerminalPanelModel::activeChanged, this, [this](TerminalSession *session) {
         if (!session)

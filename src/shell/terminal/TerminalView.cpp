@@ -161,6 +161,8 @@ void TerminalView::resizeEvent(QResizeEvent *event)
 
 void TerminalView::fitToView()
 {
+    if (!m_session)
+        return;
     const int rows = qMax(2, viewport()->height() / m_cell.height());
     const int columns = qMax(10, viewport()->width() / m_cell.width());
     m_session->resize(rows, columns);
@@ -197,6 +199,8 @@ void TerminalView::paintEvent(QPaintEvent *event)
     const Theme theme = themeFor(m_dark);
     const QRect area = event->rect();
     painter.fillRect(area, theme.background);
+    if (!m_session)
+        return; // the session ended with the program
     const int firstRow = qMax(0, area.top() / m_cell.height());
     const int lastRow = qMin(screen().rows() - 1, area.bottom() / m_cell.height());
     QFont plain = font();
@@ -269,6 +273,8 @@ void TerminalView::paintEvent(QPaintEvent *event)
 
 void TerminalView::keyPressEvent(QKeyEvent *event)
 {
+    if (!m_session)
+        return;
     const Qt::KeyboardModifiers mods = event->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier);
     const int key = event->key();
     if (mods == (Qt::ControlModifier | Qt::ShiftModifier)) {

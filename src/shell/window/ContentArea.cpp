@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSplitter>
 #include <QVBoxLayout>
 
 namespace corvane {
@@ -76,7 +77,25 @@ ContentArea::ContentArea(QWidget *parent)
     m_tabScroller->setFixedHeight(m_tabBar->height() + m_tabScroller->horizontalScrollBar()->sizeHint().height());
     m_tabScroller->viewport()->installEventFilter(this);
     workspace->addWidget(m_tabScroller);
-    workspace->addLayout(m_workspaceHost, 1);
+    // The chats above, the workspace's terminal panel below when it shows one.
+    m_workspaceSplit = new QSplitter(Qt::Vertical);
+    m_workspaceSplit->setObjectName(QStringLiteral("workspaceSplit"));
+    m_workspaceSplit->setChildrenCollapsible(false);
+    auto *chats = new QWidget;
+    m_workspaceHost->setContentsMargins(0, 0, 0, 0);
+    chats->setLayout(m_workspaceHost);
+    m_terminals = new QStackedWidget;
+    m_terminals->setObjectName(QStringLiteral("terminalSlot"));
+    m_terminals->setMinimumHeight(80);
+    m_terminals->hide();
+    m_workspaceSplit->addWidget(chats);
+    m_workspaceSplit->addWidget(m_terminals);
+    m_workspaceSplit->setStretchFactor(0, 1);
+    connect(m_workspaceSplit, &QSplitter::splitterMoved, this, [this] {
+        if (m_terminals->isVisible())
+            emit terminalHeightChanged(m_terminals->height());
+    });
+    workspace->addWidget(m_workspaceSplit, 1);
 
     m_chatHost->setContentsMargins(0, 0, 0, 0);
     auto *chat = new QVBoxLayout(m_chatPage);
@@ -105,6 +124,28 @@ QWidget *ContentArea::page(const QString &name)
     widget->setObjectName(name);
     addWidget(widget);
     return widget;
+}
+
+void ContentArea::setTerminalPanel(QWidget *panel, int height)
+{
+    if (!panel) {
+        m_terminals->hide();
+        return;
+    }
+    if (m_terminals->indexOf(panel) < 0)
+        m_terminals->addWidget(panel);
+    const bool wasHidden = m_terminals->isHidden() || m_terminals->currentWidget() != panel;
+    m_terminals->setCurrentWidget(panel);
+    m_terminals->show();
+    if (wasHidden) {
+        const int total = qMax(m_workspaceSplit->height(), height + 200);
+        m_workspaceSplit->setSizes({total - height, height});
+    }
+}
+
+QWidget *ContentArea::terminalPanel() const
+{
+    return m_terminals->isVisible() ? m_terminals->currentWidget() : nullptr;
 }
 
 void ContentArea::setWorkspaceBanner(QWidget *banner)

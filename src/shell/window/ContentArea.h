@@ -13,6 +13,7 @@
 
 class QLabel;
 class QScrollArea;
+class QSplitter;
 class QVBoxLayout;
 
 namespace corvane {
@@ -37,6 +38,11 @@ public:
     // A strip over a workspace's chats, under its tab bar (the automation run's banner).
     void setWorkspaceBanner(QWidget *banner);
 
+    // The shown workspace's terminal panel under its chats, `height` high when it appears; null
+    // hides the terminal. Panels are kept once given, so a workspace's shells keep their views.
+    void setTerminalPanel(QWidget *panel, int height);
+    QWidget *terminalPanel() const;
+
     void showEmpty();
     void showProject(const QString &name, const QString &path);
     void showWorkspace(const QString &name, const QList<WorkspaceTabBar::Tab> &tabs, std::optional<QUuid> chatId,
@@ -52,6 +58,8 @@ public:
 
 signals:
     void addProjectRequested();
+    // The user dragged the terminal's edge.
+    void terminalHeightChanged(int height);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -75,6 +83,8 @@ private:
     WorkspaceTabBar *m_tabBar;
     QScrollArea *m_tabScroller;
     QVBoxLayout *m_workspaceHost;
+    QSplitter *m_workspaceSplit = nullptr;
+    QStackedWidget *m_terminals = nullptr;
     QVBoxLayout *m_workspaceColumn = nullptr;
     QVBoxLayout *m_chatHost;
     QPointer<QWidget> m_chatView;

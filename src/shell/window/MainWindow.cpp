@@ -184,6 +184,7 @@ void MainWindow::buildColumns()
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
     m_inspector->setModel(m_inspectorModel);
     setUpGitActions();
+    setUpTerminals();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
         (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
     });
@@ -434,6 +435,7 @@ void MainWindow::drawContent()
     const QString branch = workspace->gitBranch ? tr("Branch %1").arg(*workspace->gitBranch) : QString();
     const std::optional<QString> folder = workspace->workingDirectory(project.get());
     inspectDirectory(folder, workspace->id);
+    showTerminal(*workspace, folder);
     m_inspector->showSubject(workspace->name, QStringList{branch, folder.value_or(QString())}.join(QLatin1Char('\n')).trimmed());
     showLinkedIssue(workspace->id);
 }

@@ -7,7 +7,9 @@
 #include "core/window/WindowCommands.h"
 #include "shell/window/ContentArea.h"
 
+#include <QHash>
 #include <QMainWindow>
+#include <QPointer>
 #include <QUuid>
 
 #include <functional>
@@ -38,6 +40,9 @@ class AutomatedAgentOrchestrator;
 class AutomationRunBanner;
 class WindowNavigator;
 class WindowStateModel;
+class TerminalPanel;
+class TerminalService;
+struct Workspace;
 
 // What a main window is given by the application.
 struct WindowServices
@@ -51,6 +56,8 @@ struct WindowServices
     ToolServices *definitions = nullptr;
     // Automation runs; without it no run banner is shown.
     AutomatedAgentOrchestrator *automation = nullptr;
+    // The application's terminals; without it the terminal panel does not show.
+    TerminalService *terminals = nullptr;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
@@ -84,6 +91,8 @@ public:
     SidebarView *sidebar() const { return m_sidebar; }
     ContentArea *content() const { return m_content; }
     InspectorView *inspector() const { return m_inspector; }
+    // The shown workspace's terminal panel, or null.
+    TerminalPanel *terminalPanel() const;
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     QSplitter *splitter() const { return m_splitter; }
     WindowActions &actions() const { return *m_actions; }
@@ -136,6 +145,10 @@ private:
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
     void showAbout();
+    // The shown workspace's terminal panel, made with its first shell when first shown.
+    void setUpTerminals();
+    void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
+    void toggleTerminal();
 
     WindowServices m_services;
     WindowStateModel *m_state;
@@ -164,6 +177,7 @@ private:
     InlineAgentRunner *m_pullRequestRunner = nullptr;
     PullRequestSection *m_pullRequest = nullptr;
     ObserverGuard m_issueObserver;
+    QHash<QUuid, QPointer<TerminalPanel>> m_terminalPanels;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

@@ -67,8 +67,7 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
         m_state->setInspectorCollapsed(!m_state->isInspectorCollapsed());
         return refresh();
     case A::toggleTerminal:
-        m_state->setTerminalVisible(!m_state->isTerminalVisible());
-        return refresh();
+        return toggleTerminal();
     case A::toggleFullScreen:
         isFullScreen() ? showNormal() : showFullScreen();
         return refresh();

@@ -4,6 +4,8 @@
 #include <QSet>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace corvane {
 
 BackgroundClock &BackgroundClock::instance()
@@ -30,9 +32,11 @@ int BackgroundClock::timerCount() const
 void BackgroundClock::subscribe(QObject *subscriber, Beat beat, std::function<std::optional<QString>()> key,
                                 std::function<void()> work)
 {
+    const bool known = std::any_of(m_subscriptions.cbegin(), m_subscriptions.cend(),
+                                   [subscriber](const Subscription &s) { return s.subscriber == subscriber; });
     m_subscriptions.append(Subscription{subscriber, beat, std::move(key), std::move(work)});
-    connect(subscriber, &QObject::destroyed, this, [this, subscriber] { unsubscribe(subscriber); },
-            Qt::UniqueConnection);
+    if (!known)
+        connect(subscriber, &QObject::destroyed, this, [this, subscriber] { unsubscribe(subscriber); });
 }
 
 void BackgroundClock::unsubscribe(QObject *subscriber)

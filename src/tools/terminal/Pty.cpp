@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -75,7 +76,15 @@ bool Pty::start(const QString &program, const QStringList &arguments, const QStr
     size.ws_row = (unsigned short)qMax(1, rows);
     size.ws_col = (unsigned short)qMax(1, columns);
     int master = -1;
+    // Signals stay blocked across fork until the child has put back the default handlers:
+    // otherwise a signal arriving that early would run the program's own handlers in the child.
+    sigset_t all;
+    sigset_t previous;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &previous);
     const pid_t pid = ::forkpty(&master, nullptr, nullptr, &size);
+    if (pid != 0)
+        ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     if (pid < 0) {
         if (error)
             *error = QStringLiteral("Could not open a terminal: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));

@@ -9,6 +9,8 @@
 #include "tools/terminal/TerminalPanelModel.h"
 #include "tools/terminal/TerminalSession.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QTimer>
 
 #include <algorithm>
@@ -25,6 +27,7 @@ TerminalService::TerminalService(StoreContext &context, QObject *parent)
 TerminalService::~TerminalService()
 {
     terminateAll();
+    qDeleteAll(m_panels); // sessions kill what is left as they go
 }
 
 TerminalPanelModel *TerminalService::ensurePanel(const QUuid &workspaceId, const QString &workingDirectory)
@@ -57,6 +60,34 @@ void TerminalService::terminateAll()
 {
     for (TerminalPanelModel *panel : std::as_const(m_panels))
         panel->terminateAll();
+}
+
+void TerminalService::shutdown()
+{
+    m_poll->stop();
+    terminateAll();
+    QDeadlineTimer deadline(TerminalSession::killDelayMs + 100);
+    auto running = [this] {
+        for (TerminalPanelModel *panel : std::as_const(m_panels))
+            for (TerminalSession *session : panel->sessions())
+                if (session->shellPid() > 0)
+                    return true;
+        return false;
+    };
+    while (running() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    // What is still there dies with its session.
+    qDeleteAll(m_panels);
+    m_panels.clear();
+}
+
+void TerminalService::closePanelsOfGoneWorkspaces()
+{
+    for (const QUuid &id : m_panels.keys()) {
+        const auto workspace = m_context.get<Workspace>(id);
+        if (!workspace || workspace->isArchived())
+            closePanel(id);
+    }
 }
 
 void TerminalService::refresh()

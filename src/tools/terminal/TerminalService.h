@@ -47,8 +47,12 @@ public:
     TerminalPanelModel *ensurePanel(const QUuid &workspaceId, const QString &workingDirectory);
     // The workspace closed or was archived: its shells end and the panel goes.
     void closePanel(const QUuid &workspaceId);
-    // At program end: every shell and everything they started.
     void terminateAll();
+    // At program end: every shell and everything they started, waiting at most a moment for
+    // them to go before what is left is killed.
+    void shutdown();
+    // Panels of workspaces that were archived or deleted are closed.
+    void closePanelsOfGoneWorkspaces();
 
     const QList<TerminalInfo> &terminals() const { return m_terminals; }
     void refresh();

@@ -1,0 +1,83 @@
+// The main window's terminal panel: one per workspace, under its chats, shown while the
+// workspace says so, its height remembered on the workspace.
+#include "shell/window/MainWindow.h"
+
+#include "core/records/Project.h"
+#include "core/records/Workspace.h"
+#include "core/store/StoreContext.h"
+#include "core/window/WindowStateModel.h"
+#include "shell/terminal/TerminalPanel.h"
+#include "shell/terminal/TerminalView.h"
+#include "tools/terminal/TerminalPanelModel.h"
+#include "tools/terminal/TerminalService.h"
+
+namespace corvane {
+
+namespace {
+
+constexpr int defaultTerminalHeight = 200;
+
+} // namespace
+
+void MainWindow::setUpTerminals()
+{
+    if (!m_services.terminals)
+        return;
+    // The last tab closed (here or in another window): the panel goes and the workspace forgets it.
+    connect(m_services.terminals, &TerminalService::panelRemoved, this, [this](const QUuid &workspaceId) {
+        if (QPointer<TerminalPanel> panel = m_terminalPanels.take(workspaceId))
+            panel->deleteLater();
+        if (const auto workspace = m_services.context.get<Workspace>(workspaceId); workspace && workspace->isTerminalVisible) {
+            workspace->isTerminalVisible = false;
+            (void)m_services.context.save();
+        }
+        scheduleRefresh();
+    });
+    connect(m_content, &ContentArea::terminalHeightChanged, this, [this](int height) {
+        const ContentState content = m_state->content();
+        if (content.kind != ContentState::Kind::workspace)
+            return;
+        if (const auto workspace = m_services.context.get<Workspace>(content.id)) {
+            workspace->terminalHeightStorage = height;
+            (void)m_services.context.save();
+        }
+    });
+}
+
+TerminalPanel *MainWindow::terminalPanel() const
+{
+    return qobject_cast<TerminalPanel *>(m_content->terminalPanel());
+}
+
+void MainWindow::showTerminal(const Workspace &workspace, const std::optional<QString> &folder)
+{
+    m_state->setTerminalVisible(workspace.isTerminalVisible);
+    if (!m_services.terminals || !workspace.isTerminalVisible || !folder) {
+        m_content->setTerminalPanel(nullptr, 0);
+        return;
+    }
+    TerminalPanelModel *model = m_services.terminals->ensurePanel(workspace.id, *folder);
+    QPointer<TerminalPanel> &panel = m_terminalPanels[workspace.id];
+    if (!panel)
+        panel = new TerminalPanel(*model);
+    m_content->setTerminalPanel(panel, int(workspace.terminalHeightStorage.value_or(defaultTerminalHeight)));
+}
+
+void MainWindow::toggleTerminal()
+{
+    const ContentState content = m_state->content();
+    if (content.kind != ContentState::Kind::workspace) {
+        m_state->setTerminalVisible(!m_state->isTerminalVisible());
+        return refresh();
+    }
+    const auto workspace = m_services.context.get<Workspace>(content.id);
+    if (!workspace)
+        return;
+    workspace->isTerminalVisible = !workspace->isTerminalVisible;
+    (void)m_services.context.save();
+    refresh();
+    if (TerminalPanel *panel = terminalPanel(); panel && panel->activeView())
+        panel->activeView()->setFocus();
+}
+
+} // namespace corvane

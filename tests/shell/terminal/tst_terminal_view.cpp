@@ -1,0 +1,159 @@
+// The terminal widget on a real shell, driven with keys and the mouse: colours of `ls --color`,
+// typing, selecting and copying, pasting, searching the scrollback; and the main window's
+// terminal panel toggled on a workspace, its last tab closed.
+#include "support/ToolWindowFixture.h"
+#include "support/StoreFixture.h"
+
+#include "core/window/WindowStateModel.h"
+#include "shell/terminal/TerminalPanel.h"
+#include "shell/terminal/TerminalView.h"
+#include "tools/terminal/TerminalPanelModel.h"
+#include "tools/terminal/TerminalService.h"
+#include "tools/terminal/TerminalSession.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QDir>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QListWidget>
+#include <QTest>
+#include <QToolButton>
+
+using namespace corvane;
+using namespace corvane::test;
+
+namespace {
+
+bool shows(TerminalSession &session, const QString &text, int ms = 10000)
+{
+    return QTest::qWaitFor([&] {
+        for (int row = -session.screen().scrollbackSize(); row < session.screen().rows(); ++row)
+            if (session.screen().lineText(row).contains(text))
+                return true;
+        return false;
+    }, ms);
+}
+
+int rowOf(TerminalSession &session, const QString &text)
+{
+    for (int row = session.screen().rows() - 1; row >= -session.screen().scrollbackSize(); --row)
+        if (session.screen().lineText(row).startsWith(text))
+            return row;
+    return -1000;
+}
+
+} // namespace
+
+class TestTerminalView : public QObject
+{
+    Q_OBJECT
+
+    TestEnvironment m_env;
+
+private slots:
+    void aShellInTheView()
+    {
+        QDir(m_env.root()).mkpath("src");
+        QFile script(m_env.path("build.sh"));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\n");
+        script.close();
+        script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
+
+        TerminalSession session(QStringLiteral("Terminal 1"), m_env.root());
+        session.startShell(QStringLiteral("/bin/bash"), {"--noprofile", "--norc", "-i"});
+        TerminalView view(session);
+        view.resize(640, 300);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QTRY_COMPARE(session.screen().columns(), (640 - view.verticalScrollBar()->sizeHint().width()) / view.cellSize().width());
+        session.sendCommand(QStringLiteral("PS1='$ '; clear; ls --color=always"));
+        QVERIFY(shows(session, QStringLiteral("build.sh")));
+        const int row = rowOf(session, QStringLiteral("build.sh"));
+        const QList<TerminalCell> cells = session.screen().line(row);
+        QVERIFY(!cells.first().style.has(TerminalStyle::defaultFg)); // ls colours an executable
+        QTest::qWait(50); // one frame
+        QDir().mkpath(CORVANE_SCREENSHOT_DIR);
+        QVERIFY(view.grab().save(CORVANE_SCREENSHOT_DIR "/terminal.png"));
+
+        view.setFocus();
+        QTest::keyClicks(&view, "echo typed-here");
+        QTest::keyClick(&view, Qt::Key_Return);
+        QVERIFY(shows(session, QStringLiteral("$ echo typed-here")));
+        QTRY_VERIFY(rowOf(session, QStringLiteral("typed-here")) > -1000);
+
+        // A drag over the output selects it; Ctrl+Shift+C copies.
+        const int out = rowOf(session, QStringLiteral("typed-here"));
+        const QSize cell = view.cellSize();
+        const QPoint from(cell.width() / 2, out * cell.height() + cell.height() / 2);
+        const QPoint to(cell.width() * 9 + cell.width() / 2, from.y());
+        QTest::mousePress(view.viewport(), Qt::LeftButton, {}, from);
+        QMouseEvent move(QEvent::MouseMove, to, view.viewport()->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view.viewport(), &move);
+        QTest::mouseRelease(view.viewport(), Qt::LeftButton, {}, to);
+        QCOMPARE(view.selectedText(), QStringLiteral("typed-here"));
+        QTest::keyClick(&view, Qt::Key_C, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("typed-here"));
+
+        QApplication::clipboard()->setText(QStringLiteral("echo pasted-$((40+2))"));
+        QTest::keyClick(&view, Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier);
+        QTest::keyClick(&view, Qt::Key_Return);
+        QVERIFY(shows(session, QStringLiteral("pasted-42")));
+
+        // Search: back through the scrollback to an old line, which comes into view selected.
+        session.sendCommand(QStringLiteral("echo needle-line; seq 1 300"));
+        QVERIFY(shows(session, QStringLiteral("300")));
+        QTest::keyClick(&view, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(view.searchField()->isVisible());
+        QVERIFY(view.findNext(QStringLiteral("NEEDLE-LINE")));
+        QVERIFY(view.scrollOffset() > 0);
+        QCOMPARE(view.selectedText(), QStringLiteral("needle-line"));
+        QTest::keyClick(view.searchField(), Qt::Key_Escape);
+        session.terminate();
+        QTRY_VERIFY(session.shellPid() == 0);
+    }
+
+    void thePanelOfAWorkspace()
+    {
+        ToolWindowFixture f;
+        const InsertedPlace place = insertPlace(f.ctx(), m_env.root());
+        TerminalService terminals(f.ctx());
+        f.window = std::make_unique<MainWindow>(
+            WindowServices{f.ctx(), f.preferences, f.settings, f.center, f.lifecycle, &f.tools, nullptr, &terminals}, 1);
+        f.window->resize(1100, 700);
+        f.window->show();
+        f.window->state().setContent(ContentState::workspace(place.workspaceId));
+        QTRY_VERIFY(f.window->content()->currentWidget()->objectName() == QStringLiteral("workspacePage"));
+        QVERIFY(!f.window->terminalPanel());
+
+        QAction *toggle = f.window->findChild<QAction *>(QStringLiteral("action:toggleTerminal"));
+        QVERIFY(toggle);
+        QCOMPARE(toggle->shortcut(), QKeySequence(QStringLiteral("Ctrl+`")));
+        toggle->trigger();
+        QTRY_VERIFY(f.window->terminalPanel());
+        TerminalPanel *panel = f.window->terminalPanel();
+        QVERIFY(f.ctx().get<Workspace>(place.workspaceId)->isTerminalVisible);
+        QCOMPARE(panel->sessionList()->count(), 1);
+        QCOMPARE(panel->sessionList()->item(0)->text(), QStringLiteral("Terminal 1"));
+        panel->addButton()->click();
+        QCOMPARE(panel->sessionList()->item(1)->text(), QStringLiteral("Terminal 2"));
+        QCOMPARE(terminals.terminals().size(), 2);
+
+        toggle->trigger(); // hidden, the shells go on
+        QTRY_VERIFY(!f.window->terminalPanel());
+        QCOMPARE(terminals.panel(place.workspaceId)->sessions().size(), 2);
+        toggle->trigger();
+        QTRY_COMPARE(f.window->terminalPanel(), panel);
+
+        panel->closeButton()->click();
+        panel->closeButton()->click(); // the last one: the panel goes
+        QTRY_VERIFY(!f.window->terminalPanel());
+        QVERIFY(!terminals.panel(place.workspaceId));
+        QTRY_VERIFY(!f.ctx().get<Workspace>(place.workspaceId)->isTerminalVisible);
+    }
+};
+
+QTEST_MAIN(TestTerminalView)
+#include "tst_terminal_view.moc"
