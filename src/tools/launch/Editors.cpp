@@ -163,11 +163,11 @@ void open(const IDE &ide, const QString &folder)
     else if (ide.desktopEntry)
         command = execCommand(execLine(*ide.desktopEntry), folder);
     if (command.isEmpty()) {
-        logLine("[Launch]", QStringLiteral("no way to start %1").arg(ide.name));
+        logLine("Launch", QStringLiteral("no way to start %1").arg(ide.name));
         return;
     }
     if (!QProcess::startDetached(command.first(), command.mid(1), folder))
-        logLine("[Launch]", QStringLiteral("could not start %1 (%2)").arg(ide.name, command.first()));
+        logLine("Launch", QStringLiteral("could not start %1 (%2)").arg(ide.name, command.first()));
 }
 
 } // namespace editors

@@ -61,11 +61,11 @@ void openInTerminal(const QString &folder)
     const QStringList binDirs = qEnvironmentVariable("PATH").split(QLatin1Char(':'), Qt::SkipEmptyParts);
     const auto launch = choose(folder, binDirs, qEnvironmentVariable("XDG_CURRENT_DESKTOP"));
     if (!launch) {
-        logLine("[Launch]", QStringLiteral("no terminal application found to open %1").arg(folder));
+        logLine("Launch", QStringLiteral("no terminal application found to open %1").arg(folder));
         return;
     }
     if (!QProcess::startDetached(launch->program, launch->arguments, launch->workingDirectory))
-        logLine("[Launch]", QStringLiteral("could not start %1 in %2").arg(launch->program, folder));
+        logLine("Launch", QStringLiteral("could not start %1 in %2").arg(launch->program, folder));
 }
 
 } // namespace corvane::terminallaunch

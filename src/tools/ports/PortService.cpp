@@ -101,7 +101,7 @@ Status PortService::stop(qint64 pid)
         const int code = errno;
         return Error(tr("Could not stop process %1: %2").arg(pid).arg(QString::fromLocal8Bit(std::strerror(code))), code);
     }
-    logLine("[Ports]", QStringLiteral("sent SIGTERM to %1").arg(pid));
+    logLine("Ports", QStringLiteral("sent SIGTERM to %1").arg(pid));
     refresh();
     QTimer::singleShot(1000, this, &PortService::refresh);
     return {};
@@ -199,7 +199,7 @@ void PortService::finish(const QList<PortInfo> &ports)
 
 void PortService::fail(const QString &message)
 {
-    logLine("[Ports]", message);
+    logLine("Ports", message);
     m_lastError = message;
     m_loading = false;
     m_scanned = true;
