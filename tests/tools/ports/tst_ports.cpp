@@ -1,12 +1,12 @@
 // The ports tool: lsof's output parsed from canned text, attribution to projects by folder, the
 // shared poll, and a real listener found in its project and stopped.
+#include "support/PortListener.h"
 #include "support/TestEnvironment.h"
 #include "tools/ports/PortListing.h"
 #include "tools/ports/PortService.h"
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTcpSocket>
@@ -47,40 +47,6 @@ QString identity(const QString &path)
 {
     return path;
 }
-
-// A Python process that listens on a free loopback port and says which; its parent shell stays
-// in `folder` while the listener itself works in "/", as a dev server's worker may.
-struct Listener
-{
-    QProcess shell;
-    int port = 0;
-
-    bool start(const QString &folder, bool fromRoot)
-    {
-        const QString python = QStandardPaths::findExecutable(QStringLiteral("python3"));
-        if (python.isEmpty())
-            return false;
-        const QString script = QStringLiteral(
-            "import socket,time\n"
-            "s=socket.socket(); s.bind(('127.0.0.1',0)); s.listen()\n"
-            "print(s.getsockname()[1], flush=True)\n"
-            "while True: time.sleep(60)\n");
-        shell.setWorkingDirectory(folder);
-        if (fromRoot) // the subshell goes to "/" and becomes python; the shell itself waits in `folder`
-            shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("(cd / && exec \"$0\" -c \"$1\"); true"), python, script});
-        else
-            shell.start(python, {QStringLiteral("-c"), script});
-        if (!shell.waitForStarted() || !shell.waitForReadyRead(20000))
-            return false;
-        port = shell.readLine().trimmed().toInt();
-        return port > 0;
-    }
-    ~Listener()
-    {
-        shell.kill();
-        shell.waitForFinished();
-    }
-};
 
 bool scan(PortService &service)
 {
@@ -300,7 +266,7 @@ private slots:
             QSKIP("lsof is not installed (Debian package lsof)");
         QVERIFY(QDir(m_env.root()).mkpath("projects/shop/web"));
         const QString project = QFileInfo(m_env.path("projects/shop")).canonicalFilePath();
-        Listener listener;
+        test::PortListener listener;
         if (!listener.start(project + "/web", false))
             QSKIP("python3 could not start a listener");
 
@@ -311,7 +277,7 @@ private slots:
         QVERIFY2(!service.lastError(), qPrintable(service.lastError().value_or(QString())));
         const PortInfo *found = find(service.ports(), listener.port);
         QVERIFY2(found, qPrintable(describe(service.ports())));
-        QCOMPARE(found->pid, listener.shell.processId());
+        QCOMPARE(found->pid, listener.process.processId());
         QCOMPARE(found->projectName, std::optional<QString>("shop"));
         QCOMPARE(found->profileColorHex, std::optional<QString>("#34C759"));
         QCOMPARE(found->address, QStringLiteral("127.0.0.1"));
@@ -328,7 +294,7 @@ private slots:
         service.setProgram(QStringLiteral("lsof"));
 
         QVERIFY(service.stop(found->pid).ok());
-        QVERIFY(listener.shell.waitForFinished(20000));
+        QVERIFY(listener.process.waitForFinished(20000));
         QVERIFY(QTest::qWaitFor([&] { return scan(service) && !find(service.ports(), listener.port); }, 30000));
         QTcpSocket probe;
         probe.connectToHost(QStringLiteral("127.0.0.1"), quint16(listener.port));
@@ -342,7 +308,7 @@ private slots:
             QSKIP("lsof is not installed (Debian package lsof)");
         QVERIFY(QDir(m_env.root()).mkpath("projects/api"));
         const QString project = QFileInfo(m_env.path("projects/api")).canonicalFilePath();
-        Listener listener;
+        test::PortListener listener;
         if (!listener.start(project, true))
             QSKIP("python3 could not start a listener");
         PortService service;
@@ -350,7 +316,7 @@ private slots:
         QVERIFY(scan(service));
         const PortInfo *found = find(service.ports(), listener.port);
         QVERIFY2(found, qPrintable(describe(service.ports())));
-        QVERIFY(found->pid != listener.shell.processId()); // the worker, not the shell
+        QVERIFY(found->pid != listener.process.processId()); // the worker, not the shell
         QCOMPARE(found->workingDirectory, std::optional<QString>(project));
         QCOMPARE(found->projectName, std::optional<QString>("api"));
     }
