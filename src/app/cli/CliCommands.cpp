@@ -9,6 +9,7 @@
 #include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
 #include "app/cli/SendCommand.h"
+#include "app/cli/ToolCommands.h"
 #include "app/cli/WorkspaceCommands.h"
 #include "core/Log.h"
 #include "core/Paths.h"
@@ -129,6 +130,15 @@ Commands:
   run feedback --run UUID TEXT
       The user's decision on a run waiting for review; feedback starts the next
       iteration and drives it like run start.
+  ports [--json]
+      The listening TCP ports of the projects' processes (or of their parents),
+      with a header line: port, pid, process, address, project, folder. --json
+      prints one array of {port, pid, process, address, project,
+      workingDirectory}. Needs lsof.
+  run-commands --project DIR [--json]
+      The commands proposed for the folder's build files, one per line: name,
+      command, the file that suggested it. --json prints one array of {name,
+      command, detectedBy}. A DIR that is not a folder exits 1.
   help
       This text.
 
@@ -256,6 +266,10 @@ int run(const QStringList &arguments)
         return listIssues(rest);
     if (command == QLatin1String("run"))
         return runCommand(rest);
+    if (command == QLatin1String("ports"))
+        return portsCommand(rest);
+    if (command == QLatin1String("run-commands"))
+        return runCommandsCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;

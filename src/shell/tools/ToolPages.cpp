@@ -5,7 +5,10 @@
 #include "shell/tools/AgentsToolPage.h"
 #include "shell/tools/FlowsToolPage.h"
 #include "shell/tools/PlannerToolPage.h"
+#include "shell/tools/PortsToolPage.h"
 #include "shell/tools/SkillsToolPage.h"
+#include "tools/ports/PortService.h"
+#include "tools/ports/ProjectScopes.h"
 
 namespace corvane {
 
@@ -17,6 +20,12 @@ QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContex
         auto *board = new PlannerToolPage(*services.planner, parent);
         board->setObjectName(QStringLiteral("plannerToolPage"));
         return board;
+    }
+    if (toolId == QLatin1String("ports")) {
+        // One service for every window's page, so that they share one poll.
+        auto *ports = new PortsToolPage(PortService::shared(), [&context] { return projectScopes(context); }, parent);
+        ports->setObjectName(QStringLiteral("portsToolPage"));
+        return ports;
     }
     DefinitionToolPage *page = nullptr;
     if (toolId == QLatin1String("flows"))

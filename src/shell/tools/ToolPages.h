@@ -21,7 +21,8 @@ struct ToolServices
     PlannerService *planner = nullptr;
 };
 
-// The page of the tool "flows", "agents", "skills" or "planner", or null for a tool without one yet.
+// The page of the tool "flows", "agents", "skills", "planner" or "ports", or null for a tool without
+// one yet.
 QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContext &context, QWidget *parent);
 // Shows the page again: the definition tools rescan their folders.
 void refreshToolPage(QWidget *page);
