@@ -1,5 +1,5 @@
 # The tool pages: Flows, Agents and Skills (definition files beside their editors), the Planner and
-# Ports.
+# the Ports and Terminal overviews.
 target_sources(corvane_shell PRIVATE
     tools/ToolForm.h tools/ToolForm.cpp
     tools/DefinitionToolPage.h tools/DefinitionToolPage.cpp
@@ -9,6 +9,7 @@ target_sources(corvane_shell PRIVATE
     tools/PlannerToolPage.h tools/PlannerToolPage.cpp
     tools/IssueDetailView.h tools/IssueDetailView.cpp
     tools/PortsToolPage.h tools/PortsToolPage.cpp
+    tools/TerminalsToolPage.h tools/TerminalsToolPage.cpp
     tools/ToolPages.h tools/ToolPages.cpp)
 target_link_libraries(corvane_shell PUBLIC corvane_automation corvane_planning Qt6::DBus)
 target_link_libraries(corvane_shell PUBLIC corvane_tools)

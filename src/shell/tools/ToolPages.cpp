@@ -7,6 +7,7 @@
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/PortsToolPage.h"
 #include "shell/tools/SkillsToolPage.h"
+#include "shell/tools/TerminalsToolPage.h"
 #include "tools/ports/PortService.h"
 #include "tools/ports/ProjectScopes.h"
 
@@ -26,6 +27,13 @@ QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContex
         auto *ports = new PortsToolPage(PortService::shared(), [&context] { return projectScopes(context); }, parent);
         ports->setObjectName(QStringLiteral("portsToolPage"));
         return ports;
+    }
+    if (toolId == QLatin1String("terminal")) {
+        if (!services.terminals)
+            return nullptr;
+        auto *terminals = new TerminalsToolPage(*services.terminals, parent);
+        terminals->setObjectName(QStringLiteral("terminalToolPage"));
+        return terminals;
     }
     DefinitionToolPage *page = nullptr;
     if (toolId == QLatin1String("flows"))

@@ -11,6 +11,7 @@ class AutomationFlowsService;
 class PlannerService;
 class SkillsService;
 class StoreContext;
+class TerminalService;
 
 // The services behind the tool pages, one set for the whole application.
 struct ToolServices
@@ -19,6 +20,7 @@ struct ToolServices
     AgentDefinitionsService &agents;
     SkillsService &skills;
     PlannerService *planner = nullptr;
+    TerminalService *terminals = nullptr;
 };
 
 // The page of the tool "flows", "agents", "skills", "planner" or "ports", or null for a tool without

@@ -9,6 +9,7 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "shell/preferences/PreferencesWindow.h"
+#include "shell/tools/TerminalsToolPage.h"
 #include "core/settings/AppSettings.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
@@ -154,6 +155,8 @@ void MainWindow::buildColumns()
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
             QWidget *page = makeToolPage(toolId, *definitions, *context, m_content);
+            if (auto *terminals = qobject_cast<TerminalsToolPage *>(page))
+                connect(terminals, &TerminalsToolPage::workspaceActivated, this, &MainWindow::showWorkspace);
             if (auto *board = qobject_cast<PlannerToolPage *>(page)) {
                 connect(board, &PlannerToolPage::runAgentRequested, this, &MainWindow::openRunAgentPanel);
                 connect(board, &PlannerToolPage::newIssueRequested, this, &MainWindow::openNewIssue);

@@ -149,6 +149,7 @@ private:
     void setUpTerminals();
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
     void toggleTerminal();
+    void runInTerminal(const QUuid &workspaceId, const QString &command, const QString &name);
 
     WindowServices m_services;
     WindowStateModel *m_state;

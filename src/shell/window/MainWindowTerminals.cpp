@@ -8,6 +8,7 @@
 #include "core/window/WindowStateModel.h"
 #include "shell/terminal/TerminalPanel.h"
 #include "shell/terminal/TerminalView.h"
+#include "shell/window/SidebarView.h"
 #include "tools/terminal/TerminalPanelModel.h"
 #include "tools/terminal/TerminalService.h"
 
@@ -32,6 +33,10 @@ void MainWindow::setUpTerminals()
             (void)m_services.context.save();
         }
         scheduleRefresh();
+    });
+    connect(m_sidebar, &SidebarView::runCommandRequested, this,
+            [this](const QUuid &workspaceId, const QString &command, const QString &name) {
+        runInTerminal(workspaceId, command, name);
     });
     connect(m_content, &ContentArea::terminalHeightChanged, this, [this](int height) {
         const ContentState content = m_state->content();
@@ -61,6 +66,25 @@ void MainWindow::showTerminal(const Workspace &workspace, const std::optional<QS
     if (!panel)
         panel = new TerminalPanel(*model);
     m_content->setTerminalPanel(panel, int(workspace.terminalHeightStorage.value_or(defaultTerminalHeight)));
+}
+
+void MainWindow::runInTerminal(const QUuid &workspaceId, const QString &command, const QString &name)
+{
+    const auto workspace = m_services.context.get<Workspace>(workspaceId);
+    if (!workspace || !m_services.terminals)
+        return;
+    const auto project = workspace->projectId ? m_services.context.get<Project>(*workspace->projectId) : nullptr;
+    const std::optional<QString> folder = workspace->workingDirectory(project.get());
+    if (!folder)
+        return;
+    // A panel made now starts with its own first shell; the command gets a tab of its own.
+    m_services.terminals->ensurePanel(workspaceId, *folder)->runCommand(command, name);
+    if (!workspace->isTerminalVisible) {
+        workspace->isTerminalVisible = true;
+        (void)m_services.context.save();
+    }
+    showWorkspace(workspaceId);
+    refresh();
 }
 
 void MainWindow::toggleTerminal()

@@ -6,6 +6,7 @@
 #include "core/store/StoreContext.h"
 #include "core/window/ProfilePage.h"
 #include "core/window/SidebarTree.h"
+#include "shell/terminal/LaunchMenus.h"
 #include "shell/window/ActivityColors.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
@@ -288,10 +289,18 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
         });
         actions.append(action);
     };
+    // A submenu lives as long as the actions' owner.
+    const auto adopt = [owner](QMenu *menu) {
+        connect(owner, &QObject::destroyed, menu, &QObject::deleteLater);
+        return menu->menuAction();
+    };
     switch (ItemKind(item->data(0, kindRole).toInt())) {
     case ItemKind::project:
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
         add(tr("Quality Gates…"), &SidebarView::qualityGatesRequested);
+        for (const auto &project : m_model.projects())
+            if (project->id == id)
+                actions.append(adopt(openInMenu(project->path, nullptr)));
         for (const auto &project : m_model.projects())
             if (project->id == id)
                 for (const auto &workspace : m_model.lifecycle().workspaces(*project, true))
@@ -299,6 +308,15 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
                         restore(tr("Restore Workspace \u201C%1\u201D").arg(workspace->name), workspace);
         break;
     case ItemKind::workspace:
+        if (const auto workspace = m_model.modelContext().get<Workspace>(id)) {
+            const auto project = workspace->projectId ? m_model.modelContext().get<Project>(*workspace->projectId) : nullptr;
+            if (const std::optional<QString> folder = workspace->workingDirectory(project.get())) {
+                actions.append(adopt(runMenu(*folder, [this, id](const QString &command, const QString &name) {
+                    emit runCommandRequested(id, command, name);
+                }, nullptr)));
+                actions.append(adopt(openInMenu(*folder, nullptr)));
+            }
+        }
         add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
         add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
         if (const auto workspace = m_model.modelContext().get<Workspace>(id))

@@ -68,6 +68,8 @@ signals:
     void archiveChatRequested(const QUuid &chatId);
     void newWorkspaceRequested(const QUuid &projectId);
     void qualityGatesRequested(const QUuid &projectId);
+    // A suggested command to run in the workspace's terminal.
+    void runCommandRequested(const QUuid &workspaceId, const QString &command, const QString &name);
 
 private:
     void updateActivity(const QUuid &chatId);

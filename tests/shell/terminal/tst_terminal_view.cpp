@@ -7,6 +7,7 @@
 #include "core/window/WindowStateModel.h"
 #include "shell/terminal/TerminalPanel.h"
 #include "shell/terminal/TerminalView.h"
+#include "shell/window/SidebarView.h"
 #include "tools/terminal/TerminalPanelModel.h"
 #include "tools/terminal/TerminalService.h"
 #include "tools/terminal/TerminalSession.h"
@@ -18,6 +19,8 @@
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
 #include <QTest>
 #include <QToolButton>
 
@@ -104,7 +107,7 @@ private slots:
 
         // Search: back through the scrollback to an old line, which comes into view selected.
         session.sendCommand(QStringLiteral("echo needle-line; seq 1 300"));
-        QVERIFY(shows(session, QStringLiteral("300")));
+        QTRY_VERIFY(rowOf(session, QStringLiteral("300")) > -1000 && session.screen().lineText(rowOf(session, QStringLiteral("300"))) == QStringLiteral("300"));
         QTest::keyClick(&view, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
         QVERIFY(view.searchField()->isVisible());
         QVERIFY(view.findNext(QStringLiteral("NEEDLE-LINE")));
@@ -120,6 +123,7 @@ private slots:
         ToolWindowFixture f;
         const InsertedPlace place = insertPlace(f.ctx(), m_env.root());
         TerminalService terminals(f.ctx());
+        f.tools.terminals = &terminals;
         f.window = std::make_unique<MainWindow>(
             WindowServices{f.ctx(), f.preferences, f.settings, f.center, f.lifecycle, &f.tools, nullptr, &terminals}, 1);
         f.window->resize(1100, 700);
@@ -147,6 +151,42 @@ private slots:
         toggle->trigger();
         QTRY_COMPARE(f.window->terminalPanel(), panel);
 
+        // The workspace's menu suggests what its files can run; a choice runs in a new tab.
+        QFile makefile(m_env.path("Makefile"));
+        QVERIFY(makefile.open(QIODevice::WriteOnly));
+        makefile.write("all:\n\t@echo made-by-make\n");
+        makefile.close();
+        QObject owner;
+        QMenu *run = nullptr;
+        for (QAction *action : f.window->sidebar()->rowActions(place.workspaceId, &owner))
+            if (action->menu() && action->menu()->objectName() == QStringLiteral("runMenu"))
+                run = action->menu();
+        QVERIFY(run);
+        emit run->aboutToShow();
+        QCOMPARE(run->actions().first()->text(), QStringLiteral("make"));
+        run->actions().first()->trigger();
+        QTRY_COMPARE(panel->sessionList()->count(), 3);
+        QCOMPARE(panel->sessionList()->item(2)->text(), QStringLiteral("make"));
+        TerminalSession *made = terminals.panel(place.workspaceId)->sessions().last();
+        QTRY_VERIFY_WITH_TIMEOUT([&] {
+            for (int row = -made->screen().scrollbackSize(); row < made->screen().rows(); ++row)
+                if (made->screen().lineText(row) == QStringLiteral("made-by-make"))
+                    return true;
+            return false;
+        }(), 10000);
+
+        // The Terminal tool lists all three, and opens the workspace again.
+        f.window->state().setContent(ContentState::tool(QStringLiteral("terminal")));
+        QWidget *overview = nullptr;
+        QTRY_VERIFY((overview = f.window->findChild<QWidget *>(QStringLiteral("terminalToolPage"))) && overview->isVisible());
+        QTRY_VERIFY(overview->findChild<QWidget *>(QStringLiteral("terminal:make")));
+        QVERIFY(overview->findChild<QWidget *>(QStringLiteral("terminal:Terminal 1")));
+        for (QPushButton *button : overview->findChild<QWidget *>(QStringLiteral("terminal:make"))->findChildren<QPushButton *>())
+            if (button->text() == QStringLiteral("Open"))
+                button->click();
+        QTRY_COMPARE(f.window->state().content(), ContentState::workspace(place.workspaceId));
+
+        panel->closeButton()->click();
         panel->closeButton()->click();
         panel->closeButton()->click(); // the last one: the panel goes
         QTRY_VERIFY(!f.window->terminalPanel());
