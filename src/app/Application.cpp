@@ -21,6 +21,7 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/window/WindowStateModel.h"
+#include "app/SignInLauncher.h"
 #include "app/StartupSequence.h"
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
@@ -185,12 +186,8 @@ void Application::connectAgents(MainWindow &window)
     window.setChatViewFactory([agents, store, settings](const QUuid &chatId) -> QWidget * {
         auto *view = new ChatView(agents->sessions(), agents->controller(), *store, *settings);
         QObject::connect(view, &ChatView::chatAttached, &agents->floatingPrompts(), &FloatingPromptCoordinator::closePromptsOf);
-        QObject::connect(view, &ChatView::signInRequested, view, [](const QUuid &) {
-            // Signing in runs the tool's own login in a terminal; until the embedded terminal
-            // exists the user does it in theirs, and the chat says how.
-            QMessageBox::information(nullptr, QObject::tr("Sign in"),
-                                     QObject::tr("Run \"claude /login\" in a terminal (with the profile's CLAUDE_CONFIG_DIR for a "
-                                                 "profile other than the default), then send your message again."));
+        QObject::connect(view, &ChatView::signInRequested, view, [store, settings, view](const QUuid &id) {
+            openSignInSheet(store->mainContext(), *settings, id, view->window());
         });
         view->setChat(chatId);
         return view;

@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <thread>
 #include <vector>
 
 namespace corvane {
@@ -50,9 +51,17 @@ Pty::~Pty()
     if (m_pid > 0) {
         ::kill(-m_pid, SIGHUP);
         ::kill(m_pid, SIGHUP);
-        // Not waited for: a shell that ignores SIGHUP must not hang the window. Sessions end
-        // their shells (and reap them) before they let go of the terminal; this is the fallback.
-        ::waitpid(m_pid, nullptr, WNOHANG);
+        // Reaped on the side, so neither the window waits nor a zombie stays: a child that
+        // ignores the hang-up gets a second to go, then SIGKILL.
+        std::thread([pid = m_pid] {
+            for (int i = 0; i < 50; ++i) {
+                if (::waitpid(pid, nullptr, WNOHANG) != 0)
+                    return;
+                ::usleep(20000);
+            }
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
+        }).detach();
     }
     if (m_master >= 0)
         ::close(m_master);

@@ -47,8 +47,9 @@ TerminalSession::~TerminalSession()
     }
 }
 
-void TerminalSession::startShell(const QString &program, const QStringList &arguments)
+void TerminalSession::startShell(const QString &program, const QStringList &arguments, const QStringList &environment)
 {
+    m_environment = environment;
     const QProcessEnvironment system = QProcessEnvironment::systemEnvironment();
     m_loginShell = program.isEmpty();
     m_program = m_loginShell ? shelllaunch::shell(system) : program;
@@ -58,8 +59,9 @@ void TerminalSession::startShell(const QString &program, const QStringList &argu
     connect(m_pty, &Pty::output, &m_screen, &TerminalScreen::feed);
     connect(m_pty, &Pty::finished, this, &TerminalSession::onShellFinished);
     QString error;
-    if (!m_pty->start(m_program, m_arguments, shelllaunch::environment(system, QDir::homePath(), systemUserName()),
-                      m_directory, m_screen.rows(), m_screen.columns(), &error)) {
+    const QStringList childEnvironment = m_environment.isEmpty()
+        ? shelllaunch::environment(system, QDir::homePath(), systemUserName()) : m_environment;
+    if (!m_pty->start(m_program, m_arguments, childEnvironment, m_directory, m_screen.rows(), m_screen.columns(), &error)) {
         logLine(Tag, error);
         m_screen.feed(("\r\n" + error + "\r\n").toUtf8());
         return;
@@ -149,10 +151,13 @@ void TerminalSession::onShellFinished(int exitCode)
         emit terminated();
         return;
     }
+    emit exited(exitCode);
+    if (!m_restarts)
+        return;
     logLine(Tag, QStringLiteral("The shell of %1 exited with %2; starting it again").arg(m_name).arg(exitCode));
     QTimer::singleShot(restartDelayMs, this, [this] {
         if (!m_terminating)
-            startShell(m_loginShell ? QString() : m_program, m_arguments);
+            startShell(m_loginShell ? QString() : m_program, m_arguments, m_environment);
     });
 }
 

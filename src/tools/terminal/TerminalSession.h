@@ -34,8 +34,12 @@ public:
     QDateTime createdAt() const { return m_createdAt; }
     TerminalScreen &screen() { return m_screen; }
 
-    // `program` empty: the user's login shell ($SHELL -l, bash when unset).
-    void startShell(const QString &program = {}, const QStringList &arguments = {});
+    // `program` empty: the user's login shell ($SHELL -l, bash when unset). `environment` empty:
+    // the terminal's usual one; otherwise the child's whole environment ("NAME=value").
+    void startShell(const QString &program = {}, const QStringList &arguments = {},
+                    const QStringList &environment = {});
+    // A one-off program (a sign-in) ends with its session instead of being started again.
+    void setRestartsOnExit(bool restarts) { m_restarts = restarts; }
     pid_t shellPid() const;
     // The text and a newline, as if typed; marks the session as running something.
     void sendCommand(const QString &text);
@@ -57,6 +61,8 @@ public:
 signals:
     void runningChanged(bool running);
     void shellStarted();
+    // The child ended by itself (not through terminate()).
+    void exited(int exitCode);
     void terminated();
 
 private:
@@ -70,7 +76,9 @@ private:
     Pty *m_pty = nullptr;
     QString m_program;
     QStringList m_arguments;
+    QStringList m_environment;
     bool m_loginShell = true;
+    bool m_restarts = true;
     bool m_running = false;
     bool m_terminating = false;
 };

@@ -5,6 +5,7 @@
 #include "support/StoreFixture.h"
 
 #include "core/window/WindowStateModel.h"
+#include "shell/terminal/SignInSheet.h"
 #include "shell/terminal/TerminalPanel.h"
 #include "shell/terminal/TerminalView.h"
 #include "shell/window/SidebarView.h"
@@ -16,6 +17,10 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QProcessEnvironment>
+#include <QSignalSpy>
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QListWidget>
@@ -116,6 +121,46 @@ private slots:
         QTest::keyClick(view.searchField(), Qt::Key_Escape);
         session.terminate();
         QTRY_VERIFY(session.shellPid() == 0);
+    }
+
+    // The sign-in sheet on the real claude: its login prints where to go and waits for a code;
+    // closing the sheet ends it. A login that ends well closes the sheet by itself.
+    void signInInASheet()
+    {
+        const QString claude = qEnvironmentVariable("CORVANE_NPM_DIR") + QStringLiteral("/node_modules/.bin/claude");
+        if (!QFileInfo::exists(claude))
+            QSKIP("the agent tools are not installed (scripts/setup.sh)");
+        QStringList environment = QProcessEnvironment::systemEnvironment().toStringList();
+        environment << QStringLiteral("CLAUDE_CONFIG_DIR=") + m_env.path("claude-config") << QStringLiteral("BROWSER=true")
+                    << QStringLiteral("TERM=xterm-256color");
+        pid_t login = 0;
+        {
+            SignInSheet sheet(QStringLiteral("Sign in to Claude"), claude, {"auth", "login"}, environment);
+            sheet.show();
+            QVERIFY(shows(sheet.session(), QStringLiteral("Paste code here"), 30000));
+            QVERIFY(shows(sheet.session(), QStringLiteral("https://")));
+            login = sheet.session().shellPid();
+            QVERIFY(login > 0);
+            sheet.reject();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(QStringLiteral("/proc/%1").arg(login)), 5000); // ended and reaped
+        SignInSheet scripted(QStringLiteral("Sign in"), QStringLiteral("/bin/sh"),
+                             {"-c", "printf 'code: '; read code; test \"$code\" = good"}, environment);
+        QSignalSpy accepted(&scripted, &QDialog::accepted);
+        scripted.show();
+        QVERIFY(shows(scripted.session(), QStringLiteral("code:")));
+        QTest::keyClicks(scripted.view(), "bad");
+        QTest::keyClick(scripted.view(), Qt::Key_Return);
+        QTRY_VERIFY(scripted.statusLine()->text().contains(QStringLiteral("ended with code 1")));
+        QPushButton *again = nullptr;
+        for (QPushButton *button : scripted.findChildren<QPushButton *>())
+            if (button->text() == QStringLiteral("Start Again"))
+                again = button;
+        QVERIFY(again && again->isVisible());
+        again->click();
+        QTest::keyClicks(scripted.view(), "good");
+        QTest::keyClick(scripted.view(), Qt::Key_Return);
+        QTRY_COMPARE(accepted.size(), 1);
     }
 
     void thePanelOfAWorkspace()

@@ -1,0 +1,45 @@
+#include "app/SignInLauncher.h"
+
+#include "agent/runtime/AgentEnvironment.h"
+#include "agent/runtime/ToolLocator.h"
+#include "automation/LandingTexts.h"
+#include "core/records/Chat.h"
+#include "core/records/Profile.h"
+#include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
+#include "core/store/StoreContext.h"
+#include "shell/terminal/SignInSheet.h"
+
+#include <QMessageBox>
+#include <QProcessEnvironment>
+
+namespace corvane {
+
+void openSignInSheet(StoreContext &context, AppSettings &settings, const QUuid &chatId, QWidget *parent)
+{
+    const auto chat = context.get<Chat>(chatId);
+    const auto workspace = chat && chat->workspaceId ? context.get<Workspace>(*chat->workspaceId) : nullptr;
+    const std::shared_ptr<Profile> profile = landing::profileFor(context, workspace.get());
+    const bool codex = chat && chat->agentType() == AgentType::codex;
+    const AgentTool tool = codex ? AgentTool::codex : AgentTool::claude;
+    const ToolLocation location = locateTool(tool, codex ? settings.codexPath() : settings.claudePath());
+    if (!location.found()) {
+        QMessageBox::warning(parent, QObject::tr("Sign In"),
+                             QObject::tr("%1 was not found. Looked in:\n%2\n\nSet its path in Preferences.")
+                                 .arg(toolName(tool), location.searched.join(QLatin1Char('\n'))));
+        return;
+    }
+    QStringList environment = QProcessEnvironment::systemEnvironment().toStringList();
+    environment << QStringLiteral("TERM=xterm-256color") << QStringLiteral("COLORTERM=truecolor");
+    if (profile && !profile->isDefault)
+        environment = codex ? applyCodexEnvironment(environment, *profile) : applyClaudeEnvironment(environment, *profile);
+    const QStringList arguments = codex ? QStringList{QStringLiteral("login")}
+                                        : QStringList{QStringLiteral("auth"), QStringLiteral("login")};
+    const QString title = codex ? QObject::tr("Sign in to ChatGPT") : QObject::tr("Sign in to Claude");
+    auto *sheet = new SignInSheet(profile ? QStringLiteral("%1 (%2)").arg(title, profile->name) : title,
+                                  *location.path, arguments, environment, parent);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
+}
+
+} // namespace corvane
