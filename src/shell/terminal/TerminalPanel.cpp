@@ -87,6 +87,7 @@ TerminalView *TerminalPanel::viewFor(TerminalSession *session)
         return existing;
     auto *view = new TerminalView(*session);
     view->setDark(m_dark);
+    view->setTextScale(m_scale);
     m_views.insert(session->id(), view);
     m_stack->addWidget(view);
     return view;
@@ -98,8 +99,19 @@ TerminalView *TerminalPanel::activeView() const
     return active ? m_views.value(active->id()) : nullptr;
 }
 
+void TerminalPanel::setTextScale(double scale)
+{
+    if (qFuzzyCompare(scale, m_scale))
+        return;
+    m_scale = scale;
+    for (TerminalView *view : std::as_const(m_views))
+        view->setTextScale(scale);
+}
+
 void TerminalPanel::setDark(bool dark)
 {
+    if (dark == m_dark)
+        return;
     m_dark = dark;
     for (TerminalView *view : std::as_const(m_views))
         view->setDark(dark);

@@ -30,6 +30,7 @@ public:
     QToolButton *addButton() const { return m_add; }
     QToolButton *closeButton() const { return m_close; }
     void setDark(bool dark);
+    void setTextScale(double scale);
 
 private:
     void rebuild();
@@ -42,6 +43,7 @@ private:
     QToolButton *m_close;
     QHash<QUuid, TerminalView *> m_views;
     bool m_dark = false;
+    double m_scale = 1.0;
 };
 
 } // namespace corvane

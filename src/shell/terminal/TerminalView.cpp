@@ -54,14 +54,7 @@ TerminalView::TerminalView(TerminalSession &session, QWidget *parent)
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    font.setPointSize(12);
-    font.setStyleHint(QFont::Monospace);
-    font.setKerning(false);
-    setFont(font);
-    const QFontMetrics metrics(font);
-    m_cell = QSize(qMax(1, metrics.horizontalAdvance(QLatin1Char('M'))), qMax(1, metrics.lineSpacing()));
-    m_ascent = metrics.ascent();
+    setTextScale(1.0);
     setDark(QApplication::palette().color(QPalette::Window).lightness() < 128);
 
     m_frame->setSingleShot(true);
@@ -92,6 +85,21 @@ TerminalView::TerminalView(TerminalSession &session, QWidget *parent)
 TerminalScreen &TerminalView::screen() const
 {
     return m_session->screen();
+}
+
+void TerminalView::setTextScale(double scale)
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setPointSizeF(12.0 * qBound(0.5, scale, 3.0));
+    font.setStyleHint(QFont::Monospace);
+    font.setKerning(false);
+    setFont(font);
+    const QFontMetrics metrics(font);
+    m_cell = QSize(qMax(1, metrics.horizontalAdvance(QLatin1Char('M'))), qMax(1, metrics.lineSpacing()));
+    m_ascent = metrics.ascent();
+    if (m_session)
+        fitToView();
+    viewport()->update();
 }
 
 void TerminalView::setDark(bool dark)

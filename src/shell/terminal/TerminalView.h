@@ -40,6 +40,8 @@ public:
     bool findNext(const QString &text, bool older = true);
     QLineEdit *searchField() const { return m_search; }
     void setDark(bool dark);
+    // The 12-point monospaced font times the user's text size.
+    void setTextScale(double scale);
 
 protected:
     void paintEvent(QPaintEvent *event) override;

@@ -13,6 +13,7 @@
 #include <QUuid>
 
 #include <functional>
+#include <vector>
 #include <optional>
 
 class QSplitter;
@@ -179,6 +180,7 @@ private:
     PullRequestSection *m_pullRequest = nullptr;
     ObserverGuard m_issueObserver;
     QHash<QUuid, QPointer<TerminalPanel>> m_terminalPanels;
+    std::vector<ObserverGuard> m_terminalObservers;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

@@ -2,8 +2,10 @@
 // workspace says so, its height remembered on the workspace.
 #include "shell/window/MainWindow.h"
 
+#include "core/Broadcasts.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
+#include "core/settings/AppSettings.h"
 #include "core/store/StoreContext.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/terminal/TerminalPanel.h"
@@ -24,6 +26,9 @@ void MainWindow::setUpTerminals()
 {
     if (!m_services.terminals)
         return;
+    for (const QString &name : {broadcast::terminalAppearanceModeChanged, broadcast::textSizeScaleChanged})
+        m_terminalObservers.push_back(ObserverGuard(m_services.center, m_services.center.addObserver(name,
+            [this](const Notification &) { scheduleRefresh(); })));
     // The last tab closed (here or in another window): the panel goes and the workspace forgets it.
     connect(m_services.terminals, &TerminalService::panelRemoved, this, [this](const QUuid &workspaceId) {
         if (QPointer<TerminalPanel> panel = m_terminalPanels.take(workspaceId))
@@ -65,6 +70,12 @@ void MainWindow::showTerminal(const Workspace &workspace, const std::optional<QS
     QPointer<TerminalPanel> &panel = m_terminalPanels[workspace.id];
     if (!panel)
         panel = new TerminalPanel(*model);
+    // The terminal's own light or dark, or the window's; the user's text size. Read at every
+    // refresh, so a change in Preferences shows the next time the window draws.
+    const TerminalAppearanceMode mode = m_services.settings.terminalAppearanceMode();
+    panel->setDark(mode == TerminalAppearanceMode::dark
+                   || (mode == TerminalAppearanceMode::automatic && palette().color(QPalette::Window).lightness() < 128));
+    panel->setTextScale(m_services.settings.textSizeScale());
     m_content->setTerminalPanel(panel, int(workspace.terminalHeightStorage.value_or(defaultTerminalHeight)));
 }
 
