@@ -59,10 +59,7 @@ TerminalView::TerminalView(TerminalSession &session, QWidget *parent)
 
     m_frame->setSingleShot(true);
     m_frame->setInterval(frameMs);
-    connect(m_frame, &QTimer::timeout, this, [this] {
-        viewport()->update(m_pending);
-        m_pending = {};
-    });
+    connect(m_frame, &QTimer::timeout, this, &TerminalView::flushFrame);
     connect(&screen(), &TerminalScreen::damaged, this, &TerminalView::onDamage);
     connect(&screen(), &TerminalScreen::scrolled, this, &TerminalView::onScrolled);
     connect(&screen(), &TerminalScreen::altScreenChanged, this, [this] {
@@ -116,8 +113,27 @@ void TerminalView::onDamage(const QRect &cells)
                 cells.height() * m_cell.height())
         : viewport()->rect();
     m_pending += pixels;
-    if (!m_frame->isActive())
-        m_frame->start();
+    scheduleFrame();
+}
+
+void TerminalView::scheduleFrame()
+{
+    if (m_frame->isActive())
+        return;
+    // The first change after a quiet frame (the echo of a typed key) is shown at once; output
+    // that keeps coming is gathered and shown once a frame.
+    const qint64 since = m_lastFrame.isValid() ? m_lastFrame.elapsed() : frameMs;
+    if (since >= frameMs)
+        flushFrame();
+    else
+        m_frame->start(int(frameMs - since));
+}
+
+void TerminalView::flushFrame()
+{
+    viewport()->update(m_pending);
+    m_pending = {};
+    m_lastFrame.start();
 }
 
 void TerminalView::onScrolled(int lines)
@@ -132,8 +148,7 @@ void TerminalView::onScrolled(int lines)
     m_searchFrom.ry() -= lines;
     updateScrollBar();
     m_pending += viewport()->rect();
-    if (!m_frame->isActive())
-        m_frame->start();
+    scheduleFrame();
 }
 
 void TerminalView::updateScrollBar()

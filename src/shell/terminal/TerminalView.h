@@ -3,6 +3,7 @@
 #include "tools/terminal/TerminalSession.h"
 
 #include <QAbstractScrollArea>
+#include <QElapsedTimer>
 #include <QPoint>
 #include <QPointer>
 
@@ -61,6 +62,8 @@ private:
     TerminalScreen &screen() const;
     void onDamage(const QRect &cells);
     void onScrolled(int lines);
+    void scheduleFrame();
+    void flushFrame();
     void updateScrollBar();
     void fitToView();
     QPoint cellAt(const QPoint &pixel) const; // (column, row) in screen rows
@@ -74,6 +77,7 @@ private:
     int m_offset = 0;
     QRegion m_pending;
     QTimer *m_frame;
+    QElapsedTimer m_lastFrame; // when pending damage last went to the viewport
     bool m_dark = false;
     std::optional<QPoint> m_anchor; // selection, in (column, row)
     std::optional<QPoint> m_extent;

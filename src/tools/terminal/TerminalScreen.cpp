@@ -3,6 +3,7 @@
 #include <vterm.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace corvane {
 
@@ -135,6 +136,27 @@ struct TerminalScreenCallbacks
         return style;
     }
 
+    // Byte for byte, so that a false "different" (padding, unused colour bytes) only costs a lookup.
+    static bool samePen(const VTermScreenCell &a, const VTermScreenCell &b)
+    {
+        return std::memcmp(&a.attrs, &b.attrs, sizeof a.attrs) == 0 && std::memcmp(&a.fg, &b.fg, sizeof a.fg) == 0
+            && std::memcmp(&a.bg, &b.bg, sizeof a.bg) == 0;
+    }
+
+    // A cell's character into a line's text without a string of its own: blanks as spaces,
+    // characters past the basic plane as surrogate pairs, invalid code points as U+FFFD.
+    static void appendCharacter(QString &text, uint32_t code)
+    {
+        if (code == 0)
+            text.append(QLatin1Char(' '));
+        else if (code < 0x10000 && !QChar::isSurrogate(code))
+            text.append(QChar(char16_t(code)));
+        else if (QChar::requiresSurrogates(code) && code <= QChar::LastValidCodePoint)
+            text.append(QChar(QChar::highSurrogate(code))).append(QChar(QChar::lowSurrogate(code)));
+        else
+            text.append(QChar(QChar::ReplacementCharacter));
+    }
+
     static TerminalScreen::StoredLine store(TerminalScreen *s, int cols, const VTermScreenCell *cells)
     {
         // Trailing blank cells in the plain style are not kept.
@@ -143,18 +165,20 @@ struct TerminalScreenCallbacks
                && styleOf(s, cells[used - 1]) == TerminalStyle{})
             --used;
         TerminalScreen::StoredLine line;
-        line.text.reserve(used);
+        line.text.reserve(used + 1);
+        // Runs of cells share one pen: its style is looked up once per run, not once per cell.
+        const VTermScreenCell *previous = nullptr;
+        quint16 style = 0;
         for (int c = 0; c < used; ++c) {
             const VTermScreenCell &cell = cells[c];
             if (cell.chars[0] == uint32_t(-1))
                 continue; // the right half of a wide character: counted in its span, no text
-            if (cell.chars[0] == 0)
-                line.text.append(QLatin1Char(' '));
-            else
-                line.text.append(QString::fromUcs4(reinterpret_cast<const char32_t *>(cell.chars), 1));
+            appendCharacter(line.text, cell.chars[0]);
             if (cell.width == 2)
                 line.wideCells.append(quint16(c));
-            const quint16 style = s->styleIndex(styleOf(s, cell));
+            if (!previous || !samePen(*previous, cell))
+                style = s->styleIndex(styleOf(s, cell));
+            previous = &cell;
             const quint16 span = quint16(cell.width == 2 ? 2 : 1);
             if (!line.spans.isEmpty() && line.spans.last().style == style)
                 line.spans.last().cells += span;
