@@ -1,5 +1,6 @@
 // corvane-cli's workspace commands end to end: the real program on a real clone with a bare
 // remote, sharing the store through the XDG folders of the sandbox.
+#include "support/CliRun.h"
 #include "GitSandbox.h"
 #include "support/FakeModel.h"
 
@@ -17,22 +18,8 @@ class WorkspaceCliTest : public QObject
 private:
     test::GitSandbox m_sandbox;
 
-    struct Run
-    {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
-
-    Run cli(const QStringList &arguments)
-    {
-        QProcess process;
-        process.start(QStringLiteral(CORVANE_CLI_PATH), arguments);
-        if (!process.waitForFinished(60000))
-            process.kill();
-        return Run{process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                   QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
-    }
+    using Run = test::CliRun;
+    static Run cli(const QStringList &arguments) { return test::runCli(QStringLiteral(CORVANE_CLI_PATH), arguments); }
 
     static QStringList fields(const QString &line) { return line.trimmed().split(u'\t'); }
 

@@ -1,6 +1,7 @@
 // The terminal widget on a real shell, driven with keys and the mouse: colours of `ls --color`,
 // typing, selecting and copying, pasting, searching the scrollback; and the main window's
 // terminal panel toggled on a workspace, its last tab closed.
+#include "support/TerminalWaits.h"
 #include "support/ToolWindowFixture.h"
 #include "support/StoreFixture.h"
 
@@ -33,16 +34,6 @@ using namespace corvane;
 using namespace corvane::test;
 
 namespace {
-
-bool shows(TerminalSession &session, const QString &text, int ms = 10000)
-{
-    return QTest::qWaitFor([&] {
-        for (int row = -session.screen().scrollbackSize(); row < session.screen().rows(); ++row)
-            if (session.screen().lineText(row).contains(text))
-                return true;
-        return false;
-    }, ms);
-}
 
 int rowOf(TerminalSession &session, const QString &text)
 {
@@ -78,7 +69,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         QTRY_COMPARE(session.screen().columns(), (640 - view.verticalScrollBar()->sizeHint().width()) / view.cellSize().width());
         session.sendCommand(QStringLiteral("PS1='$ '; clear; ls --color=always"));
-        QVERIFY(shows(session, QStringLiteral("build.sh")));
+        QVERIFY(screenShows(session, QStringLiteral("build.sh")));
         const int row = rowOf(session, QStringLiteral("build.sh"));
         const QList<TerminalCell> cells = session.screen().line(row);
         QVERIFY(!cells.first().style.has(TerminalStyle::defaultFg)); // ls colours an executable
@@ -89,7 +80,7 @@ private slots:
         view.setFocus();
         QTest::keyClicks(&view, "echo typed-here");
         QTest::keyClick(&view, Qt::Key_Return);
-        QVERIFY(shows(session, QStringLiteral("$ echo typed-here")));
+        QVERIFY(screenShows(session, QStringLiteral("$ echo typed-here")));
         QTRY_VERIFY(rowOf(session, QStringLiteral("typed-here")) > -1000);
 
         // A drag over the output selects it; Ctrl+Shift+C copies.
@@ -108,7 +99,7 @@ private slots:
         QApplication::clipboard()->setText(QStringLiteral("echo pasted-$((40+2))"));
         QTest::keyClick(&view, Qt::Key_V, Qt::ControlModifier | Qt::ShiftModifier);
         QTest::keyClick(&view, Qt::Key_Return);
-        QVERIFY(shows(session, QStringLiteral("pasted-42")));
+        QVERIFY(screenShows(session, QStringLiteral("pasted-42")));
 
         // Search: back through the scrollback to an old line, which comes into view selected.
         session.sendCommand(QStringLiteral("echo needle-line; seq 1 300"));
@@ -137,8 +128,8 @@ private slots:
         {
             SignInSheet sheet(QStringLiteral("Sign in to Claude"), claude, {"auth", "login"}, environment);
             sheet.show();
-            QVERIFY(shows(sheet.session(), QStringLiteral("Paste code here"), 30000));
-            QVERIFY(shows(sheet.session(), QStringLiteral("https://")));
+            QVERIFY(screenShows(sheet.session(), QStringLiteral("Paste code here"), 30000));
+            QVERIFY(screenShows(sheet.session(), QStringLiteral("https://")));
             login = sheet.session().shellPid();
             QVERIFY(login > 0);
             sheet.reject();
@@ -148,7 +139,7 @@ private slots:
                              {"-c", "printf 'code: '; read code; test \"$code\" = good"}, environment);
         QSignalSpy accepted(&scripted, &QDialog::accepted);
         scripted.show();
-        QVERIFY(shows(scripted.session(), QStringLiteral("code:")));
+        QVERIFY(screenShows(scripted.session(), QStringLiteral("code:")));
         QTest::keyClicks(scripted.view(), "bad");
         QTest::keyClick(scripted.view(), Qt::Key_Return);
         QTRY_VERIFY(scripted.statusLine()->text().contains(QStringLiteral("ended with code 1")));

@@ -1,5 +1,6 @@
 // corvane-cli ports and run-commands end to end: the real program, sharing the store through the
 // test's XDG folders, with a real listener in a project folder.
+#include "support/CliRun.h"
 #include "support/PortListener.h"
 #include "support/StoreFixture.h"
 #include "support/TestEnvironment.h"
@@ -23,22 +24,8 @@ class ToolsCliTest : public QObject
 
     test::TestEnvironment m_env;
 
-    struct Run
-    {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
-
-    Run cli(const QStringList &arguments)
-    {
-        QProcess process;
-        process.start(QStringLiteral(CORVANE_CLI_PATH), arguments);
-        if (!process.waitForFinished(60000))
-            process.kill();
-        return Run{process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                   QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
-    }
+    using Run = test::CliRun;
+    static Run cli(const QStringList &arguments) { return test::runCli(QStringLiteral(CORVANE_CLI_PATH), arguments); }
 
 private slots:
     void portsOfTheStoresProjects()

@@ -1,6 +1,7 @@
 // Real shells on real pseudo-terminals: what they print lands in the cells, a resize reaches
 // them, Ctrl+C reaches their children, an exited shell comes back, and closing a tab or
 // stopping a terminal ends everything the shell started, the stubborn and the backgrounded too.
+#include "support/TerminalWaits.h"
 #include "support/TestEnvironment.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
@@ -21,16 +22,6 @@ using namespace corvane;
 using namespace corvane::test;
 
 namespace {
-
-bool screenShows(TerminalSession &session, const QString &text, int ms = 10000)
-{
-    return QTest::qWaitFor([&] {
-        for (int row = -session.screen().scrollbackSize(); row < session.screen().rows(); ++row)
-            if (session.screen().lineText(row).contains(text))
-                return true;
-        return false;
-    }, ms);
-}
 
 bool alive(pid_t pid)
 {
