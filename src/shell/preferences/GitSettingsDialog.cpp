@@ -91,6 +91,13 @@ GitSettingsDialog::GitSettingsDialog(QWidget *parent, const QString &gitProgram)
     m_model.load();
 }
 
+GitSettingsDialog::~GitSettingsDialog()
+{
+    // The fields lose focus as the sheet is taken down, after the model has gone.
+    disconnect(m_name, nullptr, this, nullptr);
+    disconnect(m_email, nullptr, this, nullptr);
+}
+
 void GitSettingsDialog::done(int result)
 {
     m_model.done();

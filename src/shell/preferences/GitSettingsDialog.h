@@ -18,6 +18,7 @@ class GitSettingsDialog : public QDialog
 
 public:
     explicit GitSettingsDialog(QWidget *parent = nullptr, const QString &gitProgram = {});
+    ~GitSettingsDialog() override;
 
     GitSettingsModel &model() { return m_model; }
     QLineEdit *nameField() const { return m_name; }

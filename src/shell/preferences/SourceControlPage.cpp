@@ -115,6 +115,12 @@ SourceControlPage::SourceControlPage(AppSettings &settings, SourceControlAccount
     redraw();
 }
 
+SourceControlPage::~SourceControlPage()
+{
+    // The field loses focus while the page is taken down; nothing is left to save it into.
+    disconnect(m_api, nullptr, this, nullptr);
+}
+
 void SourceControlPage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);

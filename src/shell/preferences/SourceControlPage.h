@@ -24,6 +24,7 @@ class SourceControlPage : public QWidget
 
 public:
     SourceControlPage(AppSettings &settings, SourceControlAccounts::Options options, QWidget *parent = nullptr);
+    ~SourceControlPage() override;
 
     SourceControlAccounts &accounts() { return m_accounts; }
     QPushButton *addAccountButton() const { return m_addAccount; }

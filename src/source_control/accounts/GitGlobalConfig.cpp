@@ -10,7 +10,10 @@
 namespace corvane {
 
 GitGlobalConfig::GitGlobalConfig(const QString &program)
-    : m_queue(GitCommandQueue::create(QDir::homePath(), program.isEmpty() ? gitExecutable() : program))
+    // Any folder will do for --global and credential calls; a HOME that does not exist must
+    // not stop them.
+    : m_queue(GitCommandQueue::create(QDir(QDir::homePath()).exists() ? QDir::homePath() : QDir::rootPath(),
+                                      program.isEmpty() ? gitExecutable() : program))
 {
 }
 
