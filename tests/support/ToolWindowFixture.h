@@ -28,7 +28,7 @@ struct ToolWindowFixture
     AgentDefinitionsService agents{f.store};
     SkillsService skills{f.store};
     PlannerService planner{f.store->mainContext(), center};
-    ToolServices tools{flows, agents, skills, &planner};
+    ToolServices tools{flows, agents, skills, &planner, nullptr, f.store, &center};
     std::unique_ptr<MainWindow> window;
 
     StoreContext &ctx() { return f.store->mainContext(); }

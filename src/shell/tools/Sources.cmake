@@ -10,6 +10,7 @@ target_sources(corvane_shell PRIVATE
     tools/IssueDetailView.h tools/IssueDetailView.cpp
     tools/PortsToolPage.h tools/PortsToolPage.cpp
     tools/TerminalsToolPage.h tools/TerminalsToolPage.cpp
+    tools/PulseToolPage.h tools/PulseToolPage.cpp
     tools/ToolPages.h tools/ToolPages.cpp)
-target_link_libraries(corvane_shell PUBLIC corvane_automation corvane_planning Qt6::DBus)
+target_link_libraries(corvane_shell PUBLIC corvane_automation corvane_planning corvane_presentation Qt6::DBus)
 target_link_libraries(corvane_shell PUBLIC corvane_tools)

@@ -6,6 +6,8 @@
 #include "shell/tools/FlowsToolPage.h"
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/PortsToolPage.h"
+#include "shell/tools/PulseToolPage.h"
+#include "presentation/pulse/PulseModel.h"
 #include "shell/tools/SkillsToolPage.h"
 #include "shell/tools/TerminalsToolPage.h"
 #include "tools/ports/PortService.h"
@@ -27,6 +29,15 @@ QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContex
         auto *ports = new PortsToolPage(PortService::shared(), [&context] { return projectScopes(context); }, parent);
         ports->setObjectName(QStringLiteral("portsToolPage"));
         return ports;
+    }
+    if (toolId == QLatin1String("pulse")) {
+        if (!services.store || !services.center)
+            return nullptr;
+        auto *model = new PulseModel(services.store, *services.center);
+        auto *pulse = new PulseToolPage(*model, parent);
+        model->setParent(pulse);
+        pulse->setObjectName(QStringLiteral("pulseToolPage"));
+        return pulse;
     }
     if (toolId == QLatin1String("terminal")) {
         if (!services.terminals)

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <memory>
+
 class QWidget;
 
 namespace corvane {
@@ -10,6 +12,8 @@ class AgentDefinitionsService;
 class AutomationFlowsService;
 class PlannerService;
 class SkillsService;
+class NotificationCenter;
+class Store;
 class StoreContext;
 class TerminalService;
 
@@ -21,6 +25,9 @@ struct ToolServices
     SkillsService &skills;
     PlannerService *planner = nullptr;
     TerminalService *terminals = nullptr;
+    // The Pulse tool reads the store on workers and follows the broadcasts.
+    std::shared_ptr<Store> store;
+    NotificationCenter *center = nullptr;
 };
 
 // The page of the tool "flows", "agents", "skills", "planner" or "ports", or null for a tool without

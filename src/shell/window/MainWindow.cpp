@@ -9,6 +9,7 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "shell/preferences/PreferencesWindow.h"
+#include "shell/tools/PulseToolPage.h"
 #include "shell/tools/TerminalsToolPage.h"
 #include "core/settings/AppSettings.h"
 #include "core/store/Store.h"
@@ -155,6 +156,8 @@ void MainWindow::buildColumns()
         StoreContext *context = &m_services.context;
         m_content->setToolPageFactory([this, definitions, context](const QString &toolId) {
             QWidget *page = makeToolPage(toolId, *definitions, *context, m_content);
+            if (auto *pulse = qobject_cast<PulseToolPage *>(page))
+                connect(pulse, &PulseToolPage::chatActivated, this, &MainWindow::openChatFromPulse);
             if (auto *terminals = qobject_cast<TerminalsToolPage *>(page))
                 connect(terminals, &TerminalsToolPage::workspaceActivated, this, &MainWindow::showWorkspace);
             if (auto *board = qobject_cast<PlannerToolPage *>(page)) {
@@ -485,6 +488,21 @@ void MainWindow::showLinkedIssue(const std::optional<QUuid> &workspaceId)
 void MainWindow::showWorkspace(const QUuid &workspaceId)
 {
     m_navigator->showWorkspace(workspaceId);
+    refresh();
+}
+
+void MainWindow::openChatFromPulse(const QUuid &chatId)
+{
+    const auto chat = m_services.context.get<Chat>(chatId);
+    if (!chat)
+        return;
+    // An archived chat comes back first, as from the sidebar.
+    if (chat->isArchived()) {
+        const LifecycleOutcome outcome = m_services.lifecycle.restoreChat(chat);
+        if (!outcome.message.isEmpty())
+            QMessageBox::information(this, tr("Restore Chat"), outcome.message);
+    }
+    m_navigator->showChat(chatId);
     refresh();
 }
 

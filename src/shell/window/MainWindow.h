@@ -139,6 +139,7 @@ private:
     void openNewIssue(IssueStatus status);
     void createSimpleWorkspaceIn(Project &project);
     void showWorkspace(const QUuid &workspaceId);
+    void openChatFromPulse(const QUuid &chatId);
     // The card linked to the shown workspace in the inspector, or no panel.
     void showLinkedIssue(const std::optional<QUuid> &workspaceId);
     void setUpGitActions();
