@@ -79,9 +79,10 @@ private slots:
         QDir().mkpath(CORVANE_SCREENSHOT_DIR);
         QVERIFY(p.view.grab().save(CORVANE_SCREENSHOT_DIR "/commit-sync-panel.png"));
         p.panel().commitButton()->click();
+        // The watcher's refresh may come before the commit's own answer: wait for both.
+        QTRY_COMPARE(p.panel().messageField()->text(), QString()); // the field empties with the commit
         QTRY_COMPARE(p.status.modifiedFiles().size(), 0);
         QCOMPARE(m_git.git(repo, {"log", "-1", "--format=%s"}).trimmed(), QByteArray("feat(notes): add notes"));
-        QCOMPARE(p.panel().messageField()->text(), QString()); // the field empties with the commit
         QVERIFY(p.panel().pushButton()->toolTip() == "Push and set upstream");
         p.panel().pushButton()->click();
         QTRY_VERIFY(p.panel().pushButton()->text().startsWith("Pushed"));
