@@ -1,5 +1,7 @@
 #include "source_control/accounts/GitHubLogin.h"
 
+#include "source_control/github/GitHubRequest.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -17,20 +19,13 @@ void fetchLogin(QNetworkAccessManager *network, const QString &apiBase, const QS
         check.transportError = QStringLiteral("The GitHub API address \"%1\" is not a valid URL.").arg(apiBase);
         return done(check);
     }
-    QNetworkRequest request(url);
-    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
-    request.setRawHeader("Accept", "application/vnd.github+json");
-    request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
-    request.setTransferTimeout(timeoutMs);
-    QNetworkReply *reply = network->get(request);
+    QNetworkReply *reply = network->get(apiRequest(url, token, timeoutMs));
     QObject::connect(reply, &QNetworkReply::finished, context, [reply, done, timeoutMs] {
         reply->deleteLater();
         LoginCheck check;
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         if (!status.isValid()) {
-            check.transportError = reply->error() == QNetworkReply::OperationCanceledError
-                ? QStringLiteral("GitHub did not answer within %1 seconds.").arg(timeoutMs / 1000)
-                : reply->errorString();
+            check.transportError = transportError(*reply, timeoutMs);
             return done(check);
         }
         check.status = status.toInt();

@@ -1,6 +1,7 @@
 #include "source_control/github/PRService.h"
 
 #include "source_control/GitService.h"
+#include "source_control/github/GitHubRequest.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -50,23 +51,16 @@ void PRService::send(const Target &target, const QByteArray &method, const QStri
     const QUrl url(m_apiBase + path);
     if (!url.isValid() || url.scheme().isEmpty())
         return fail(errorOf(unexpected()));
-    QNetworkRequest request(url);
-    request.setRawHeader("Authorization", "Bearer " + target.token.toUtf8());
-    request.setRawHeader("Accept", "application/vnd.github+json");
-    request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
+    QNetworkRequest request = github::apiRequest(url, target.token, m_timeoutMs);
     if (!json.isEmpty())
         request.setRawHeader("Content-Type", "application/json");
-    request.setTransferTimeout(m_timeoutMs);
     QNetworkReply *answer = m_network->sendCustomRequest(request, method, json);
-    connect(answer, &QNetworkReply::finished, this, [answer, reply, fail, seconds = m_timeoutMs / 1000] {
+    connect(answer, &QNetworkReply::finished, this, [answer, reply, fail, timeoutMs = m_timeoutMs] {
         answer->deleteLater();
         const QVariant status = answer->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         if (status.isValid())
             return reply(status.toInt(), answer->readAll());
-        // No HTTP answer at all: the transport's own words (refused, timed out, TLS).
-        fail(Error(answer->error() == QNetworkReply::OperationCanceledError
-                       ? QStringLiteral("GitHub did not answer within %1 seconds.").arg(seconds)
-                       : answer->errorString()));
+        fail(Error(github::transportError(*answer, timeoutMs)));
     });
 }
 

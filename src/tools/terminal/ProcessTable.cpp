@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMultiHash>
+#include <QSet>
 
 namespace corvane::processtable {
 
@@ -45,13 +46,15 @@ QList<pid_t> descendants(const QHash<pid_t, pid_t> &parents, pid_t root)
     for (auto it = parents.cbegin(); it != parents.cend(); ++it)
         children.insert(it.value(), it.key());
     QList<pid_t> found;
+    QSet<pid_t> seen{root};
     QList<pid_t> frontier{root};
     while (!frontier.isEmpty()) {
         QList<pid_t> next;
         for (pid_t pid : std::as_const(frontier)) {
             for (auto it = children.constFind(pid); it != children.cend() && it.key() == pid; ++it) {
-                if (it.value() == root || found.contains(it.value()))
+                if (seen.contains(it.value()))
                     continue; // pid reuse can make a loop of a stale table
+                seen.insert(it.value());
                 found << it.value();
                 next << it.value();
             }
