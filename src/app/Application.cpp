@@ -16,6 +16,7 @@
 #include "source_control/workspaces/BranchSync.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
+#include "tools/editor/OpenFileService.h"
 #include "tools/terminal/TerminalService.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
@@ -147,7 +148,7 @@ void Application::startAutomation()
 MainWindow *Application::openMainWindow()
 {
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
-                                  m_definitions.get(), m_orchestrator.get(), m_terminals.get()};
+                                  m_definitions.get(), m_orchestrator.get(), m_terminals.get(), m_openFiles.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);

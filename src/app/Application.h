@@ -27,6 +27,7 @@ class NotificationCenter;
 class OnboardingWindow;
 class Store;
 class TerminalService;
+class OpenFileService;
 
 // The composition root: creates the services in order at start, opens the first window, and
 // takes them down in reverse order at quit.
@@ -75,6 +76,7 @@ private:
     std::unique_ptr<AutomatedAgentOrchestrator> m_orchestrator;
     std::unique_ptr<CoordinatorBridge> m_coordinators;
     std::unique_ptr<TerminalService> m_terminals;
+    std::unique_ptr<OpenFileService> m_openFiles;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

@@ -43,6 +43,8 @@ inline const QString workspaceDidRename = QStringLiteral("workspaceDidRename");
 inline const QString gitStateDidChange = QStringLiteral("gitStateDidChange");
 inline const QString fileSystemDidChange = QStringLiteral("fileSystemDidChange");
 inline const QString automationRunDidUpdate = QStringLiteral("CorvaneAutomationRunDidUpdate");
+inline const QString openFilesDidChange = QStringLiteral("openFilesDidChange");
+inline const QString editorDidSaveFile = QStringLiteral("editorDidSaveFile");
 
 // An automation run changed: its status, phase, iteration or verdict.
 struct AutomationRunUpdated
@@ -125,6 +127,26 @@ struct FileSystemChanged
     static const QString &name() { return fileSystemDidChange; }
     QVariantMap toPayload() const { return {{"workingDirectory", workingDirectory}}; }
     static FileSystemChanged from(const QVariantMap &p) { return {p.value("workingDirectory").toString()}; }
+};
+
+// A workspace's open files changed: one opened or closed, the active one, or a dirty state.
+struct OpenFilesChanged
+{
+    QUuid workspaceId;
+
+    static const QString &name() { return openFilesDidChange; }
+    QVariantMap toPayload() const { return {{"workspaceId", workspaceId}}; }
+    static OpenFilesChanged from(const QVariantMap &p) { return {p.value("workspaceId").toUuid()}; }
+};
+
+// An open file was written to disk from the editor; "url" holds its local path.
+struct EditorSavedFile
+{
+    QString path;
+
+    static const QString &name() { return editorDidSaveFile; }
+    QVariantMap toPayload() const { return {{"url", path}}; }
+    static EditorSavedFile from(const QVariantMap &p) { return {p.value("url").toString()}; }
 };
 
 template <typename Payload>

@@ -1,5 +1,7 @@
 #include "shell/diff/DiffPane.h"
 
+#include "shell/editor/CodeEditor.h"
+
 #include <QFontDatabase>
 #include <QPainter>
 #include <QTextBlock>
@@ -64,30 +66,7 @@ void DiffPane::show(const QString &text, const QList<std::optional<int>> &number
 
 void DiffPane::applyHighlight(const StyledText &highlighted)
 {
-    // Per block, as QSyntaxHighlighter would: the layout's additional formats leave the text and
-    // the undo history alone and cost nothing to lay out again.
-    qsizetype run = 0;
-    for (QTextBlock block = document()->firstBlock(); block.isValid(); block = block.next()) {
-        const int start = block.position(), end = start + block.length();
-        QList<QTextLayout::FormatRange> ranges;
-        while (run < highlighted.runs.size() && highlighted.runs[run].start + highlighted.runs[run].length <= start)
-            ++run;
-        for (qsizetype r = run; r < highlighted.runs.size() && highlighted.runs[r].start < end; ++r) {
-            const StyledRun &styled = highlighted.runs[r];
-            if (!styled.color.isValid() && !styled.bold && !styled.italic)
-                continue;
-            QTextLayout::FormatRange range;
-            range.start = std::max(styled.start, start) - start;
-            range.length = std::min(styled.start + styled.length, end) - start - range.start;
-            if (styled.color.isValid())
-                range.format.setForeground(styled.color);
-            if (styled.bold)
-                range.format.setFontWeight(QFont::Bold);
-            range.format.setFontItalic(styled.italic);
-            ranges.append(range);
-        }
-        block.layout()->setFormats(ranges);
-    }
+    applyHighlightFormats(document(), highlighted);
     document()->markContentsDirty(0, document()->characterCount());
     viewport()->update();
 }

@@ -163,6 +163,28 @@ void ContentArea::setChatViewFactory(ChatViewFactory factory)
     }
 }
 
+void ContentArea::setFileEditor(QWidget *editor)
+{
+    if (!m_editors) {
+        m_editors = new QStackedWidget;
+        m_editors->setObjectName(QStringLiteral("fileEditors"));
+        m_workspaceHost->insertWidget(0, m_editors, 1);
+    }
+    if (editor) {
+        if (m_editors->indexOf(editor) < 0)
+            m_editors->addWidget(editor);
+        m_editors->setCurrentWidget(editor);
+    }
+    m_editors->setVisible(editor != nullptr);
+    if (m_chatView && m_chatView->parentWidget() == m_workspaceHost->parentWidget())
+        m_chatView->setVisible(editor == nullptr);
+}
+
+QWidget *ContentArea::fileEditor() const
+{
+    return m_editors && !m_editors->isHidden() ? m_editors->currentWidget() : nullptr;
+}
+
 void ContentArea::placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title)
 {
     if (m_chatView && m_chatViewId == chatId && m_chatView->parentWidget() == host->parentWidget())

@@ -42,6 +42,10 @@ public:
     // hides the terminal. Panels are kept once given, so a workspace's shells keep their views.
     void setTerminalPanel(QWidget *panel, int height);
     QWidget *terminalPanel() const;
+    // A file editor of the shown workspace in front of its chats; null puts the chat back in
+    // front. Editors are kept once given, so each keeps its documents and their undo history.
+    void setFileEditor(QWidget *editor);
+    QWidget *fileEditor() const;
 
     void showEmpty();
     void showProject(const QString &name, const QString &path);
@@ -85,6 +89,7 @@ private:
     QVBoxLayout *m_workspaceHost;
     QSplitter *m_workspaceSplit = nullptr;
     QStackedWidget *m_terminals = nullptr;
+    QStackedWidget *m_editors = nullptr;
     QVBoxLayout *m_workspaceColumn = nullptr;
     QVBoxLayout *m_chatHost;
     QPointer<QWidget> m_chatView;

@@ -47,6 +47,9 @@ public:
 signals:
     // "Open Diff" on a changed file (or a double click): its path in the working directory.
     void diffRequested(const QString &directory, const QString &path);
+    // A file of the tree to open in the editor, or to show read-only in a window of its own.
+    void fileOpenRequested(const QString &path);
+    void filePreviewRequested(const QString &path);
 
 private:
     void showStatus();

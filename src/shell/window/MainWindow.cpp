@@ -22,6 +22,8 @@
 #include "automation/LandingTexts.h"
 #include "planning/PlannerService.h"
 #include "shell/diff/DiffWindow.h"
+#include "shell/editor/FileEditorView.h"
+#include "tools/editor/OpenFileService.h"
 #include "shell/tools/IssueDetailView.h"
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
@@ -191,6 +193,7 @@ void MainWindow::buildColumns()
     m_inspector->setModel(m_inspectorModel);
     setUpGitActions();
     setUpTerminals();
+    setUpFiles();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
         (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
     });
@@ -265,6 +268,16 @@ void MainWindow::saveLayout()
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {
+    // Open files outlive a window but not the program: the last window asks about unsaved ones.
+    const auto windows = QApplication::topLevelWidgets();
+    const bool last = std::none_of(windows.cbegin(), windows.cend(), [this](QWidget *widget) {
+        return widget != this && qobject_cast<MainWindow *>(widget) && widget->isVisible();
+    });
+    for (FileEditorView *editor : std::as_const(m_fileEditors))
+        if (editor)
+            editor->flush();
+    if (last && !m_services.openFiles->closeAllAsking())
+        return event->ignore();
     saveLayout();
     QMainWindow::closeEvent(event);
 }
@@ -434,6 +447,7 @@ void MainWindow::drawContent()
             chatTitle = chat->name;
     }
     m_content->showWorkspace(workspace->name, tabs, selected, chatTitle);
+    drawOpenFiles(workspace->id);
     if (m_runBanner)
         m_runBanner->setWorkspace(workspace->id);
     showRunGates(workspace->id);

@@ -10,6 +10,7 @@
 #include <QHash>
 #include <QMainWindow>
 #include <QPointer>
+#include <QSet>
 #include <QUuid>
 
 #include <functional>
@@ -43,6 +44,8 @@ class WindowNavigator;
 class WindowStateModel;
 class TerminalPanel;
 class TerminalService;
+class OpenFileService;
+class FileEditorView;
 struct Workspace;
 
 // What a main window is given by the application.
@@ -59,6 +62,8 @@ struct WindowServices
     AutomatedAgentOrchestrator *automation = nullptr;
     // The application's terminals; without it the terminal panel does not show.
     TerminalService *terminals = nullptr;
+    // The open files of every workspace; without it the window keeps its own.
+    OpenFileService *openFiles = nullptr;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
@@ -97,6 +102,11 @@ public:
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     QSplitter *splitter() const { return m_splitter; }
     WindowActions &actions() const { return *m_actions; }
+    OpenFileService &openFiles() const;
+    // Opens a file beside the shown workspace's chats, in front of them; with no workspace in
+    // front, in a preview window.
+    void openFile(const QString &path);
+    void previewFile(const QString &path);
 
 signals:
     void newWindowRequested();
@@ -152,6 +162,11 @@ private:
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
     void toggleTerminal();
     void runInTerminal(const QUuid &workspaceId, const QString &command, const QString &name);
+    void setUpFiles();
+    void drawOpenFiles(const QUuid &workspaceId);
+    FileEditorView *fileEditor(const QUuid &workspaceId);
+    // Asks about the workspace's unsaved files and closes them all; false when cancelled.
+    bool closeWorkspaceFiles(const QUuid &workspaceId);
 
     WindowServices m_services;
     WindowStateModel *m_state;
@@ -182,6 +197,9 @@ private:
     ObserverGuard m_issueObserver;
     QHash<QUuid, QPointer<TerminalPanel>> m_terminalPanels;
     std::vector<ObserverGuard> m_terminalObservers;
+    QHash<QUuid, QPointer<FileEditorView>> m_fileEditors;
+    QSet<QUuid> m_fileInFront; // workspaces whose active file's editor is in front of the chats
+    ObserverGuard m_filesObserver;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

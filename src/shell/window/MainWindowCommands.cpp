@@ -54,6 +54,9 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
         close();
         return;
     case A::closeChat:
+        if (const ContentState shown = m_state->content();
+            shown.kind == ContentState::Kind::workspace && !closeWorkspaceFiles(shown.id))
+            return;
         if (const auto workspaceId = m_navigator->closeShownWorkspace()) {
             if (const auto workspace = m_services.context.get<Workspace>(*workspaceId))
                 m_services.lifecycle.closeWorkspace(*workspace);
@@ -227,7 +230,7 @@ void confirm(QWidget *parent, const QString &text, const QString &button, std::f
 void MainWindow::archiveWorkspace(const QUuid &workspaceId, bool confirmed)
 {
     const auto workspace = m_services.context.get<Workspace>(workspaceId);
-    if (!workspace)
+    if (!workspace || !closeWorkspaceFiles(workspaceId))
         return;
     m_services.lifecycle.archiveWorkspace(workspace, confirmed).then(this, [this, workspaceId](GitResult<LifecycleOutcome> result) {
         const LifecycleOutcome outcome = result ? result.value() : LifecycleOutcome::failed(result.error().description());
@@ -275,7 +278,7 @@ void MainWindow::archiveChat(const QUuid &chatId, bool confirmed)
 void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
 {
     const auto workspace = m_services.context.get<Workspace>(workspaceId);
-    if (!workspace)
+    if (!workspace || !closeWorkspaceFiles(workspaceId))
         return;
     // A workspace whose sessions close is no longer shown.
     if (m_state->content() == ContentState::workspace(workspaceId)) {

@@ -1,0 +1,193 @@
+// Open files as a person uses them: opened from the window, typed in until the pill shows a dot,
+// saved with the save key, switched with the pills while each file keeps its undo history,
+// changed on disk under a clean and a dirty buffer, closed through the save prompt, and
+// previewed when no workspace is in front. Colours stop above the size limit.
+#include "support/StoreFixture.h"
+#include "support/ToolWindowFixture.h"
+
+#include "core/window/WindowStateModel.h"
+#include "presentation/highlight/FileLanguage.h"
+#include "shell/editor/CodeEditor.h"
+#include "shell/editor/FileEditorView.h"
+#include "shell/editor/FilePreviewWindow.h"
+#include "tools/editor/OpenFileService.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QKeyEvent>
+#include <QPushButton>
+#include <QTest>
+
+using namespace corvane;
+using namespace corvane::test;
+
+namespace {
+
+void writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(bytes);
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Types text key by key, as a keyboard with those characters would (keyClicks takes ASCII only).
+void typeText(QWidget *widget, const QString &text)
+{
+    for (const QChar c : text) {
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QString(c));
+        QKeyEvent release(QEvent::KeyRelease, Qt::Key_unknown, Qt::NoModifier, QString(c));
+        QApplication::sendEvent(widget, &press);
+        QApplication::sendEvent(widget, &release);
+    }
+}
+
+// Clicks the middle of a pill of the bar.
+void clickPill(WorkspaceTabBar *bar, int index, Qt::MouseButton button = Qt::LeftButton)
+{
+    QTest::mouseClick(bar, button, {}, bar->pillRects().at(index).center().toPoint());
+}
+
+} // namespace
+
+class TestFileEditor : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void highlightingStopsAboveTheLimit_data()
+    {
+        QTest::addColumn<int>("bytes");
+        QTest::addColumn<bool>("coloured");
+        QTest::newRow("200000 bytes") << int(largestHighlightedText) << true;
+        QTest::newRow("200001 bytes") << int(largestHighlightedText) + 1 << false;
+    }
+
+    void highlightingStopsAboveTheLimit()
+    {
+        QFETCH(int, bytes);
+        QFETCH(bool, coloured);
+        // A JSON array padded to the exact size, with a two-byte character inside.
+        QByteArray text = QByteArray("[\"é\"") + QByteArray(bytes - 7, ' ') + "]\n";
+        QCOMPARE(text.size(), bytes);
+        QTemporaryDir dir;
+        writeBytes(dir.filePath("data.json"), text);
+        FilePreviewWindow preview(dir.filePath("data.json"));
+        QCOMPARE(preview.editor()->language(), std::optional<QString>(QStringLiteral("json")));
+        if (coloured)
+            QTRY_VERIFY_WITH_TIMEOUT(preview.editor()->isHighlighted(), 60000);
+        else
+            QVERIFY(!preview.editor()->isHighlighted());
+    }
+
+    void editingInTheWindow()
+    {
+        ToolWindowFixture f;
+        const QString folder = f.f.env.root();
+        const InsertedPlace place = insertPlace(f.ctx(), folder, QStringLiteral("Parser work"));
+        writeBytes(folder + "/main.cpp", "int main() { return 0; }\n");
+        writeBytes(folder + "/notes.md", "# Notes\n");
+        f.openWindow(QSize(1100, 700));
+        f.window->state().setContent(ContentState::workspace(place.workspaceId));
+        QTRY_VERIFY(f.window->content()->tabBar()->isVisible());
+        WorkspaceTabBar *bar = f.window->content()->tabBar();
+        OpenFileService &files = f.window->openFiles();
+        QList<OpenFileService::SaveAnswer> answers;
+        int asked = 0;
+        files.setSavePrompt([&](const OpenFile &) {
+            ++asked;
+            return answers.isEmpty() ? OpenFileService::SaveAnswer::cancel : answers.takeFirst();
+        });
+
+        f.window->openFile(folder + "/main.cpp");
+        f.window->openFile(folder + "/notes.md");
+        QCOMPARE(bar->files().size(), 2);
+        QCOMPARE(bar->frontFile(), std::optional(folder + "/notes.md"));
+        QCOMPARE(bar->pillRects().size(), 3); // the chat, then the two files
+        auto *editor = qobject_cast<FileEditorView *>(f.window->content()->fileEditor());
+        QVERIFY(editor);
+        QCOMPARE(editor->boundPath(), folder + "/notes.md");
+
+        // Typing marks the pill; the save key writes the file and clears it.
+        editor->editor()->setFocus();
+        editor->editor()->moveCursor(QTextCursor::End);
+        typeText(editor->editor(), QStringLiteral("Ünïcode ✓"));
+        QVERIFY(bar->files().at(1).dirty);
+        QTest::keyClick(editor->editor(), Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(readBytes(folder + "/notes.md"), QString("# Notes\nÜnïcode ✓").toUtf8());
+        QVERIFY(!bar->files().at(1).dirty);
+
+        // Another pill and back: each file keeps its own undo history.
+        QTest::keyClicks(editor->editor(), " more");
+        clickPill(bar, 1);
+        QCOMPARE(editor->boundPath(), folder + "/main.cpp");
+        clickPill(bar, 2);
+        QCOMPARE(editor->boundPath(), folder + "/notes.md");
+        QVERIFY(bar->files().at(1).dirty);
+        editor->editor()->undo();
+        QVERIFY(!bar->files().at(1).dirty); // back to what was saved
+
+        // The chat's pill puts the chat in front; the files stay.
+        clickPill(bar, 0);
+        QVERIFY(!f.window->content()->fileEditor());
+        QCOMPARE(bar->files().size(), 2);
+        QVERIFY(!bar->frontFile());
+        clickPill(bar, 1);
+        QCOMPARE(f.window->content()->fileEditor(), editor);
+
+        // Changed on disk: the clean buffer follows, the dirty one keeps the user's text.
+        QTest::qWait(20);
+        writeBytes(folder + "/main.cpp", "int main() { return 1; }\n");
+        broadcast::post(f.center, broadcast::FileSystemChanged{folder});
+        QCOMPARE(editor->editor()->toPlainText(), QStringLiteral("int main() { return 1; }\n"));
+        QTest::keyClicks(editor->editor(), "// mine");
+        QTest::qWait(20);
+        writeBytes(folder + "/main.cpp", "int main() { return 2; }\n");
+        broadcast::post(f.center, broadcast::FileSystemChanged{folder});
+        QVERIFY(editor->editor()->toPlainText().contains("// mine"));
+        auto *notice = editor->findChild<QWidget *>(QStringLiteral("diskChangeNotice"));
+        QVERIFY(notice && notice->isVisible());
+        QDir().mkpath(CORVANE_SCREENSHOT_DIR);
+        QVERIFY(f.window->grab().save(CORVANE_SCREENSHOT_DIR "/file-editor.png"));
+
+        // Closing the dirty file: Cancel keeps it open and in front; Don't Save closes it.
+        const QRectF close = bar->closeButtonRect(0);
+        QTest::mouseClick(bar, Qt::LeftButton, {}, close.center().toPoint());
+        QCOMPARE(asked, 1);
+        QCOMPARE(bar->files().size(), 2);
+        QCOMPARE(editor->boundPath(), folder + "/main.cpp");
+        answers << OpenFileService::SaveAnswer::discard;
+        QTest::mouseClick(bar, Qt::LeftButton, {}, close.center().toPoint());
+        QCOMPARE(bar->files().size(), 1);
+        QCOMPARE(readBytes(folder + "/main.cpp"), QByteArray("int main() { return 2; }\n"));
+        // The last file left is the active one, still in front; the middle button closes it.
+        QCOMPARE(editor->boundPath(), folder + "/notes.md");
+        clickPill(bar, 1, Qt::MiddleButton);
+        QVERIFY(bar->files().isEmpty());
+        QVERIFY(!f.window->content()->fileEditor());
+    }
+
+    void withoutAWorkspaceAFileIsPreviewed()
+    {
+        ToolWindowFixture f;
+        writeBytes(f.f.env.root() + "/script.sh", "echo hi\n");
+        f.openWindow(QSize(900, 600));
+        f.window->openFile(f.f.env.root() + "/script.sh");
+        FilePreviewWindow *preview = f.window->findChild<FilePreviewWindow *>();
+        QVERIFY(preview);
+        QCOMPARE(preview->size(), QSize(800, 600));
+        QCOMPARE(preview->windowTitle(), QStringLiteral("script.sh"));
+        QVERIFY(preview->editor()->isReadOnly());
+        QCOMPARE(preview->editor()->toPlainText(), QStringLiteral("echo hi\n"));
+        QVERIFY(f.window->openFiles().workspaces().isEmpty());
+    }
+};
+
+QTEST_MAIN(TestFileEditor)
+#include "tst_file_editor.moc"
