@@ -120,6 +120,10 @@ void Application::startDefinitionServices()
     m_planner = std::make_unique<PlannerService>(m_store->mainContext(), m_center);
     m_definitions.reset(new ToolServices{*m_flows, *m_agentDefinitions, *m_skills, m_planner.get(), m_terminals.get(),
                                          m_store, &m_center});
+    m_definitions->isChatRunning = [this](const QUuid &chatId) {
+        const ChatSession *session = m_agents ? m_agents->sessions().existingSession(chatId) : nullptr;
+        return session && session->isAgentStarted();
+    };
     // The tools scan when first shown; from then on a project added or removed is scanned too.
     connect(&m_store->mainContext(), &StoreContext::saved, this, [this](const StoreChanges &changes) {
         if (!changes.touches(QStringLiteral("Project")))

@@ -147,11 +147,26 @@ private slots:
         NotificationCenter center;
         PulseModel model(store, center);
         model.setClock([] { return wednesday; }, Qt::Monday);
+        QSet<QUuid> running{chats.last()};
+        model.setRunningProbe([&running](const QUuid &id) { return running.contains(id); });
         model.setActive(true);
         QSignalSpy appended(&model, &PulseModel::rowsAppended);
         model.reload();
         QVERIFY(appended.wait(5000));
         QCOMPARE(headers(model), (QStringList{"Today", "Yesterday", "This Week", "November 2026"}));
+        auto rowsOf = [&model](const QUuid &id) {
+            QList<PulseEntry> rows;
+            for (const PulseItem &item : model.items())
+                if (item.entry && item.entry->chatId == id)
+                    rows << *item.entry;
+            return rows;
+        };
+        QVERIFY(rowsOf(chats.last()).first().isRunning);
+        QVERIFY(!rowsOf(chats.first()).first().isRunning);
+        // A session ending is told by its broadcast; the row follows.
+        running.clear();
+        broadcast::post(center, broadcast::ChatSessionChanged{chats.last(), false});
+        QVERIFY(!rowsOf(chats.last()).first().isRunning);
 
         auto chat = store->mainContext().get<Chat>(chats.first());
         chat->name = QStringLiteral("renamed");

@@ -83,7 +83,11 @@ void PulseModel::loadNextPage()
         m_loadingMore = false;
         m_loadedRows += page.fetched;
         m_allLoaded = page.fetched < pageSize;
-        const QList<PulseItem> added = pulse::appendPage(page.entries, m_lastTitle, m_today(), m_firstDay, QLocale());
+        QList<PulseEntry> entries = page.entries;
+        if (m_isRunning)
+            for (PulseEntry &entry : entries)
+                entry.isRunning = m_isRunning(entry.chatId);
+        const QList<PulseItem> added = pulse::appendPage(entries, m_lastTitle, m_today(), m_firstDay, QLocale());
         const int first = int(m_items.size());
         m_items.append(added);
         emit rowsAppended(first, int(added.size()));
@@ -116,7 +120,8 @@ void PulseModel::refreshChat(const QUuid &chatId)
         std::optional<PulseEntry> &entry = m_items[i].entry;
         if (!entry || entry->chatId != chatId)
             continue;
-        const PulseEntry updated = entryFor(m_store->mainContext(), *chat, entry->date);
+        PulseEntry updated = entryFor(m_store->mainContext(), *chat, entry->date);
+        updated.isRunning = m_isRunning && m_isRunning(chatId);
         if (updated != *entry) {
             entry = updated;
             rows << i;

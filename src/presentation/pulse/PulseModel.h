@@ -36,6 +36,9 @@ public:
     // Follows the broadcasts while the page shows; stops, and drops a page on its way, when not.
     void setActive(bool active);
 
+    // Whether a chat's live session has its agent running; read on the main thread.
+    void setRunningProbe(std::function<bool(const QUuid &chatId)> probe) { m_isRunning = std::move(probe); }
+
     // For tests: the day that counts as today, and the calendar's first day of the week.
     void setClock(std::function<QDate()> today, Qt::DayOfWeek firstDayOfWeek);
 
@@ -62,6 +65,7 @@ private:
     bool m_loadingMore = false;
     quint64 m_generation = 0;
     std::vector<ObserverGuard> m_observers;
+    std::function<bool(const QUuid &)> m_isRunning;
     std::function<QDate()> m_today = [] { return QDate::currentDate(); };
     Qt::DayOfWeek m_firstDay = QLocale().firstDayOfWeek();
 };

@@ -18,6 +18,7 @@ struct PulseEntry
     QString workspaceName; // the workspace's, else the project's, else "Unknown"
     QDate date;
     bool isArchived = false;
+    bool isRunning = false; // a live session with its agent started: shown before archived
     std::optional<QString> profileColorHex;
 
     bool operator==(const PulseEntry &) const = default;

@@ -106,7 +106,9 @@ void PulseToolPage::redrawRow(int row)
     }
     const PulseEntry &entry = *source.entry;
     item->setText(QStringLiteral("%1\n%2%3").arg(entry.chatName, entry.workspaceName,
-                                                 entry.isArchived ? tr(" · Archived") : QString()));
+                                                 entry.isRunning    ? tr(" · Running")
+                                                 : entry.isArchived ? tr(" · Archived")
+                                                                    : QString()));
     item->setIcon(dot(entry.profileColorHex));
     item->setData(chatIdRole, entry.chatId);
     item->setForeground(entry.isArchived ? palette().brush(QPalette::Disabled, QPalette::Text)

@@ -34,6 +34,8 @@ QWidget *makeToolPage(const QString &toolId, ToolServices &services, StoreContex
         if (!services.store || !services.center)
             return nullptr;
         auto *model = new PulseModel(services.store, *services.center);
+        if (services.isChatRunning)
+            model->setRunningProbe(services.isChatRunning);
         auto *pulse = new PulseToolPage(*model, parent);
         model->setParent(pulse);
         pulse->setObjectName(QStringLiteral("pulseToolPage"));

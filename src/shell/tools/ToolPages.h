@@ -2,6 +2,9 @@
 
 #include <QString>
 
+#include <QUuid>
+
+#include <functional>
 #include <memory>
 
 class QWidget;
@@ -28,6 +31,8 @@ struct ToolServices
     // The Pulse tool reads the store on workers and follows the broadcasts.
     std::shared_ptr<Store> store;
     NotificationCenter *center = nullptr;
+    // Whether a chat's agent is running now, for Pulse's rows; none shows no chat as running.
+    std::function<bool(const QUuid &chatId)> isChatRunning = {};
 };
 
 // The page of the tool "flows", "agents", "skills", "planner" or "ports", or null for a tool without
