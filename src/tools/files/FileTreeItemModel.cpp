@@ -89,6 +89,7 @@ QString FileTreeItemModel::folderFor(const QModelIndex &index) const
 
 void FileTreeItemModel::resetToTree()
 {
+    emit aboutToSync();
     beginResetModel();
     m_byPath.clear();
     m_root = std::make_unique<Item>();
@@ -111,6 +112,7 @@ void FileTreeItemModel::syncToTree()
         resetToTree();
         return;
     }
+    emit aboutToSync();
     if (node)
         syncChildren(m_root.get(), *node);
     else if (!m_root->children.empty())

@@ -54,7 +54,9 @@ public:
     bool dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column, const QModelIndex &parent) override;
 
 signals:
-    // The rows now match the tree.
+    // Rows are about to be brought in line with the tree (selection changes that follow are
+    // not the user's), and are now.
+    void aboutToSync();
     void synced();
 
 private:
