@@ -1,5 +1,6 @@
 #include "shell/window/InspectorView.h"
 
+#include "shell/files/FileTreeView.h"
 #include "shell/window/CommitSyncPanel.h"
 #include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
@@ -9,13 +10,15 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 namespace corvane {
 
 InspectorView::InspectorView(QWidget *parent)
     : QWidget(parent), m_title(new QLabel), m_detail(new QLabel), m_changesTitle(new QLabel), m_changes(new QListWidget),
-      m_gatesTitle(new QLabel(tr("Quality gates"))), m_gates(new QListWidget)
+      m_gatesTitle(new QLabel(tr("Quality gates"))), m_gates(new QListWidget), m_tabs(new QTabWidget),
+      m_changesPage(new QWidget), m_fileTree(new FileTreeView)
 {
     setObjectName(QStringLiteral("inspector"));
     setMinimumWidth(350);
@@ -71,14 +74,23 @@ InspectorView::InspectorView(QWidget *parent)
         }
         menu.exec(m_changes->viewport()->mapToGlobal(at));
     });
-    layout->addWidget(m_changesTitle);
-    layout->addWidget(m_changes, 1);
+    auto *changes = new QVBoxLayout(m_changesPage);
+    changes->setContentsMargins(0, 0, 0, 0);
+    changes->addWidget(m_changesTitle);
+    changes->addWidget(m_changes, 1);
     m_gates->setObjectName(QStringLiteral("inspectorGateResults"));
     m_gates->setFrameShape(QFrame::NoFrame);
     m_gates->setSelectionMode(QAbstractItemView::NoSelection);
     m_gates->setMaximumHeight(140);
-    layout->addWidget(m_gatesTitle);
-    layout->addWidget(m_gates);
+    changes->addWidget(m_gatesTitle);
+    changes->addWidget(m_gates);
+    m_tabs->setObjectName(QStringLiteral("inspectorTabs"));
+    m_tabs->setDocumentMode(true);
+    m_tabs->addTab(m_changesPage, tr("Changes"));
+    m_tabs->addTab(m_fileTree, tr("Files"));
+    connect(m_fileTree, &FileTreeView::fileOpenRequested, this, &InspectorView::fileOpenRequested);
+    connect(m_fileTree, &FileTreeView::filePreviewRequested, this, &InspectorView::filePreviewRequested);
+    layout->addWidget(m_tabs, 1);
     showGateResults({});
     clear();
 }
@@ -127,14 +139,19 @@ void InspectorView::setGitActions(GitActionsModel *actions)
     if (m_panel || !actions || !m_model)
         return;
     m_panel = new CommitSyncPanel(*actions, *m_model, this);
-    auto *column = static_cast<QVBoxLayout *>(layout());
+    auto *column = static_cast<QVBoxLayout *>(m_changesPage->layout());
     column->insertWidget(column->indexOf(m_changes) + 1, m_panel);
 }
 
 void InspectorView::addSection(QWidget *section)
 {
-    auto *column = static_cast<QVBoxLayout *>(layout());
+    auto *column = static_cast<QVBoxLayout *>(m_changesPage->layout());
     column->insertWidget(column->indexOf(m_gatesTitle), section);
+}
+
+void InspectorView::setFileTreeModel(FileTreeViewModel *tree)
+{
+    m_fileTree->setTreeModel(tree);
 }
 
 void InspectorView::showStatus()

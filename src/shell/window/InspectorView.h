@@ -4,15 +4,19 @@
 
 class QLabel;
 class QListWidget;
+class QTabWidget;
 
 namespace corvane {
 
 class CommitSyncPanel;
+class FileTreeView;
+class FileTreeViewModel;
 class GitActionsModel;
 class InspectorViewModel;
 
 // The inspector column. It names what the content shows and, for a workspace or chat, lists the
-// changed files of its working directory as `InspectorViewModel` keeps them.
+// changed files of its working directory as `InspectorViewModel` keeps them (the "Changes" tab)
+// and shows the directory's files as a tree (the "Files" tab).
 class InspectorView : public QWidget
 {
     Q_OBJECT
@@ -44,12 +48,18 @@ public:
     void showGateResults(const QList<GateLine> &lines);
     QListWidget *gateResults() const { return m_gates; }
 
+    // The Files tab follows `tree` from now on; not owned.
+    void setFileTreeModel(FileTreeViewModel *tree);
+    FileTreeView *fileTree() const { return m_fileTree; }
+    QTabWidget *tabs() const { return m_tabs; }
+
 signals:
+    // A file of the Files tab was selected, or "Open in Editor" chosen.
+    void fileOpenRequested(const QString &path);
+    // "Preview" on a file of the Files tab.
+    void filePreviewRequested(const QString &path);
     // "Open Diff" on a changed file (or a double click): its path in the working directory.
     void diffRequested(const QString &directory, const QString &path);
-    // A file of the tree to open in the editor, or to show read-only in a window of its own.
-    void fileOpenRequested(const QString &path);
-    void filePreviewRequested(const QString &path);
 
 private:
     void showStatus();
@@ -60,6 +70,9 @@ private:
     QListWidget *m_changes;
     QLabel *m_gatesTitle;
     QListWidget *m_gates;
+    QTabWidget *m_tabs;
+    QWidget *m_changesPage;
+    FileTreeView *m_fileTree;
     InspectorViewModel *m_model = nullptr;
     GitActionsModel *m_actions = nullptr;
     CommitSyncPanel *m_panel = nullptr;

@@ -34,6 +34,7 @@
 #include "shell/window/WindowActions.h"
 #include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
+#include "tools/files/FileTreeViewModel.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QApplication>
@@ -191,6 +192,9 @@ void MainWindow::buildColumns()
     AppSettings *settings = &m_services.settings;
     m_inspectorModel->setAutoRefreshSetting([settings] { return settings->refreshLocalStatusAuto(); });
     m_inspector->setModel(m_inspectorModel);
+    m_fileTreeModel = new FileTreeViewModel(m_services.center, this);
+    m_fileTreeModel->setShowHiddenSetting([settings] { return settings->showHiddenFilesInInspector(); });
+    m_inspector->setFileTreeModel(m_fileTreeModel);
     setUpGitActions();
     setUpTerminals();
     setUpFiles();
@@ -549,6 +553,8 @@ void MainWindow::inspectDirectory(const std::optional<QString> &directory, const
     const std::optional<QString> clean = directory ? std::optional(QDir::cleanPath(*directory)) : std::nullopt;
     if (clean != m_inspectorModel->workingDirectory())
         m_inspectorModel->setWorkingDirectory(clean);
+    if (clean != m_fileTreeModel->rootPath())
+        m_fileTreeModel->setRoot(clean);
     m_gitActions->show(clean ? workspaceId : std::nullopt, clean);
     m_pullRequest->showWorkspace(clean ? workspaceId : std::nullopt, clean);
 }

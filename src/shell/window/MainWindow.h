@@ -29,6 +29,7 @@ class InspectorView;
 class PullRequestSection;
 class IssueDetailView;
 class InspectorViewModel;
+class FileTreeViewModel;
 class PreferencesStore;
 struct Project;
 class SidebarView;
@@ -100,6 +101,7 @@ public:
     // The shown workspace's terminal panel, or null.
     TerminalPanel *terminalPanel() const;
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
+    FileTreeViewModel &fileTreeModel() const { return *m_fileTreeModel; }
     QSplitter *splitter() const { return m_splitter; }
     WindowActions &actions() const { return *m_actions; }
     OpenFileService &openFiles() const;
@@ -176,6 +178,7 @@ private:
     ContentArea *m_content = nullptr;
     InspectorView *m_inspector = nullptr;
     InspectorViewModel *m_inspectorModel;
+    FileTreeViewModel *m_fileTreeModel = nullptr;
     QSplitter *m_splitter = nullptr;
     WindowActions *m_actions = nullptr;
     QTimer *m_saveColumnsTimer;
