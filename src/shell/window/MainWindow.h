@@ -26,6 +26,7 @@ class GitActionsModel;
 class InlineAgentRunner;
 class InspectorView;
 class PullRequestSection;
+class QuickSearchPalette;
 class IssueDetailView;
 class InspectorViewModel;
 class PreferencesStore;
@@ -97,6 +98,8 @@ public:
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     QSplitter *splitter() const { return m_splitter; }
     WindowActions &actions() const { return *m_actions; }
+    // The quick search palette, once "Quick Open" has been used.
+    QuickSearchPalette *quickSearch() const { return m_quickSearch; }
 
 signals:
     void newWindowRequested();
@@ -140,6 +143,9 @@ private:
     void createSimpleWorkspaceIn(Project &project);
     void showWorkspace(const QUuid &workspaceId);
     void openChatFromPulse(const QUuid &chatId);
+    void openQuickSearch();
+    void openSearchedWorkspace(const QUuid &workspaceId);
+    void openSearchedMessage(const QUuid &chatId, const QUuid &messageId);
     // The card linked to the shown workspace in the inspector, or no panel.
     void showLinkedIssue(const std::optional<QUuid> &workspaceId);
     void setUpGitActions();
@@ -182,6 +188,7 @@ private:
     ObserverGuard m_issueObserver;
     QHash<QUuid, QPointer<TerminalPanel>> m_terminalPanels;
     std::vector<ObserverGuard> m_terminalObservers;
+    QuickSearchPalette *m_quickSearch = nullptr;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };
