@@ -17,11 +17,6 @@ class Connection;
 // kept by VACUUM) stands for one message id. The FTS table is contentless, so the text is not
 // stored twice; removing a row from it needs the text that was indexed, which the triggers have
 // in old.content.
-namespace search_index {
-inline constexpr const char *table = "MessageSearch";
-inline constexpr const char *keyTable = "MessageSearchKey";
-} // namespace search_index
-
 // Whether this SQLite can build the index (FTS5 with the trigram tokenizer), or why not.
 Status messageSearchSupported(Connection &connection);
 

@@ -46,6 +46,8 @@ public:
     void performSearch();
     bool isSearchPending() const { return m_debounce.isActive(); }
 
+    Store &store() const { return m_store; }
+
     // For tests and measurements: how messages are walked.
     void setMessageScan(search::MessageScan scan) { m_scan = scan; }
 
