@@ -8,6 +8,7 @@
 #include "app/cli/IssueCommands.h"
 #include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
+#include "app/cli/SearchCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/ToolCommands.h"
 #include "app/cli/WorkspaceCommands.h"
@@ -139,6 +140,15 @@ Commands:
       The commands proposed for the folder's build files, one per line: name,
       command, the file that suggested it. --json prints one array of {name,
       command, detectedBy}. A DIR that is not a folder exits 1.
+  search TEXT [--messages|--workspaces]
+      Quick search: workspaces whose name or project contains TEXT, then chat
+      messages that contain it (user and assistant text of chats not archived),
+      newest first; ignores case. One JSON object per line: {kind:"workspace",
+      id, name, project, chatCount, updatedAt, branch} or {kind:"message", id,
+      chatId, chat, snippet, match:[start,length] in characters, timestamp}.
+      Without an option at most 5 workspaces and 15 messages; --messages gives
+      up to 20 messages, --workspaces every matching workspace, and with an
+      empty TEXT the 15 most recently updated. Empty TEXT otherwise exits 2.
   help
       This text.
 
@@ -268,6 +278,8 @@ int run(const QStringList &arguments)
         return runCommand(rest);
     if (command == QLatin1String("ports"))
         return portsCommand(rest);
+    if (command == QLatin1String("search"))
+        return searchCommand(rest);
     if (command == QLatin1String("run-commands"))
         return runCommandsCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {

@@ -1,5 +1,7 @@
 #include "core/store/Migrations.h"
 
+#include "core/store/MessageSearchIndex.h"
+
 namespace corvane::store {
 
 namespace {
@@ -329,7 +331,11 @@ CREATE INDEX GateResult_runId ON GateResult(runId);
 
 const QList<Migration> &migrations()
 {
-    static const QList<Migration> steps{{1, kVersion1}};
+    static const QList<Migration> steps{
+        {1, kVersion1},
+        // Version 2: the full-text index of chat messages for quick search.
+        {2, nullptr, &addMessageSearchIndex},
+    };
     return steps;
 }
 

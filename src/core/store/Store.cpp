@@ -62,7 +62,7 @@ Status migrate(Connection &connection, int from)
     for (const store::Migration &step : store::migrations()) {
         if (step.version <= from)
             continue;
-        Status s = connection.exec(step.sql);
+        Status s = step.apply ? step.apply(connection) : connection.exec(step.sql);
         if (s)
             s = connection.exec(QByteArray("PRAGMA user_version = " + QByteArray::number(step.version)).constData());
         if (!s) {

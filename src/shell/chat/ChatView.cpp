@@ -322,6 +322,16 @@ void ChatView::changeEvent(QEvent *event)
         restyle();
 }
 
+bool ChatView::revealMessage(const QUuid &messageId)
+{
+    m_model.flush(); // rows of messages that arrived a moment ago
+    const int row = m_model.rowOfMessage(messageId);
+    if (row < 0)
+        return false;
+    m_timeline->revealRow(row);
+    return true;
+}
+
 void ChatView::showMessages()
 {
     if (m_session)

@@ -40,6 +40,10 @@ public:
     QUuid chatId() const { return m_chatId; }
     ChatSession *session() const { return m_session; }
 
+    // Brings the row that shows the message into view and marks it for a moment; false when the
+    // shown chat has no such message.
+    bool revealMessage(const QUuid &messageId);
+
     TimelineView *timeline() const { return m_timeline; }
     ChatTimelineModel &timelineModel() { return m_model; }
     ChatInputView *input() const { return m_input; }

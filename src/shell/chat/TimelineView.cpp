@@ -3,7 +3,10 @@
 #include "presentation/highlight/SyntaxHighlighter.h"
 #include "presentation/timeline/TimelineRowHeights.h"
 
+#include <QFrame>
+#include <QPointer>
 #include <QResizeEvent>
+#include <QTimer>
 #include <QScrollBar>
 #include <QSet>
 #include <QToolButton>
@@ -55,6 +58,35 @@ void TimelineView::scrollToEnd()
     m_follow.reset();
     setFollowing(true);
     layoutRows();
+}
+
+void TimelineView::revealRow(int row)
+{
+    if (row < 0 || row >= m_model.rowCount())
+        return;
+    m_follow.viewScrolled(false); // the user asked to look back: do not jump to the end
+    setFollowing(false);
+    ensureOffsets();
+    QScrollBar *bar = verticalScrollBar();
+    // The range may be short of the row's offset until the rows around it are measured: widen
+    // it first, then let the layout settle the row at the top (it keeps the row at the top put).
+    m_follow.scrollProgrammatically([&] {
+        bar->setRange(0, qMax(bar->maximum(), m_offsets[row]));
+        bar->setValue(m_offsets[row]);
+    });
+    layoutRows();
+    TimelineRow *widget = rowWidget(row);
+    if (!widget)
+        return;
+    auto *mark = new QFrame(widget);
+    mark->setObjectName(QStringLiteral("revealMark"));
+    mark->setAttribute(Qt::WA_TransparentForMouseEvents);
+    QColor tint = palette().highlight().color();
+    tint.setAlpha(60);
+    mark->setStyleSheet(QStringLiteral("background: %1;").arg(tint.name(QColor::HexArgb)));
+    mark->setGeometry(widget->rect());
+    mark->show();
+    QTimer::singleShot(1500, mark, [mark = QPointer<QWidget>(mark)] { delete mark.data(); });
 }
 
 void TimelineView::restyle()

@@ -28,6 +28,9 @@ public:
     TimelineRow *rowWidget(int row) const;
     QList<TimelineRow *> visibleRows() const;
     void scrollToEnd();
+    // Scrolls a row to the top of the view, stops following the newest row, and marks the row
+    // for a moment.
+    void revealRow(int row);
     // After the context's style changed: every row is made again.
     void restyle();
     // Rows made since the view was created, and layout passes: what benchmarks watch.

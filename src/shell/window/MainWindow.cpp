@@ -8,7 +8,9 @@
 #include "core/records/Issue.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
+#include "shell/chat/ChatView.h"
 #include "shell/preferences/PreferencesWindow.h"
+#include "shell/search/QuickSearchPalette.h"
 #include "shell/tools/PulseToolPage.h"
 #include "shell/tools/TerminalsToolPage.h"
 #include "core/settings/AppSettings.h"
@@ -522,6 +524,41 @@ void MainWindow::openChatFromPulse(const QUuid &chatId)
     }
     m_navigator->showChat(chatId);
     refresh();
+}
+
+void MainWindow::openQuickSearch()
+{
+    if (!m_quickSearch) {
+        m_quickSearch = new QuickSearchPalette(m_services.context.store(), this);
+        connect(m_quickSearch, &QuickSearchPalette::workspaceChosen, this, &MainWindow::openSearchedWorkspace);
+        connect(m_quickSearch, &QuickSearchPalette::messageChosen, this, &MainWindow::openSearchedMessage);
+    }
+    m_quickSearch->open();
+}
+
+void MainWindow::openSearchedWorkspace(const QUuid &workspaceId)
+{
+    // The workspace with its first open chat selected.
+    m_navigator->showWorkspace(workspaceId);
+    const auto chats = m_navigator->openChats(workspaceId);
+    if (!chats.isEmpty() && m_state->content().kind == ContentState::Kind::workspace)
+        m_navigator->showChat(chats.first()->id);
+    refresh();
+}
+
+void MainWindow::openSearchedMessage(const QUuid &chatId, const QUuid &messageId)
+{
+    if (!m_services.context.get<Chat>(chatId))
+        return;
+    m_navigator->showChat(chatId); // inside its workspace when it has one
+    refresh();
+    raise();
+    activateWindow();
+    // The chat view loads its rows as it is shown; the message is looked for once they are there.
+    QTimer::singleShot(150, this, [this, chatId, messageId] {
+        if (auto *view = qobject_cast<ChatView *>(m_content->chatView()); view && view->chatId() == chatId)
+            view->revealMessage(messageId);
+    });
 }
 
 void MainWindow::showRunGates(const std::optional<QUuid> &workspaceId)

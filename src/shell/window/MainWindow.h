@@ -27,6 +27,7 @@ class GitActionsModel;
 class InlineAgentRunner;
 class InspectorView;
 class PullRequestSection;
+class QuickSearchPalette;
 class IssueDetailView;
 class InspectorViewModel;
 class FileTreeViewModel;
@@ -109,6 +110,8 @@ public:
     // front, in a preview window.
     void openFile(const QString &path);
     void previewFile(const QString &path);
+    // The quick search palette, once "Quick Open" has been used.
+    QuickSearchPalette *quickSearch() const { return m_quickSearch; }
 
 signals:
     void newWindowRequested();
@@ -152,6 +155,9 @@ private:
     void createSimpleWorkspaceIn(Project &project);
     void showWorkspace(const QUuid &workspaceId);
     void openChatFromPulse(const QUuid &chatId);
+    void openQuickSearch();
+    void openSearchedWorkspace(const QUuid &workspaceId);
+    void openSearchedMessage(const QUuid &chatId, const QUuid &messageId);
     // The card linked to the shown workspace in the inspector, or no panel.
     void showLinkedIssue(const std::optional<QUuid> &workspaceId);
     void setUpGitActions();
@@ -203,6 +209,7 @@ private:
     QHash<QUuid, QPointer<FileEditorView>> m_fileEditors;
     QSet<QUuid> m_fileInFront; // workspaces whose active file's editor is in front of the chats
     ObserverGuard m_filesObserver;
+    QuickSearchPalette *m_quickSearch = nullptr;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

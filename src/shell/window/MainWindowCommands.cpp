@@ -86,6 +86,7 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
     case A::allowForSession:
     case A::deny:
     case A::quickOpen:
+        return openQuickSearch();
     case A::toggleDictation:
     case A::stopAgent:
         return emit commandRequested(action, currentChatId());
