@@ -82,11 +82,11 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
         return emit commandRequested(action, currentChatId());
     case A::newIssue:
         return openNewIssue(IssueStatus::backlog);
+    case A::quickOpen:
+        return openQuickSearch();
     case A::allowOnce:
     case A::allowForSession:
     case A::deny:
-    case A::quickOpen:
-        return openQuickSearch();
     case A::toggleDictation:
     case A::stopAgent:
         return emit commandRequested(action, currentChatId());
