@@ -39,6 +39,20 @@ CodeEditor::CodeEditor(QWidget *parent) : QPlainTextEdit(parent), m_gutter(new L
         resizeEvent(nullptr);
     });
     setViewportMargins(gutterWidth(), 0, 0, 0);
+    // Typing into a coloured line would slide its colours onto the wrong characters until the
+    // next highlight arrives: the line goes plain at once instead. Other lines keep theirs, as
+    // their colours are held per line.
+    // A highlight asked for before the change is of another text now and must not land.
+    connect(this, &QPlainTextEdit::textChanged, this, [this] {
+        m_pending.reset();
+        m_highlighted = false;
+        const QTextBlock block = textCursor().block();
+        for (QTextBlock touched : {block.previous(), block})
+            if (touched.isValid() && !touched.layout()->formats().isEmpty()) {
+                touched.layout()->clearFormats();
+                document()->markContentsDirty(touched.position(), touched.length());
+            }
+    });
     if (SyntaxHighlighter *highlighter = sharedHighlighter())
         connect(highlighter, &SyntaxHighlighter::highlighted, this, &CodeEditor::highlightArrived);
 }

@@ -10,6 +10,9 @@
 #include "shell/editor/CodeEditor.h"
 #include "shell/editor/FileEditorView.h"
 #include "shell/editor/FilePreviewWindow.h"
+#include "shell/files/FileTreeView.h"
+#include "shell/window/InspectorView.h"
+#include "shell/window/WindowActions.h"
 #include "tools/editor/OpenFileService.h"
 
 #include <QApplication>
@@ -17,6 +20,7 @@
 #include <QFile>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTest>
 
 using namespace corvane;
@@ -89,11 +93,15 @@ private slots:
     void editingInTheWindow()
     {
         ToolWindowFixture f;
-        const QString folder = f.f.env.root();
+        const QString folder = f.f.env.root() + "/parser";
+        QDir().mkpath(folder);
         const InsertedPlace place = insertPlace(f.ctx(), folder, QStringLiteral("Parser work"));
         writeBytes(folder + "/main.cpp", "int main() { return 0; }\n");
         writeBytes(folder + "/notes.md", "# Notes\n");
-        f.openWindow(QSize(1100, 700));
+        QDir(folder).mkpath("src/parser");
+        writeBytes(folder + "/src/parser/lexer.cpp", "// The lexer\n");
+        writeBytes(folder + "/.env", "TOKEN=1\n");
+        f.openWindow(QSize(1400, 760));
         f.window->state().setContent(ContentState::workspace(place.workspaceId));
         QTRY_VERIFY(f.window->content()->tabBar()->isVisible());
         WorkspaceTabBar *bar = f.window->content()->tabBar();
@@ -153,8 +161,15 @@ private slots:
         QVERIFY(editor->editor()->toPlainText().contains("// mine"));
         auto *notice = editor->findChild<QWidget *>(QStringLiteral("diskChangeNotice"));
         QVERIFY(notice && notice->isVisible());
+        // The Files tab beside the editor, for the screenshot.
+        f.window->actions().action(KeyboardShortcutAction::toggleInspector)->trigger();
+        f.window->inspector()->tabs()->setCurrentWidget(f.window->inspector()->fileTree());
+        FileTreeView *tree = f.window->inspector()->fileTree();
+        QTRY_VERIFY(tree->model() && tree->model()->rowCount() == 4); // src, .env, main.cpp, notes.md
+        tree->expand(tree->model()->index(0, 0));
+        QTRY_VERIFY_WITH_TIMEOUT(editor->editor()->isHighlighted(), 30000);
         QDir().mkpath(CORVANE_SCREENSHOT_DIR);
-        QVERIFY(f.window->grab().save(CORVANE_SCREENSHOT_DIR "/file-editor.png"));
+        QVERIFY(f.window->grab().save(CORVANE_SCREENSHOT_DIR "/file-tree.png"));
 
         // Closing the dirty file: Cancel keeps it open and in front; Don't Save closes it.
         const QRectF close = bar->closeButtonRect(0);

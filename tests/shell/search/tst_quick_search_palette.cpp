@@ -105,6 +105,8 @@ private slots:
         QVERIFY(rowText(palette, 1).contains("Long talk"));
         QVERIFY(rowText(palette, 1).contains("the <b>Blue Heron</b> nest?"));
         QCOMPARE(palette->list()->currentRow(), 0);
+        QDir().mkpath(CORVANE_SCREENSHOT_DIR);
+        QVERIFY(m_window->grab().save(CORVANE_SCREENSHOT_DIR "/quick-search.png"));
 
         QTest::keyClick(palette->field(), Qt::Key_Down);
         QTest::keyClick(palette->field(), Qt::Key_Down); // no further: there is no third row
