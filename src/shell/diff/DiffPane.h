@@ -1,16 +1,14 @@
 #pragma once
 
-#include "presentation/markdown/StyledText.h"
-
-#include <QPlainTextEdit>
+#include "shell/editor/CodeEditor.h"
 
 #include <optional>
 
 namespace corvane {
 
-// One side of the diff: read-only text with a gutter of line numbers (a row may have none), a
-// tinted background per row, and syntax colours once they arrive.
-class DiffPane : public QPlainTextEdit
+// One side of the diff: read-only code whose gutter numbers the lines as in the file (a row
+// missing on this side has none), with a tinted background per row.
+class DiffPane : public CodeEditor
 {
     Q_OBJECT
 
@@ -19,20 +17,13 @@ public:
 
     // One entry per line of `text`: its number in the file, and its tint (none when invalid).
     void show(const QString &text, const QList<std::optional<int>> &numbers, const QList<QColor> &tints);
-    // Colours the whole text from a highlight of it; runs past the text are ignored.
-    void applyHighlight(const StyledText &highlighted);
-
-    int gutterWidth() const;
     const QList<std::optional<int>> &numbers() const { return m_numbers; }
 
 protected:
-    void resizeEvent(QResizeEvent *event) override;
+    std::optional<int> lineNumber(int block) const override;
+    int largestLineNumber() const override;
 
 private:
-    friend class DiffGutter;
-    void paintGutter(QPaintEvent *event);
-
-    QWidget *m_gutter;
     QList<std::optional<int>> m_numbers;
 };
 

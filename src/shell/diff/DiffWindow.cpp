@@ -1,8 +1,6 @@
 #include "shell/diff/DiffWindow.h"
 
 #include "presentation/highlight/FileLanguage.h"
-#include "presentation/highlight/SyntaxHighlighter.h"
-#include "presentation/markdown/MarkdownStyle.h"
 #include "shell/chat/ChatStyle.h"
 #include "shell/diff/DiffPane.h"
 
@@ -105,7 +103,8 @@ void DiffWindow::display(DiffDocument document)
         for (int n = 1; n <= lines; ++n)
             numbers.append(n);
         pane->show(m_document.onlyText, numbers, QList<QColor>(lines, tint(added ? green : red, 0.08)));
-        highlight(pane, m_document.onlyText);
+        pane->setLanguage(languageForFile(m_filePath));
+        pane->highlight();
         break;
     }
     case DiffDocument::Kind::text: {
@@ -140,32 +139,15 @@ void DiffWindow::display(DiffDocument document)
         const QString rightText = rightLines.join(QLatin1Char('\n'));
         m_left->show(leftText, leftNumbers, leftTints);
         m_right->show(rightText, rightNumbers, rightTints);
-        highlight(m_left, leftText);
-        highlight(m_right, rightText);
+        for (DiffPane *pane : {m_left, m_right}) {
+            pane->setLanguage(languageForFile(m_filePath));
+            pane->highlight();
+        }
         break;
     }
     }
     m_loaded = true;
     emit loaded();
-}
-
-void DiffWindow::highlight(DiffPane *pane, const QString &text)
-{
-    const auto language = languageForFile(m_filePath);
-    SyntaxHighlighter *highlighter = sharedHighlighter();
-    if (!language || !highlighter || text.toUtf8().size() > largestHighlightedText)
-        return;
-    const HighlightKey key{highlightThemeName(ChatStyle::isDark(palette())), *language, text};
-    auto apply = [pane, key] {
-        if (const auto styled = SyntaxHighlighter::cached(key); styled && !styled->runs.isEmpty())
-            pane->applyHighlight(*styled);
-    };
-    if (!highlighter->request(key))
-        return apply();
-    connect(highlighter, &SyntaxHighlighter::highlighted, pane, [key, apply](const HighlightKey &done) {
-        if (done == key)
-            apply();
-    });
 }
 
 } // namespace corvane

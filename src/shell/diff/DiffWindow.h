@@ -33,7 +33,6 @@ signals:
 
 private:
     void display(DiffDocument document);
-    void highlight(DiffPane *pane, const QString &text);
 
     QString m_filePath;
     QLabel *m_leftHeader;

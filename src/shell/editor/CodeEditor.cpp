@@ -34,10 +34,7 @@ CodeEditor::CodeEditor(QWidget *parent) : QPlainTextEdit(parent), m_gutter(new L
         else
             m_gutter->update(0, rect.y(), m_gutter->width(), rect.height());
     });
-    connect(this, &QPlainTextEdit::blockCountChanged, this, [this] {
-        setViewportMargins(gutterWidth(), 0, 0, 0);
-        resizeEvent(nullptr);
-    });
+    connect(this, &QPlainTextEdit::blockCountChanged, this, &CodeEditor::updateGutterWidth);
     setViewportMargins(gutterWidth(), 0, 0, 0);
     // Typing into a coloured line would slide its colours onto the wrong characters until the
     // next highlight arrives: the line goes plain at once instead. Other lines keep theirs, as
@@ -59,8 +56,14 @@ CodeEditor::CodeEditor(QWidget *parent) : QPlainTextEdit(parent), m_gutter(new L
 
 int CodeEditor::gutterWidth() const
 {
-    const int digits = int(QString::number(std::max(1, blockCount())).size());
+    const int digits = int(QString::number(std::max(1, largestLineNumber())).size());
     return 16 + fontMetrics().horizontalAdvance(QLatin1Char('9')) * std::max(digits, 3);
+}
+
+void CodeEditor::updateGutterWidth()
+{
+    setViewportMargins(gutterWidth(), 0, 0, 0);
+    resizeEvent(nullptr);
 }
 
 void CodeEditor::highlight()
@@ -149,9 +152,10 @@ void CodeEditor::paintGutter(QPaintEvent *event)
     const int height = fontMetrics().height();
     const int current = textCursor().blockNumber();
     while (block.isValid() && top <= event->rect().bottom()) {
-        if (block.isVisible()) {
-            painter.setPen(palette().color(block.blockNumber() == current ? QPalette::Text : QPalette::PlaceholderText));
-            painter.drawText(0, top, m_gutter->width() - 8, height, Qt::AlignRight, QString::number(block.blockNumber() + 1));
+        if (const auto number = lineNumber(block.blockNumber()); number && block.isVisible()) {
+            const bool atCursor = !isReadOnly() && block.blockNumber() == current;
+            painter.setPen(palette().color(atCursor ? QPalette::Text : QPalette::PlaceholderText));
+            painter.drawText(0, top, m_gutter->width() - 8, height, Qt::AlignRight, QString::number(*number));
         }
         top += qRound(blockBoundingRect(block).height());
         block = block.next();

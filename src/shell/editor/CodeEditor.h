@@ -35,6 +35,12 @@ public:
     int gutterWidth() const;
 
 protected:
+    // The number the gutter shows beside a line (counted from 0), none for a blank; and the
+    // largest one, which sizes the gutter. Plain files number their lines from 1.
+    virtual std::optional<int> lineNumber(int block) const { return block + 1; }
+    virtual int largestLineNumber() const { return blockCount(); }
+    // Makes the gutter room for the largest number again.
+    void updateGutterWidth();
     void resizeEvent(QResizeEvent *event) override;
 
 private:

@@ -2,6 +2,7 @@
 // saved with the save key, switched with the pills while each file keeps its undo history,
 // changed on disk under a clean and a dirty buffer, closed through the save prompt, and
 // previewed when no workspace is in front. Colours stop above the size limit.
+#include "support/CoreFiles.h"
 #include "support/StoreFixture.h"
 #include "support/ToolWindowFixture.h"
 
@@ -28,18 +29,6 @@ using namespace corvane::test;
 
 namespace {
 
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // Types text key by key, as a keyboard with those characters would (keyClicks takes ASCII only).
 void typeText(QWidget *widget, const QString &text)
@@ -81,7 +70,7 @@ private slots:
         QByteArray text = QByteArray("[\"é\"") + QByteArray(bytes - 7, ' ') + "]\n";
         QCOMPARE(text.size(), bytes);
         QTemporaryDir dir;
-        writeBytes(dir.filePath("data.json"), text);
+        QVERIFY(writeFile(dir.filePath("data.json"), text));
         FilePreviewWindow preview(dir.filePath("data.json"));
         QCOMPARE(preview.editor()->language(), std::optional<QString>(QStringLiteral("json")));
         if (coloured)
@@ -96,11 +85,11 @@ private slots:
         const QString folder = f.f.env.root() + "/parser";
         QDir().mkpath(folder);
         const InsertedPlace place = insertPlace(f.ctx(), folder, QStringLiteral("Parser work"));
-        writeBytes(folder + "/main.cpp", "int main() { return 0; }\n");
-        writeBytes(folder + "/notes.md", "# Notes\n");
+        QVERIFY(writeFile(folder + "/main.cpp", "int main() { return 0; }\n"));
+        QVERIFY(writeFile(folder + "/notes.md", "# Notes\n"));
         QDir(folder).mkpath("src/parser");
-        writeBytes(folder + "/src/parser/lexer.cpp", "// The lexer\n");
-        writeBytes(folder + "/.env", "TOKEN=1\n");
+        QVERIFY(writeFile(folder + "/src/parser/lexer.cpp", "// The lexer\n"));
+        QVERIFY(writeFile(folder + "/.env", "TOKEN=1\n"));
         f.openWindow(QSize(1400, 760));
         f.window->state().setContent(ContentState::workspace(place.workspaceId));
         QTRY_VERIFY(f.window->content()->tabBar()->isVisible());
@@ -128,7 +117,7 @@ private slots:
         typeText(editor->editor(), QStringLiteral("Ünïcode ✓"));
         QVERIFY(bar->files().at(1).dirty);
         QTest::keyClick(editor->editor(), Qt::Key_S, Qt::ControlModifier);
-        QCOMPARE(readBytes(folder + "/notes.md"), QString("# Notes\nÜnïcode ✓").toUtf8());
+        QCOMPARE(readFile(folder + "/notes.md"), QString("# Notes\nÜnïcode ✓").toUtf8());
         QVERIFY(!bar->files().at(1).dirty);
 
         // Another pill and back: each file keeps its own undo history.
@@ -151,12 +140,12 @@ private slots:
 
         // Changed on disk: the clean buffer follows, the dirty one keeps the user's text.
         QTest::qWait(20);
-        writeBytes(folder + "/main.cpp", "int main() { return 1; }\n");
+        QVERIFY(writeFile(folder + "/main.cpp", "int main() { return 1; }\n"));
         broadcast::post(f.center, broadcast::FileSystemChanged{folder});
         QCOMPARE(editor->editor()->toPlainText(), QStringLiteral("int main() { return 1; }\n"));
         QTest::keyClicks(editor->editor(), "// mine");
         QTest::qWait(20);
-        writeBytes(folder + "/main.cpp", "int main() { return 2; }\n");
+        QVERIFY(writeFile(folder + "/main.cpp", "int main() { return 2; }\n"));
         broadcast::post(f.center, broadcast::FileSystemChanged{folder});
         QVERIFY(editor->editor()->toPlainText().contains("// mine"));
         auto *notice = editor->findChild<QWidget *>(QStringLiteral("diskChangeNotice"));
@@ -180,7 +169,7 @@ private slots:
         answers << OpenFileService::SaveAnswer::discard;
         QTest::mouseClick(bar, Qt::LeftButton, {}, close.center().toPoint());
         QCOMPARE(bar->files().size(), 1);
-        QCOMPARE(readBytes(folder + "/main.cpp"), QByteArray("int main() { return 2; }\n"));
+        QCOMPARE(readFile(folder + "/main.cpp"), QByteArray("int main() { return 2; }\n"));
         // The last file left is the active one, still in front; the middle button closes it.
         QCOMPARE(editor->boundPath(), folder + "/notes.md");
         clickPill(bar, 1, Qt::MiddleButton);
@@ -191,7 +180,7 @@ private slots:
     void withoutAWorkspaceAFileIsPreviewed()
     {
         ToolWindowFixture f;
-        writeBytes(f.f.env.root() + "/script.sh", "echo hi\n");
+        QVERIFY(writeFile(f.f.env.root() + "/script.sh", "echo hi\n"));
         f.openWindow(QSize(900, 600));
         f.window->openFile(f.f.env.root() + "/script.sh");
         FilePreviewWindow *preview = f.window->findChild<FilePreviewWindow *>();

@@ -2,6 +2,7 @@
 // files open and close, the save prompt's three answers, atomic saves, and files changed or
 // deleted on disk under clean and dirty buffers.
 #include "core/Broadcasts.h"
+#include "support/CoreFiles.h"
 #include "tools/editor/OpenFileService.h"
 
 #include <QDir>
@@ -10,23 +11,7 @@
 #include <QTest>
 
 using namespace corvane;
-
-namespace {
-
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
+using namespace corvane::test;
 
 class TestOpenFiles : public QObject
 {
@@ -99,17 +84,17 @@ private slots:
 
     void openingTwiceReadsOnceAndRefusalsWarn()
     {
-        writeBytes(path("a.txt"), "one");
+        QVERIFY(writeFile(path("a.txt"), "one"));
         const OpenFilePtr first = m_service->open(path("a.txt"), m_workspace);
         QVERIFY(first);
         first->contents = "edited";
-        writeBytes(path("a.txt"), "changed behind our back");
+        QVERIFY(writeFile(path("a.txt"), "changed behind our back"));
         // Opening again only brings it to front; the buffer is not read again.
         QCOMPARE(m_service->open(path("a.txt"), m_workspace), first);
         QCOMPARE(first->contents, QStringLiteral("edited"));
         QCOMPARE(m_posts, 2);
 
-        writeBytes(path("image.bin"), QByteArray("\x89PNG\0", 5));
+        QVERIFY(writeFile(path("image.bin"), QByteArray("\x89PNG\0", 5)));
         QVERIFY(!m_service->open(path("image.bin"), m_workspace));
         QVERIFY(!m_service->open(path("missing.txt"), m_workspace));
         QCOMPARE(m_warnings.size(), 2);
@@ -121,7 +106,7 @@ private slots:
     void closingMovesTheActiveFile()
     {
         for (const char *name : {"a.txt", "b.txt", "c.txt"}) {
-            writeBytes(path(name), name);
+            QVERIFY(writeFile(path(name), name));
             QVERIFY(m_service->open(path(name), m_workspace));
         }
         m_service->setActive(path("b.txt"), m_workspace);
@@ -152,8 +137,8 @@ private slots:
         QFETCH(OpenFileService::SaveAnswer, answer);
         QFETCH(bool, closed);
         QFETCH(QByteArray, onDisk);
-        writeBytes(path("other.txt"), "other");
-        writeBytes(path("a.txt"), "disk");
+        QVERIFY(writeFile(path("other.txt"), "other"));
+        QVERIFY(writeFile(path("a.txt"), "disk"));
         QVERIFY(m_service->open(path("other.txt"), m_workspace));
         const OpenFilePtr file = m_service->open(path("a.txt"), m_workspace);
         m_service->setContents(file, "mine");
@@ -161,7 +146,7 @@ private slots:
         m_answers << answer;
         QCOMPARE(m_service->close(path("a.txt"), m_workspace, true), closed);
         QCOMPARE(m_asked, 1);
-        QCOMPARE(readBytes(path("a.txt")), onDisk);
+        QCOMPARE(readFile(path("a.txt")), onDisk);
         QCOMPARE(bool(m_service->file(path("a.txt"), m_workspace)), !closed);
         if (!closed) // cancelled: still open, still in front, still dirty
             QCOMPARE(m_service->activeFile(m_workspace), file);
@@ -169,7 +154,7 @@ private slots:
 
     void dirtyStateFollowsTheTextBackAndForth()
     {
-        writeBytes(path("a.txt"), "abc");
+        QVERIFY(writeFile(path("a.txt"), "abc"));
         const OpenFilePtr file = m_service->open(path("a.txt"), m_workspace);
         const int before = m_posts;
         m_service->setContents(file, "abcd");
@@ -181,7 +166,7 @@ private slots:
 
     void savingIsAtomicAndAFailureKeepsTheBuffer()
     {
-        writeBytes(path("a.txt"), "old");
+        QVERIFY(writeFile(path("a.txt"), "old"));
         QFile::setPermissions(path("a.txt"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         const OpenFilePtr file = m_service->open(path("a.txt"), m_workspace);
         m_service->setContents(file, "new ☕");
@@ -189,7 +174,7 @@ private slots:
         ObserverGuard guard = broadcast::observe<broadcast::EditorSavedFile>(m_center, this,
             [&saved](const broadcast::EditorSavedFile &s) { saved = s.path; });
         QVERIFY(m_service->save(file));
-        QCOMPARE(readBytes(path("a.txt")), QString("new ☕").toUtf8());
+        QCOMPARE(readFile(path("a.txt")), QString("new ☕").toUtf8());
         QCOMPARE(saved, path("a.txt"));
         QVERIFY(!file->isDirty());
         // The file's mode survives the write through a temporary file.
@@ -197,7 +182,7 @@ private slots:
 
         // Something that cannot be written over (a folder now stands at the path): the warning,
         // what is there untouched, the edits still in the buffer.
-        writeBytes(path("b.txt"), "text");
+        QVERIFY(writeFile(path("b.txt"), "text"));
         const OpenFilePtr blocked = m_service->open(path("b.txt"), m_workspace);
         QFile::remove(path("b.txt"));
         QVERIFY(QDir().mkpath(path("b.txt/inside")));
@@ -211,16 +196,16 @@ private slots:
 
     void changesOnDisk()
     {
-        writeBytes(path("clean.txt"), "v1");
-        writeBytes(path("dirty.txt"), "v1");
-        writeBytes(path("gone.txt"), "text");
+        QVERIFY(writeFile(path("clean.txt"), "v1"));
+        QVERIFY(writeFile(path("dirty.txt"), "v1"));
+        QVERIFY(writeFile(path("gone.txt"), "text"));
         const OpenFilePtr clean = m_service->open(path("clean.txt"), m_workspace);
         const OpenFilePtr dirty = m_service->open(path("dirty.txt"), m_workspace);
         const OpenFilePtr gone = m_service->open(path("gone.txt"), m_workspace);
         m_service->setContents(dirty, "my edit");
         QTest::qWait(20); // a modification time the file system can tell apart
-        writeBytes(path("clean.txt"), "v2 from the agent");
-        writeBytes(path("dirty.txt"), "v2 from git");
+        QVERIFY(writeFile(path("clean.txt"), "v2 from the agent"));
+        QVERIFY(writeFile(path("dirty.txt"), "v2 from git"));
         QFile::remove(path("gone.txt"));
         QStringList replaced;
         connect(m_service.get(), &OpenFileService::contentsReplaced, this, [&replaced](const QString &p) { replaced << p; });
@@ -237,7 +222,7 @@ private slots:
         // A deleted file stays open with its text, and saving writes it again.
         QCOMPARE(gone->contents, QStringLiteral("text"));
         QVERIFY(m_service->save(gone));
-        QCOMPARE(readBytes(path("gone.txt")), QByteArray("text"));
+        QCOMPARE(readFile(path("gone.txt")), QByteArray("text"));
 
         // Our own save is not mistaken for someone else's change.
         replaced.clear();
@@ -251,7 +236,7 @@ private slots:
     {
         const QUuid second = QUuid::createUuid();
         for (const char *name : {"a.txt", "b.txt", "c.txt"})
-            writeBytes(path(name), name);
+            QVERIFY(writeFile(path(name), name));
         m_service->setContents(m_service->open(path("a.txt"), m_workspace), "a!");
         m_service->setContents(m_service->open(path("b.txt"), m_workspace), "b!");
         QVERIFY(m_service->open(path("c.txt"), second)); // clean: closes without a question
@@ -263,8 +248,8 @@ private slots:
         m_answers << OpenFileService::SaveAnswer::discard;
         QVERIFY(m_service->closeAllAsking());
         QVERIFY(m_service->workspaces().isEmpty());
-        QCOMPARE(readBytes(path("a.txt")), QByteArray("a!"));
-        QCOMPARE(readBytes(path("b.txt")), QByteArray("b.txt"));
+        QCOMPARE(readFile(path("a.txt")), QByteArray("a!"));
+        QCOMPARE(readFile(path("b.txt")), QByteArray("b.txt"));
     }
 };
 
