@@ -4,6 +4,9 @@
 #include "core/store/Connection.h"
 #include "core/store/MessageSearchIndex.h"
 
+#include <QElapsedTimer>
+
+#include <algorithm>
 #include <memory>
 
 namespace corvane::store {
@@ -71,7 +74,10 @@ void MessageSearchFiller::run()
             if (isMessageSearchIndexReady(*connection) || !hasMessageSearchIndex(*connection))
                 return;
         }
+        QElapsedTimer clock;
+        clock.start();
         auto step = fillMessageSearchStep(*connection, m_pace.batchMessages, m_pace.batchBudgetMs);
+        m_longestStepUs = std::max(m_longestStepUs.load(), clock.nsecsElapsed() / 1000);
         if (!step) {
             // Nothing was written by the failed batch; the next try starts where it would have.
             logLine("Search", QStringLiteral("Indexing messages: %1. Trying again shortly.").arg(step.error().message));
@@ -88,6 +94,8 @@ void MessageSearchFiller::run()
                 continue;
             }
             if (*finished) {
+                logLine("Search", QStringLiteral("Messages indexed for search (longest step %1 ms).")
+                                      .arg(longestStepMs(), 0, 'f', 1));
                 emit progressed(100);
                 emit completed();
                 return;

@@ -39,6 +39,8 @@ public:
     // Asks the fill to stop after its current batch, and waits for it.
     void stop();
     bool isRunning() const { return m_running.load(); }
+    // The longest single step so far: how long the fill held the write lock at most.
+    double longestStepMs() const { return double(m_longestStepUs.load()) / 1000; }
 
 signals:
     // After each batch, from the fill's thread: how far it has come.
@@ -55,6 +57,7 @@ private:
     Pace m_pace;
     std::thread m_thread;
     std::atomic<bool> m_running{false};
+    std::atomic<qint64> m_longestStepUs{0};
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_stop = false;
