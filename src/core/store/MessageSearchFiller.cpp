@@ -60,6 +60,7 @@ void MessageSearchFiller::run()
 {
     std::unique_ptr<Connection> connection;
     bool restarted = false;
+    int walPages = 0;
     while (pause(0)) {
         if (!connection) {
             auto opened = Connection::open(m_path, false);
@@ -70,6 +71,12 @@ void MessageSearchFiller::run()
                 continue;
             }
             connection.reset(opened.value());
+            // SQLite would copy the log back into the file inside a step's commit; the fill does
+            // it after the step instead, when the log has grown, so a step is the lock and no more.
+            sqlite3_wal_hook(connection->handle(), [](void *pages, sqlite3 *, const char *, int n) {
+                *static_cast<int *>(pages) = n;
+                return SQLITE_OK;
+            }, &walPages);
             // Nothing to do without an index (this SQLite cannot make one) or when it is complete.
             if (isMessageSearchIndexReady(*connection) || !hasMessageSearchIndex(*connection))
                 return;
@@ -78,6 +85,10 @@ void MessageSearchFiller::run()
         clock.start();
         auto step = fillMessageSearchStep(*connection, m_pace.batchMessages, m_pace.batchBudgetMs);
         m_longestStepUs = std::max(m_longestStepUs.load(), clock.nsecsElapsed() / 1000);
+        if (walPages >= 1000) {
+            sqlite3_wal_checkpoint_v2(connection->handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+            walPages = 0;
+        }
         if (!step) {
             // Nothing was written by the failed batch; the next try starts where it would have.
             logLine("Search", QStringLiteral("Indexing messages: %1. Trying again shortly.").arg(step.error().message));
