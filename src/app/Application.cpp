@@ -30,6 +30,7 @@
 #include "core/settings/AppSettings.h"
 #include "core/process/ProcessReaper.h"
 #include "core/settings/PreferencesStore.h"
+#include "core/store/MessageSearchFiller.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "shell/Appearance.h"
@@ -84,6 +85,9 @@ bool Application::start()
     }
     m_store->watchOtherWriters();
     startup::startActivityBackfill(m_store, this, m_center);
+    // Messages stored before the search index existed are added to it in the background.
+    m_searchFiller = std::make_unique<store::MessageSearchFiller>(m_store->path());
+    m_searchFiller->start();
     startup::runMigrations(*m_store);
     m_agents = std::make_unique<AgentServices>(*m_store, *m_settings, m_center);
     // A branch switched outside the program reaches every window: the shown workspaces' HEADs
@@ -279,6 +283,8 @@ void Application::shutdown()
     // session only on the way out, so the next start can resume it. Bounded by signals, and no
     // agent process outlives us. Records need no final write: every change was saved as it
     // happened.
+    // The search index fill stops after its current batch and goes on at the next start.
+    m_searchFiller.reset();
     m_coordinators.reset();
     m_orchestrator.reset();
     if (m_agents)

@@ -28,6 +28,7 @@ class OnboardingWindow;
 class Store;
 class TerminalService;
 class OpenFileService;
+namespace store { class MessageSearchFiller; }
 
 // The composition root: creates the services in order at start, opens the first window, and
 // takes them down in reverse order at quit.
@@ -77,6 +78,7 @@ private:
     std::unique_ptr<CoordinatorBridge> m_coordinators;
     std::unique_ptr<TerminalService> m_terminals;
     std::unique_ptr<OpenFileService> m_openFiles;
+    std::unique_ptr<store::MessageSearchFiller> m_searchFiller;
     int m_windowCounter = 0;
     bool m_shownFirst = false;
 };

@@ -26,7 +26,7 @@ Result<Connection *> Connection::open(const QString &path, bool create)
         return error;
     }
     sqlite3_extended_result_codes(connection->m_db, 0);
-    sqlite3_busy_timeout(connection->m_db, 5000);
+    sqlite3_busy_handler(connection->m_db, &Connection::waitForLock, nullptr);
     sqlite3_update_hook(connection->m_db, &Connection::onUpdate, connection);
     // Foreign keys are off by default in SQLite and must be switched on for every connection,
     // or cascades silently never happen.
@@ -37,6 +37,18 @@ Result<Connection *> Connection::open(const QString &path, bool create)
         }
     }
     return connection;
+}
+
+int Connection::waitForLock(void *, int attempts)
+{
+    // SQLite's own timeout backs off to sleeps of 100 ms, and so keeps missing the short gaps
+    // between the transactions of a writer that works in small batches (the search index fill):
+    // a save could wait seconds for a lock that was free most of the time. Looking again every
+    // millisecond takes the first gap. Up to five seconds, as before.
+    if (attempts >= busyTimeoutMs)
+        return 0;
+    sqlite3_sleep(1);
+    return 1;
 }
 
 Result<sqlite3_stmt *> Connection::prepare(const QByteArray &sql)

@@ -17,6 +17,9 @@ namespace corvane::store {
 class Connection
 {
 public:
+    // How long a statement waits for another connection's write lock before it fails as busy.
+    static constexpr int busyTimeoutMs = 5000;
+
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
@@ -41,6 +44,7 @@ public:
 
 private:
     Connection() = default;
+    static int waitForLock(void *, int attempts);
     static void onUpdate(void *self, int op, const char *database, const char *table, sqlite3_int64 rowid);
 
     sqlite3 *m_db = nullptr;

@@ -3,6 +3,8 @@
 #include "core/Log.h"
 #include "core/store/Connection.h"
 
+#include <QElapsedTimer>
+
 namespace corvane::store {
 
 namespace {
@@ -18,10 +20,13 @@ CREATE TABLE MessageSearchKey (
 );
 CREATE VIRTUAL TABLE MessageSearch USING fts5(content, content='', tokenize='trigram');
 
-INSERT INTO MessageSearchKey(messageId)
-    SELECT id FROM Message WHERE contentType = 'text' AND role IN ('user', 'assistant') ORDER BY rowid;
-INSERT INTO MessageSearch(rowid, content)
-    SELECT k.key, m.content FROM MessageSearchKey k JOIN Message m ON m.id = k.messageId ORDER BY k.key;
+-- Messages stored before the index are added later, in the background, walking Message by
+-- rowid; this one row says how far that walk has come. A store without messages has none to add.
+CREATE TABLE MessageSearchFill (
+    throughRowid INTEGER NOT NULL,
+    complete INTEGER NOT NULL
+);
+INSERT INTO MessageSearchFill(throughRowid, complete) SELECT 0, NOT EXISTS (SELECT 1 FROM Message);
 
 CREATE TRIGGER Message_search_insert AFTER INSERT ON Message
 WHEN new.contentType = 'text' AND new.role IN ('user', 'assistant')
@@ -80,6 +85,159 @@ bool hasMessageSearchIndex(Connection &connection)
     auto count = connection.queryInteger(
         "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name IN ('MessageSearch', 'MessageSearchKey')");
     return count && *count == 2;
+}
+
+namespace {
+
+// Resets a cached statement on the way out, so no read stays open past the transaction.
+struct Resetting
+{
+    sqlite3_stmt *stmt;
+    ~Resetting() { sqlite3_reset(stmt); }
+};
+
+bool hasFillTable(Connection &connection)
+{
+    auto count = connection.queryInteger(
+        "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'MessageSearchFill'");
+    return count && *count == 1;
+}
+
+// The statements of one fill step, run inside its transaction.
+Result<MessageSearchFillStep> fillStep(Connection &connection, int maxMessages, int budgetMs)
+{
+    MessageSearchFillStep step;
+    auto through = connection.queryInteger("SELECT throughRowid FROM MessageSearchFill");
+    if (!through)
+        return through.error();
+    step.state.throughRowid = *through;
+
+    auto walk = connection.prepare(
+        "SELECT rowid, id, content, contentType = 'text' AND role IN ('user', 'assistant') FROM Message "
+        "WHERE rowid > ?1 ORDER BY rowid");
+    if (!walk)
+        return walk.error();
+    Resetting resetWalk{*walk};
+    auto addKey = connection.prepare("INSERT OR IGNORE INTO MessageSearchKey(messageId) VALUES (?1)");
+    if (!addKey)
+        return addKey.error();
+    Resetting resetKey{*addKey};
+    auto addText = connection.prepare("INSERT INTO MessageSearch(rowid, content) VALUES (?1, ?2)");
+    if (!addText)
+        return addText.error();
+    Resetting resetText{*addText};
+
+    QElapsedTimer clock;
+    clock.start();
+    sqlite3_bind_int64(*walk, 1, step.state.throughRowid);
+    int rc;
+    while ((rc = sqlite3_step(*walk)) == SQLITE_ROW) {
+        step.state.throughRowid = sqlite3_column_int64(*walk, 0);
+        if (sqlite3_column_int(*walk, 3)) {
+            sqlite3_reset(*addKey);
+            sqlite3_bind_value(*addKey, 1, sqlite3_column_value(*walk, 1));
+            if (sqlite3_step(*addKey) != SQLITE_DONE)
+                return connection.lastError(QStringLiteral("Indexing a message"));
+            // Ignored when a trigger indexed the message already (it was edited since the
+            // index was made): then its text is in the index, and must not go in twice.
+            if (sqlite3_changes(connection.handle()) == 1) {
+                sqlite3_reset(*addText);
+                sqlite3_bind_int64(*addText, 1, sqlite3_last_insert_rowid(connection.handle()));
+                sqlite3_bind_value(*addText, 2, sqlite3_column_value(*walk, 2));
+                if (sqlite3_step(*addText) != SQLITE_DONE)
+                    return connection.lastError(QStringLiteral("Indexing a message"));
+                ++step.indexed;
+            }
+        }
+        if (step.indexed >= maxMessages || clock.elapsed() >= budgetMs)
+            break;
+    }
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+        return connection.lastError(QStringLiteral("Reading messages to index"));
+    step.walkEnded = rc == SQLITE_DONE;
+
+    auto save = connection.prepare("UPDATE MessageSearchFill SET throughRowid = ?1");
+    if (!save)
+        return save.error();
+    Resetting resetSave{*save};
+    sqlite3_bind_int64(*save, 1, step.state.throughRowid);
+    if (Status s = stepToDone(connection, *save, QStringLiteral("Recording the index's progress")); !s)
+        return s.error();
+    auto last = connection.queryInteger("SELECT max(rowid) FROM Message");
+    if (!last)
+        return last.error();
+    step.state.lastRowid = *last;
+    return step;
+}
+
+} // namespace
+
+bool isMessageSearchIndexReady(Connection &connection)
+{
+    if (!hasMessageSearchIndex(connection))
+        return false;
+    // A store indexed before fills ran in the background was filled as it was made.
+    if (!hasFillTable(connection))
+        return true;
+    auto complete = connection.queryInteger("SELECT complete FROM MessageSearchFill");
+    return complete && *complete != 0;
+}
+
+Result<MessageSearchFillState> messageSearchFillState(Connection &connection)
+{
+    MessageSearchFillState state;
+    if (!hasFillTable(connection)) {
+        state.complete = hasMessageSearchIndex(connection);
+        return state;
+    }
+    auto through = connection.queryInteger("SELECT throughRowid FROM MessageSearchFill");
+    auto complete = connection.queryInteger("SELECT complete FROM MessageSearchFill");
+    auto last = connection.queryInteger("SELECT max(rowid) FROM Message");
+    if (!through || !complete || !last)
+        return (!through ? through.error() : !complete ? complete.error() : last.error());
+    state.throughRowid = *through;
+    state.complete = *complete != 0;
+    state.lastRowid = *last;
+    return state;
+}
+
+Result<MessageSearchFillStep> fillMessageSearchStep(Connection &connection, int maxMessages, int budgetMs)
+{
+    if (Status s = connection.run("BEGIN IMMEDIATE"); !s)
+        return s.error();
+    auto step = fillStep(connection, maxMessages, budgetMs);
+    if (step) {
+        if (Status s = connection.run("COMMIT"); !s) {
+            (void)connection.run("ROLLBACK");
+            return s.error();
+        }
+    } else {
+        (void)connection.run("ROLLBACK");
+    }
+    (void)connection.takeTouchedTables(); // nobody listens to this connection's changes
+    return step;
+}
+
+Result<bool> finishMessageSearchFill(Connection &connection)
+{
+    // Both counts from one snapshot. Every key stands for a message search can find (the
+    // triggers remove the others), so equal counts mean none is missing; messages written after
+    // the snapshot are the triggers' business.
+    if (Status s = connection.run("BEGIN"); !s)
+        return s.error();
+    auto messages = connection.queryInteger(
+        "SELECT count(*) FROM Message WHERE contentType = 'text' AND role IN ('user', 'assistant')");
+    auto keys = connection.queryInteger("SELECT count(*) FROM MessageSearchKey");
+    (void)connection.run("COMMIT");
+    if (!messages || !keys)
+        return !messages ? messages.error() : keys.error();
+    const bool covered = *messages == *keys;
+    Status s = connection.exec(covered ? "UPDATE MessageSearchFill SET complete = 1"
+                                       : "UPDATE MessageSearchFill SET throughRowid = 0");
+    (void)connection.takeTouchedTables();
+    if (!s)
+        return s.error();
+    return covered;
 }
 
 } // namespace corvane::store

@@ -20,12 +20,45 @@ class Connection;
 // Whether this SQLite can build the index (FTS5 with the trigram tokenizer), or why not.
 Status messageSearchSupported(Connection &connection);
 
-// Schema step 2: creates the index and its triggers and fills it from the messages already
-// stored. Without FTS5's trigram tokenizer it creates nothing and says so in the log; search
-// then scans the messages as it did before, and the store stays usable.
+// Schema step 2: creates the index and its triggers, at once: the messages already stored are
+// added later by MessageSearchFiller, in the background. Without FTS5's trigram tokenizer it
+// creates nothing and says so in the log; search then scans the messages as it did before, and
+// the store stays usable.
 Status addMessageSearchIndex(Connection &connection);
 
-// Whether the store at hand has the index.
+// Whether the store at hand has the index (complete or still being filled).
 bool hasMessageSearchIndex(Connection &connection);
+
+// Whether the index holds every message search can find, so that search may read it: it exists
+// and its fill is complete. Until then search scans the messages, with the same results.
+bool isMessageSearchIndexReady(Connection &connection);
+
+// How far the fill has come: messages up to `throughRowid` have been walked, of `lastRowid`.
+struct MessageSearchFillState
+{
+    qint64 throughRowid = 0;
+    qint64 lastRowid = 0;
+    bool complete = false;
+
+    int percent() const { return complete || lastRowid <= 0 ? 100 : int(qMin<qint64>(99, throughRowid * 100 / lastRowid)); }
+};
+Result<MessageSearchFillState> messageSearchFillState(Connection &connection);
+
+// One step of the fill, in one short write transaction: the next messages after the walk's
+// position are added, at most `maxMessages` that search can find or until `budgetMs` have passed,
+// whichever comes first. A message a trigger has indexed meanwhile (it was edited) is skipped.
+// `walkEnded` says no message lies beyond the position; finishMessageSearchFill() comes next.
+struct MessageSearchFillStep
+{
+    int indexed = 0;
+    bool walkEnded = false;
+    MessageSearchFillState state;
+};
+Result<MessageSearchFillStep> fillMessageSearchStep(Connection &connection, int maxMessages, int budgetMs);
+
+// After the walk has ended: checks in one snapshot that every message search can find has its
+// key, and marks the fill complete. When some message was missed (its rowid changed under the
+// walk, as a VACUUM may do) the walk starts over, adding only what is missing, and this says false.
+Result<bool> finishMessageSearchFill(Connection &connection);
 
 } // namespace corvane::store

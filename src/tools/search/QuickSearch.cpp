@@ -157,7 +157,7 @@ Result<QList<MessageSearchResult>> runSearch(Connection &connection, const QStri
     MessageWalk walk(connection, query, limit);
     if (Status s = walk.loadChats(); !s)
         return s.error();
-    const QString phrases = scan == MessageScan::plain || !store::hasMessageSearchIndex(connection)
+    const QString phrases = scan == MessageScan::plain || !store::isMessageSearchIndexReady(connection)
         ? QString()
         : indexQuery(foldedCodePoints(query));
 

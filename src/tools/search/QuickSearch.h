@@ -16,7 +16,7 @@ namespace search {
 enum class MessageScan {
     automatic, // the newest messages scanned first, then the index for the rest
     plain,     // the scan alone (queries under three characters always take it)
-    indexed,   // the index alone
+    indexed,   // the index alone (once complete; until then the scan)
 };
 
 // How many of the newest messages the automatic walk scans before it asks the index: a common
@@ -38,7 +38,8 @@ QList<MessageSearchResult> searchMessages(Store &store, const QString &query, in
                                           MessageScan scan = MessageScan::automatic,
                                           int scanFirst = scanBeforeIndex);
 
-// Whether the store has the message index; when not, why messages are scanned.
+// Whether the store has the message index; when not, why messages are scanned. An index still
+// being filled in the background is not missing (messages are scanned until it is complete).
 std::optional<QString> messageIndexMissing(Store &store);
 
 } // namespace search
