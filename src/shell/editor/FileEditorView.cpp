@@ -65,6 +65,8 @@ FileEditorView::FileEditorView(OpenFileService &service, const QUuid &workspaceI
     m_flushTimer.setSingleShot(true);
     m_flushTimer.setInterval(highlightDelayMs);
     connect(&m_flushTimer, &QTimer::timeout, this, &FileEditorView::flush);
+    m_loadTimer.setInterval(0);
+    connect(&m_loadTimer, &QTimer::timeout, this, &FileEditorView::loadMore);
 
     connect(m_editor, &QPlainTextEdit::textChanged, this, &FileEditorView::textEdited);
     connect(m_editor, &QPlainTextEdit::modificationChanged, this, [this] {
@@ -96,8 +98,17 @@ QTextDocument *FileEditorView::documentFor(const OpenFilePtr &file)
     document->setDefaultFont(m_editor->font());
     // Loading is not an edit to undo; without the undo stack a large file loads a tenth faster.
     document->setUndoRedoEnabled(false);
-    document->setPlainText(file->contents);
-    document->setUndoRedoEnabled(true);
+    // A document is built at about 20 MB a second: a large file shows its first lines at once
+    // and the rest arrives piece by piece, the window answering in between.
+    qsizetype first = file->contents.size();
+    if (first > loadPiece) {
+        first = file->contents.lastIndexOf(QLatin1Char('\n'), loadPiece / 4);
+        first = first < 0 ? loadPiece / 4 : first;
+        m_loadingOffset.insert(document, first);
+        m_loadTimer.start();
+    }
+    document->setPlainText(file->contents.left(first));
+    document->setUndoRedoEnabled(!isLoading(document));
     document->setModified(file->isDirty());
     m_documents.insert(file->path, document);
     return document;
@@ -119,6 +130,7 @@ void FileEditorView::bindActiveFile()
             m_editor->setDocument(nullptr); // a fresh empty document of the editor's own
             m_skipEdits = false;
         }
+        m_loadingOffset.remove(it.value());
         delete it.value();
         it = m_documents.erase(it);
     }
@@ -139,12 +151,49 @@ void FileEditorView::bindActiveFile()
     if (active) {
         m_skipEdits = true;
         m_editor->setDocument(documentFor(active));
+        m_editor->setReadOnly(isLoading());
         m_editor->setTabStopDistance(m_editor->fontMetrics().horizontalAdvance(QLatin1Char(' ')) * 4);
         m_skipEdits = false;
         m_editor->setLanguage(languageForFile(active->fileName()));
         m_editor->highlight();
     }
     emit boundFileChanged(m_boundPath);
+}
+
+bool FileEditorView::isLoading() const
+{
+    return isLoading(m_editor->document());
+}
+
+void FileEditorView::loadMore()
+{
+    // The shown file first; the others of this workspace after it.
+    auto loading = m_loadingOffset.begin();
+    if (auto shown = m_loadingOffset.find(m_editor->document()); shown != m_loadingOffset.end())
+        loading = shown;
+    if (loading == m_loadingOffset.end())
+        return m_loadTimer.stop();
+    auto *document = const_cast<QTextDocument *>(loading.key());
+    const QString path = m_documents.key(document);
+    const OpenFilePtr file = m_service.file(path, m_workspaceId);
+    const qsizetype from = loading.value();
+    const qsizetype to = file ? std::min(from + loadPiece, file->contents.size()) : from;
+    m_skipEdits = true;
+    if (file && to > from) {
+        QTextCursor end(document);
+        end.movePosition(QTextCursor::End);
+        end.insertText(file->contents.mid(from, to - from));
+    }
+    if (file && to < file->contents.size()) {
+        loading.value() = to;
+    } else {
+        m_loadingOffset.erase(loading);
+        document->setUndoRedoEnabled(true);
+        document->setModified(file && file->isDirty());
+        if (document == m_editor->document())
+            m_editor->setReadOnly(false);
+    }
+    m_skipEdits = false;
 }
 
 void FileEditorView::textEdited()
@@ -161,7 +210,8 @@ void FileEditorView::textEdited()
 
 void FileEditorView::flush()
 {
-    if (m_bound && m_editor->document() == m_documents.value(m_bound->path))
+    // Half a text is not the user's edit: nothing is copied before loading ends.
+    if (m_bound && m_editor->document() == m_documents.value(m_bound->path) && !isLoading())
         m_service.setContents(m_bound, m_editor->toPlainText());
 }
 
@@ -185,6 +235,12 @@ void FileEditorView::contentsReplaced(const QString &path)
     if (!document || !file)
         return;
     const bool shown = document == m_editor->document();
+    // The whole new text goes in below; a load still under way has nothing left to add.
+    if (m_loadingOffset.remove(document)) {
+        document->setUndoRedoEnabled(true);
+        if (shown)
+            m_editor->setReadOnly(false);
+    }
     const int position = shown ? m_editor->textCursor().position() : 0;
     const int scroll = shown ? m_editor->verticalScrollBar()->value() : 0;
     m_skipEdits = true;

@@ -25,6 +25,11 @@ class FileEditorView : public QWidget
 
 public:
     static constexpr int highlightDelayMs = 300;
+    // A text longer than this loads in pieces of about this size, each a turn of the event loop.
+    static constexpr qsizetype loadPiece = 256 * 1024;
+
+    // The shown document is still loading (read-only meanwhile).
+    bool isLoading() const;
 
     FileEditorView(OpenFileService &service, const QUuid &workspaceId, QWidget *parent = nullptr);
     ~FileEditorView() override;
@@ -46,6 +51,9 @@ private:
     void contentsReplaced(const QString &path);
     void showDiskNotice(const OpenFile &file);
     QTextDocument *documentFor(const OpenFilePtr &file);
+    // Appends the next piece of a large file's text; the editor is read-only until the last.
+    void loadMore();
+    bool isLoading(const QTextDocument *document) const { return m_loadingOffset.contains(document); }
 
     OpenFileService &m_service;
     QUuid m_workspaceId;
@@ -54,6 +62,9 @@ private:
     QLabel *m_noticeText;
     QLabel *m_empty;
     QHash<QString, QPointer<QTextDocument>> m_documents;
+    // Large files load in pieces so that the first lines show at once: how far each has got.
+    QHash<const QTextDocument *, qsizetype> m_loadingOffset;
+    QTimer m_loadTimer;
     OpenFilePtr m_bound;
     QString m_boundPath;
     QTimer m_highlightTimer;

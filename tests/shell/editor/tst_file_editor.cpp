@@ -22,6 +22,7 @@
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace corvane;
@@ -175,6 +176,35 @@ private slots:
         clickPill(bar, 1, Qt::MiddleButton);
         QVERIFY(bar->files().isEmpty());
         QVERIFY(!f.window->content()->fileEditor());
+    }
+
+    void aLargeFileLoadsInPiecesAndOnlyThenTakesEdits()
+    {
+        QTemporaryDir dir;
+        QString text;
+        for (int line = 0; text.size() < 3 * FileEditorView::loadPiece; ++line)
+            text += QStringLiteral("line %1 ✓\n").arg(line);
+        QVERIFY(writeFile(dir.filePath("big.txt"), text.toUtf8()));
+        NotificationCenter center;
+        OpenFileService files(center);
+        const QUuid workspace = QUuid::createUuid();
+        FileEditorView view(files, workspace);
+        view.show();
+        const OpenFilePtr file = files.open(dir.filePath("big.txt"), workspace);
+        QVERIFY(view.isLoading());
+        QVERIFY(view.editor()->isReadOnly());
+        QVERIFY(view.editor()->toPlainText().size() < text.size());
+        view.flush(); // half a text is never taken for an edit
+        QVERIFY(!file->isDirty());
+        QTRY_VERIFY(!view.isLoading());
+        QCOMPARE(view.editor()->toPlainText(), text);
+        QVERIFY(!view.editor()->isReadOnly());
+        QVERIFY(!view.editor()->document()->isModified());
+        QVERIFY(!view.editor()->document()->isUndoAvailable());
+        view.editor()->moveCursor(QTextCursor::End);
+        QTest::keyClicks(view.editor(), "end");
+        QVERIFY(file->isDirty());
+        QVERIFY(file->contents.endsWith("end"));
     }
 
     void withoutAWorkspaceAFileIsPreviewed()
