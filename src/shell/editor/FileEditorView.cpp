@@ -3,6 +3,7 @@
 #include "presentation/highlight/FileLanguage.h"
 #include "shell/editor/CodeEditor.h"
 
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextDocumentLayout>
@@ -78,6 +79,15 @@ FileEditorView::FileEditorView(OpenFileService &service, const QUuid &workspaceI
             bindActiveFile();
     });
     connect(&m_service, &OpenFileService::contentsReplaced, this, &FileEditorView::contentsReplaced);
+    connect(&m_service, &OpenFileService::pathChanged, this, [this](const QString &from, const QString &to) {
+        if (QPointer<QTextDocument> document = m_documents.take(from))
+            m_documents.insert(to, document);
+        if (m_boundPath == from) {
+            m_boundPath = to;
+            m_editor->setLanguage(languageForFile(QFileInfo(to).fileName()));
+            emit boundFileChanged(to);
+        }
+    });
     auto *saveKey = new QShortcut(QKeySequence::Save, this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
     connect(saveKey, &QShortcut::activated, this, &FileEditorView::save);
     bindActiveFile();

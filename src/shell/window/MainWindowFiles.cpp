@@ -10,6 +10,7 @@
 #include "shell/editor/FilePreviewWindow.h"
 #include "shell/window/InspectorView.h"
 #include "tools/editor/OpenFileService.h"
+#include "tools/files/FileTreeViewModel.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -82,6 +83,7 @@ void MainWindow::setUpFiles()
             editor->flush();
         m_services.openFiles->close(path, content.id, true);
     });
+    connect(m_fileTreeModel, &FileTreeViewModel::itemMoved, m_services.openFiles, &OpenFileService::followMove);
     connect(m_inspector, &InspectorView::fileOpenRequested, this, &MainWindow::openFile);
     connect(m_inspector, &InspectorView::filePreviewRequested, this, &MainWindow::previewFile);
     // A workspace archived elsewhere (the board, a script) lets go of its files, unless that

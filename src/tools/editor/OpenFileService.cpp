@@ -207,6 +207,26 @@ bool OpenFileService::revert(const OpenFilePtr &file)
     return true;
 }
 
+void OpenFileService::followMove(const QString &from, const QString &to)
+{
+    const QString folder = QDir::cleanPath(from) + QLatin1Char('/');
+    for (const QUuid &workspaceId : workspaces()) {
+        bool any = false;
+        for (const OpenFilePtr &open : files(workspaceId)) {
+            if (open->path != QDir::cleanPath(from) && !open->path.startsWith(folder))
+                continue;
+            const QString old = open->path;
+            open->path = QDir::cleanPath(to) + old.mid(QDir::cleanPath(from).size());
+            if (m_active.value(workspaceId) == old)
+                m_active.insert(workspaceId, open->path);
+            emit pathChanged(old, open->path);
+            any = true;
+        }
+        if (any)
+            changed(workspaceId);
+    }
+}
+
 void OpenFileService::refreshFromDisk(const QString &directory)
 {
     const QString prefix = QDir::cleanPath(directory) + QLatin1Char('/');

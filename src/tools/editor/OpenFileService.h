@@ -86,11 +86,16 @@ public:
     // takes the new text; a dirty one keeps the user's and is marked `changedOnDisk`. A file
     // deleted on disk stays open with its text, and saving writes it again.
     void refreshFromDisk(const QString &directory);
+    // An item was renamed or moved: open files at `from`, or below it for a folder, follow it,
+    // so that saving writes where the file now is rather than bringing back the old name.
+    void followMove(const QString &from, const QString &to);
 
 signals:
     void filesChanged(const QUuid &workspaceId);
     // A buffer's text was replaced from disk (not by typing): editors bound to it show it again.
     void contentsReplaced(const QString &path);
+    // An open file's path changed (followMove); editors rekey what they hold for it.
+    void pathChanged(const QString &from, const QString &to);
 
 private:
     void changed(const QUuid &workspaceId);

@@ -262,7 +262,9 @@ void FileTreeViewModel::transfer(const QString &source, const QString &folder, b
         }
         Result<QString> done = isMove ? files::move(source, destination) : files::copy(source, destination);
         outcome.kind = done ? TransferOutcome::Kind::done : TransferOutcome::Kind::failed;
-        if (!done)
+        if (done)
+            outcome.destination = done.value();
+        else
             outcome.error = done.error().message;
         return outcome;
     }, [this, source, isMove](const TransferOutcome &outcome) {
@@ -281,6 +283,8 @@ void FileTreeViewModel::transfer(const QString &source, const QString &folder, b
             logLine(Tag, (isMove ? QStringLiteral("Move failed: ") : QStringLiteral("Copy failed: ")) + outcome.error);
             return;
         case TransferOutcome::Kind::done:
+            if (isMove)
+                emit itemMoved(source, outcome.destination);
             reload();
             return;
         }
@@ -307,11 +311,13 @@ void FileTreeViewModel::resolveConflict(bool replacing)
             return conflict.isMove ? files::moveReplacing(conflict.source, conflict.destination)
                                    : files::copyReplacing(conflict.source, conflict.destination);
         return conflict.isMove ? files::move(conflict.source, conflict.destination) : files::copy(conflict.source, conflict.destination);
-    }, [this, replacing](const Result<QString> &done) {
+    }, [this, replacing, conflict](const Result<QString> &done) {
         if (!done) {
             logLine(Tag, (replacing ? QStringLiteral("Replace failed: ") : QStringLiteral("Keep Both failed: ")) + done.error().message);
             return;
         }
+        if (conflict.isMove)
+            emit itemMoved(conflict.source, done.value());
         reload();
     });
 }
@@ -334,6 +340,7 @@ void FileTreeViewModel::rename(const QString &path, const QString &text)
             logLine(Tag, QStringLiteral("Rename failed: ") + renamed.error().message);
             return;
         }
+        emit itemMoved(path, renamed.value());
         // Open folders keep open under their new name, those inside them too.
         const QString prefix = path + QLatin1Char('/');
         for (const QString &open : QSet<QString>(m_expanded)) {

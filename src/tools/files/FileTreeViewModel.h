@@ -120,6 +120,8 @@ signals:
     void renamingChanged();
     void clipboardChanged();
     void conflictRaised(const FileConflict &conflict);
+    // An item (and all below it, for a folder) now lives elsewhere: renamed or moved by the tree.
+    void itemMoved(const QString &from, const QString &to);
     // Any queued work ended (for tests and status).
     void idle();
 

@@ -15,6 +15,7 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/WindowActions.h"
 #include "tools/editor/OpenFileService.h"
+#include "tools/files/FileTreeViewModel.h"
 
 #include <QApplication>
 #include <QDir>
@@ -205,6 +206,36 @@ private slots:
         QTest::keyClicks(view.editor(), "end");
         QVERIFY(file->isDirty());
         QVERIFY(file->contents.endsWith("end"));
+    }
+
+    void anOpenFileFollowsARenameAndAMoveInTheTree()
+    {
+        ToolWindowFixture f;
+        const QString folder = f.f.env.root() + "/app";
+        QVERIFY(writeFile(folder + "/old.cpp", "int a;\n"));
+        QVERIFY(QDir().mkpath(folder + "/src"));
+        const InsertedPlace place = insertPlace(f.ctx(), folder, QStringLiteral("Work"));
+        f.openWindow(QSize(1200, 700));
+        f.window->state().setContent(ContentState::workspace(place.workspaceId));
+        FileTreeViewModel &tree = f.window->fileTreeModel();
+        QTRY_VERIFY(tree.rootNode());
+        f.window->openFile(folder + "/old.cpp");
+        WorkspaceTabBar *bar = f.window->content()->tabBar();
+        auto *editor = qobject_cast<FileEditorView *>(f.window->content()->fileEditor());
+        QVERIFY(editor);
+
+        tree.rename(folder + "/old.cpp", "new.cpp");
+        QTRY_COMPARE(bar->files().at(0).title, QStringLiteral("new.cpp"));
+        tree.moveItem(folder + "/new.cpp", folder + "/src");
+        QTRY_COMPARE(editor->boundPath(), folder + "/src/new.cpp");
+        editor->editor()->setFocus();
+        editor->editor()->moveCursor(QTextCursor::End);
+        QTest::keyClicks(editor->editor(), "int b;");
+        QTest::keyClick(editor->editor(), Qt::Key_S, Qt::ControlModifier);
+        // Saved where the file now is; the old names do not come back.
+        QCOMPARE(readFile(folder + "/src/new.cpp"), QByteArray("int a;\nint b;"));
+        QVERIFY(!QFile::exists(folder + "/old.cpp"));
+        QVERIFY(!QFile::exists(folder + "/new.cpp"));
     }
 
     void withoutAWorkspaceAFileIsPreviewed()
