@@ -207,16 +207,17 @@ private slots:
         QCOMPARE(create->text(), QStringLiteral("Create Draft PR"));
         create->click();
         auto *error = sheet->findChildren<QLabel *>().last();
-        QTRY_VERIFY(error->isVisible()); // the stand-in refuses the first one, as GitHub does a duplicate
+        // Each creation pushes the branch with real git first: a loaded machine takes its time.
+        QTRY_VERIFY_WITH_TIMEOUT(error->isVisible(), 30000); // the stand-in refuses the first one, as GitHub does a duplicate
         QCOMPARE(error->text(), QStringLiteral("GitHub: A pull request already exists for octo:feature/x."));
         create->click();
-        QTRY_VERIFY(workspace->prURL.has_value());
+        QTRY_VERIFY_WITH_TIMEOUT(workspace->prURL.has_value(), 30000);
         QCOMPARE(*workspace->prNumber, 42);
         QCOMPARE(section.stateLine()->text(), QStringLiteral("#42 \u00B7 Draft \u2014 feat: x"));
         QVERIFY(m_git.git(repo, {"ls-remote", bare, "feature/x"}).contains("refs/heads/feature/x"));
 
         section.refreshButton()->click();
-        QTRY_COMPARE(workspace->prStateRaw, std::optional<QString>("merged"));
+        QTRY_COMPARE_WITH_TIMEOUT(workspace->prStateRaw, std::optional<QString>("merged"), 30000);
         QCOMPARE(section.stateLine()->text(), QStringLiteral("#42 \u00B7 Merged \u2014 feat: notes"));
         section.disconnectButton()->click();
         QVERIFY(!workspace->prURL);
