@@ -3,6 +3,7 @@
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionManager.h"
 #include "agent/session/ChatController.h"
+#include "accounts/ProfileService.h"
 #include "app/AgentServices.h"
 #include "automation/AgentDefinitionsService.h"
 #include "automation/AutomationFlowsService.h"
@@ -99,6 +100,8 @@ bool Application::start()
     connect(m_agents.get(), &AgentServices::chatActivationRequested, this, &Application::showChat);
     // Archiving, deleting or moving a chat ends its agent; closing a workspace ends its monitor.
     m_lifecycle = std::make_unique<WorkspaceLifecycleService>(m_store->mainContext(), m_center);
+    m_profiles = std::make_unique<ProfileService>(m_store->mainContext(), m_center);
+    m_profiles->setClaudePath(m_settings->claudePath());
     m_terminals = std::make_unique<TerminalService>(m_store->mainContext());
     // An archived or deleted workspace's shells end with it.
     connect(m_lifecycle.get(), &WorkspaceLifecycleService::recordsChanged, m_terminals.get(),
@@ -156,7 +159,8 @@ void Application::startAutomation()
 MainWindow *Application::openMainWindow()
 {
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
-                                  m_definitions.get(), m_orchestrator.get(), m_terminals.get(), m_openFiles.get()};
+                                  m_definitions.get(), m_orchestrator.get(), m_terminals.get(), m_openFiles.get(),
+                                  m_profiles.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);

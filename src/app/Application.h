@@ -20,6 +20,7 @@ class SkillsService;
 struct ToolServices;
 class BranchSync;
 class WorkspaceLifecycleService;
+class ProfileService;
 class AppSettings;
 class MainWindow;
 class PreferencesStore;
@@ -69,6 +70,7 @@ private:
     std::unique_ptr<AgentServices> m_agents;
     std::unique_ptr<BranchSync> m_branchSync;
     std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
+    std::unique_ptr<ProfileService> m_profiles;
     std::unique_ptr<AutomationFlowsService> m_flows;
     std::unique_ptr<AgentDefinitionsService> m_agentDefinitions;
     std::unique_ptr<SkillsService> m_skills;

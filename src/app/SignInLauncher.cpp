@@ -1,6 +1,6 @@
 #include "app/SignInLauncher.h"
 
-#include "agent/runtime/AgentEnvironment.h"
+#include "accounts/SignInCommand.h"
 #include "agent/runtime/ToolLocator.h"
 #include "automation/LandingTexts.h"
 #include "core/records/Chat.h"
@@ -11,7 +11,6 @@
 #include "shell/terminal/SignInSheet.h"
 
 #include <QMessageBox>
-#include <QProcessEnvironment>
 
 namespace corvane {
 
@@ -29,15 +28,9 @@ void openSignInSheet(StoreContext &context, AppSettings &settings, const QUuid &
                                  .arg(toolName(tool), location.searched.join(QLatin1Char('\n'))));
         return;
     }
-    QStringList environment = QProcessEnvironment::systemEnvironment().toStringList();
-    environment << QStringLiteral("TERM=xterm-256color") << QStringLiteral("COLORTERM=truecolor");
-    if (profile && !profile->isDefault)
-        environment = codex ? applyCodexEnvironment(environment, *profile) : applyClaudeEnvironment(environment, *profile);
-    const QStringList arguments = codex ? QStringList{QStringLiteral("login")}
-                                        : QStringList{QStringLiteral("auth"), QStringLiteral("login")};
-    const QString title = codex ? QObject::tr("Sign in to ChatGPT") : QObject::tr("Sign in to Claude");
-    auto *sheet = new SignInSheet(profile ? QStringLiteral("%1 (%2)").arg(title, profile->name) : title,
-                                  *location.path, arguments, environment, parent);
+    const SignInCommand command =
+        signin::command(codex ? SignInAgent::chatGpt : SignInAgent::claude, profile.get(), *location.path);
+    auto *sheet = new SignInSheet(command, parent);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->open();
 }

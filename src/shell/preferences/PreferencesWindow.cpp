@@ -12,8 +12,10 @@
 
 namespace corvane {
 
-PreferencesWindow::PreferencesWindow(AppSettings &settings, QWidget *parent) : QWidget(parent, Qt::Window)
+PreferencesWindow::PreferencesWindow(const PreferencesServices &services, QWidget *parent)
+    : QWidget(parent, Qt::Window)
 {
+    AppSettings &settings = services.settings;
     setWindowTitle(tr("Preferences"));
     resize(720, 560);
     auto *layout = new QHBoxLayout(this);
@@ -32,11 +34,11 @@ PreferencesWindow::PreferencesWindow(AppSettings &settings, QWidget *parent) : Q
     showTab(defaultPreferencesTab);
 }
 
-PreferencesWindow *PreferencesWindow::open(AppSettings &settings, std::optional<PreferencesTab> tab)
+PreferencesWindow *PreferencesWindow::open(const PreferencesServices &services, std::optional<PreferencesTab> tab)
 {
     static QPointer<PreferencesWindow> shared;
     if (!shared) {
-        shared = new PreferencesWindow(settings);
+        shared = new PreferencesWindow(services);
         shared->setAttribute(Qt::WA_DeleteOnClose);
     }
     if (tab)

@@ -13,6 +13,23 @@ class QStackedWidget;
 namespace corvane {
 
 class AppSettings;
+class NotificationCenter;
+class ProfileAuthMonitor;
+class ProfileService;
+class StoreContext;
+class WorkspaceLifecycleService;
+
+// What the pages work on. Only the settings are always there; a page whose service is missing
+// is left out (tests build the window with what they need).
+struct PreferencesServices
+{
+    AppSettings &settings;
+    StoreContext *context = nullptr;
+    NotificationCenter *center = nullptr;
+    WorkspaceLifecycleService *lifecycle = nullptr;
+    ProfileService *profiles = nullptr;
+    ProfileAuthMonitor *authMonitor = nullptr;
+};
 
 // The Preferences window: its tabs down the side, one page at a time. Only the tabs with a page
 // are listed. One window serves the whole application: open() brings it back to the front.
@@ -21,10 +38,11 @@ class PreferencesWindow : public QWidget
     Q_OBJECT
 
 public:
-    explicit PreferencesWindow(AppSettings &settings, QWidget *parent = nullptr);
+    explicit PreferencesWindow(const PreferencesServices &services, QWidget *parent = nullptr);
 
     // The application's window, made on first use, shown on `tab` (or its first page).
-    static PreferencesWindow *open(AppSettings &settings, std::optional<PreferencesTab> tab = std::nullopt);
+    static PreferencesWindow *open(const PreferencesServices &services,
+                                   std::optional<PreferencesTab> tab = std::nullopt);
 
     void showTab(PreferencesTab tab);
     std::optional<PreferencesTab> currentTab() const;

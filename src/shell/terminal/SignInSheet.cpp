@@ -11,17 +11,42 @@
 
 namespace corvane {
 
+namespace {
+
+SignInCommand plainCommand(const QString &title, const QString &program, const QStringList &arguments,
+                           const QStringList &environment)
+{
+    SignInCommand command;
+    command.title = title;
+    command.program = program;
+    command.arguments = arguments;
+    command.environment = environment;
+    command.workingDirectory = QDir::homePath();
+    return command;
+}
+
+} // namespace
+
 SignInSheet::SignInSheet(const QString &title, const QString &program, const QStringList &arguments,
                          const QStringList &environment, QWidget *parent)
-    : QDialog(parent), m_program(program), m_arguments(arguments), m_environment(environment),
-      m_session(new TerminalSession(title, QDir::homePath(), this)), m_view(new TerminalView(*m_session)),
-      m_status(new QLabel), m_again(new QPushButton(tr("Start Again"))), m_close(new QPushButton(tr("Cancel")))
+    : SignInSheet(plainCommand(title, program, arguments, environment), parent)
+{
+}
+
+SignInSheet::SignInSheet(const SignInCommand &command, QWidget *parent)
+    : QDialog(parent), m_command(command), m_text(new QLabel(command.text)),
+      m_session(new TerminalSession(command.title, command.workingDirectory, this)),
+      m_view(new TerminalView(*m_session)), m_status(new QLabel), m_again(new QPushButton(tr("Start Again"))),
+      m_close(new QPushButton(tr("Cancel")))
 {
     setObjectName(QStringLiteral("signInSheet"));
-    setWindowTitle(title);
+    setWindowTitle(command.title);
     resize(760, 460);
     m_session->setRestartsOnExit(false);
     auto *layout = new QVBoxLayout(this);
+    m_text->setWordWrap(true);
+    m_text->setVisible(!command.text.isEmpty());
+    layout->addWidget(m_text);
     m_status->setWordWrap(true);
     layout->addWidget(m_status);
     layout->addWidget(m_view, 1);
@@ -59,7 +84,7 @@ void SignInSheet::start()
     m_status->setText(tr("Follow the steps below; this window closes when the sign-in is done."));
     m_again->hide();
     m_close->setText(tr("Cancel"));
-    m_session->startShell(m_program, m_arguments, m_environment);
+    m_session->startShell(m_command.program, m_command.arguments, m_command.environment);
     m_view->setFocus();
 }
 

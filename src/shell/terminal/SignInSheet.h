@@ -1,5 +1,7 @@
 #pragma once
 
+#include "accounts/SignInCommand.h"
+
 #include <QDialog>
 
 class QLabel;
@@ -18,6 +20,7 @@ class SignInSheet : public QDialog
     Q_OBJECT
 
 public:
+    explicit SignInSheet(const SignInCommand &command, QWidget *parent = nullptr);
     SignInSheet(const QString &title, const QString &program, const QStringList &arguments,
                 const QStringList &environment, QWidget *parent = nullptr);
     ~SignInSheet() override;
@@ -25,13 +28,13 @@ public:
     TerminalSession &session() const { return *m_session; }
     TerminalView *view() const { return m_view; }
     QLabel *statusLine() const { return m_status; }
+    SignInAgent agent() const { return m_command.agent; }
 
 private:
     void start();
 
-    QString m_program;
-    QStringList m_arguments;
-    QStringList m_environment;
+    SignInCommand m_command;
+    QLabel *m_text;
     TerminalSession *m_session;
     TerminalView *m_view;
     QLabel *m_status;

@@ -4,4 +4,4 @@ target_sources(corvane_shell PRIVATE
     terminal/TerminalPanel.h terminal/TerminalPanel.cpp
     terminal/LaunchMenus.h terminal/LaunchMenus.cpp
     terminal/SignInSheet.h terminal/SignInSheet.cpp)
-target_link_libraries(corvane_shell PUBLIC corvane_tools)
+target_link_libraries(corvane_shell PUBLIC corvane_tools corvane_accounts)

@@ -73,8 +73,7 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     buildColumns();
     m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
     connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
-    connect(m_actions, &WindowActions::preferencesRequested, this,
-            [this] { PreferencesWindow::open(m_services.settings); });
+    connect(m_actions, &WindowActions::preferencesRequested, this, [this] { openPreferences(); });
     m_actions->applyBindings(resolveShortcutBindings(services.settings));
     m_sidebar->setTools(visibleTools(services.settings));
 

@@ -4,6 +4,7 @@
 #include "core/Result.h"
 #include "core/records/Enums.h"
 #include "core/settings/KeyboardShortcutAction.h"
+#include "core/window/PreferencesTab.h"
 #include "core/window/WindowCommands.h"
 #include "shell/window/ContentArea.h"
 
@@ -47,6 +48,8 @@ class WindowStateModel;
 class TerminalPanel;
 class TerminalService;
 class OpenFileService;
+class ProfileAuthMonitor;
+class ProfileService;
 class FileEditorView;
 struct Workspace;
 
@@ -66,6 +69,9 @@ struct WindowServices
     TerminalService *terminals = nullptr;
     // The open files of every workspace; without it the window keeps its own.
     OpenFileService *openFiles = nullptr;
+    // The agent accounts and their live sign-in state; without them the profile screens are bare.
+    ProfileService *profiles = nullptr;
+    ProfileAuthMonitor *authMonitor = nullptr;
 };
 
 // A main window: the sidebar, the content column and the inspector side by side, with the menus
@@ -165,6 +171,7 @@ private:
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
     void showAbout();
+    void openPreferences(std::optional<PreferencesTab> tab = std::nullopt);
     // The shown workspace's terminal panel, made with its first shell when first shown.
     void setUpTerminals();
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);

@@ -1,4 +1,5 @@
 #include "shell/window/MainWindow.h"
+#include "shell/preferences/PreferencesWindow.h"
 
 #include "core/records/AutomationRun.h"
 #include "core/records/Chat.h"
@@ -288,6 +289,13 @@ void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
     }
     m_services.lifecycle.closeWorkspace(*workspace);
     emit workspaceCloseRequested(workspaceId);
+}
+
+void MainWindow::openPreferences(std::optional<PreferencesTab> tab)
+{
+    const PreferencesServices services{m_services.settings, &m_services.context, &m_services.center,
+                                       &m_services.lifecycle, m_services.profiles, m_services.authMonitor};
+    PreferencesWindow::open(services, tab);
 }
 
 void MainWindow::showAbout()
