@@ -56,6 +56,16 @@ Commands:
   profiles [--claude PATH] [--no-probe]
       One line per profile: id, name, claude and codex sign-in state, config folder.
       Asks claude about each profile unless --no-probe.
+  profile new NAME [--color COLOR] [--icon NAME] [--config-dir DIR]
+      Makes a profile with a claude configuration folder and codex home of its
+      own (or DIR as its claude folder); prints id, name, config folder, codex home.
+  profile rename PROFILE NAME
+  profile default PROFILE
+      PROFILE is a profile's name (ignoring case) or id. Prints id and name.
+  profile delete PROFILE [--delete-files] --yes
+      Moves the profile's projects to the default profile and deletes it; with
+      --delete-files its folders on disk go too. Without --yes it says what would
+      happen and exits 1. The default profile can't be deleted.
   workspaces --project DIR
       One line per workspace, archived ones too: id, name, branch, mode
       (worktree or checkout), folder, archived or active.
@@ -258,6 +268,8 @@ int run(const QStringList &arguments)
         return listChats(rest);
     if (command == QLatin1String("profiles"))
         return profilesCommand(rest);
+    if (command == QLatin1String("profile"))
+        return profileCommand(rest);
     if (command == QLatin1String("workspaces"))
         return listWorkspaces(rest);
     if (command == QLatin1String("workspace"))

@@ -6,6 +6,7 @@
 #include "support/StoreFixture.h"
 
 #include "core/window/WindowStateModel.h"
+#include "core/records/Profile.h"
 #include "shell/terminal/SignInSheet.h"
 #include "shell/terminal/TerminalPanel.h"
 #include "shell/terminal/TerminalView.h"
@@ -121,17 +122,27 @@ private slots:
         const QString claude = qEnvironmentVariable("CORVANE_NPM_DIR") + QStringLiteral("/node_modules/.bin/claude");
         if (!QFileInfo::exists(claude))
             QSKIP("the agent tools are not installed (scripts/setup.sh)");
-        QStringList environment = QProcessEnvironment::systemEnvironment().toStringList();
-        environment << QStringLiteral("CLAUDE_CONFIG_DIR=") + m_env.path("claude-config") << QStringLiteral("BROWSER=true")
-                    << QStringLiteral("TERM=xterm-256color");
+        // The login runs in the user's login shell, in the profile's own folder.
+        Profile profile;
+        profile.name = QStringLiteral("Work");
+        profile.configDirPath = m_env.path("claude-config");
+        QVERIFY(QDir().mkpath(profile.configDirPath));
+        QProcessEnvironment ours = QProcessEnvironment::systemEnvironment();
+        ours.insert(QStringLiteral("BROWSER"), QStringLiteral("true"));
+        const QStringList environment = ours.toStringList();
         pid_t login = 0;
         {
-            SignInSheet sheet(QStringLiteral("Sign in to Claude"), claude, {"auth", "login"}, environment);
+            SignInSheet sheet(signin::command(SignInAgent::claude, &profile, claude, ours));
             sheet.show();
             QVERIFY(screenShows(sheet.session(), QStringLiteral("Paste code here"), 30000));
             QVERIFY(screenShows(sheet.session(), QStringLiteral("https://")));
+            QStringList texts;
+            for (const QLabel *label : sheet.findChildren<QLabel *>())
+                texts << label->text();
+            QVERIFY(texts.contains(QStringLiteral("Sign in to Claude for the \"Work\" profile.")));
             login = sheet.session().shellPid();
             QVERIFY(login > 0);
+            QCOMPARE(QFileInfo(QStringLiteral("/proc/%1/cwd").arg(login)).symLinkTarget(), profile.configDirPath);
             sheet.reject();
         }
         QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(QStringLiteral("/proc/%1").arg(login)), 5000); // ended and reaped
