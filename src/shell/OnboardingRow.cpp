@@ -2,7 +2,10 @@
 
 #include "accounts/onboarding/OnboardingChecklistViewModel.h"
 
+#include <algorithm>
+
 #include <QFontDatabase>
+#include <QTextCursor>
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
@@ -154,7 +157,6 @@ OnboardingRow::OnboardingRow(OnboardingChecklistViewModel &model, const QString 
     m_log->setObjectName(QStringLiteral("log"));
     m_log->setReadOnly(true);
     m_log->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_log->setMaximumHeight(140);
     m_log->hide();
 
     auto *texts = new QVBoxLayout;
@@ -211,6 +213,9 @@ void OnboardingRow::refresh()
     if (hasLog && m_log->toPlainText() != row->failureText) {
         m_log->setPlainText(row->failureText);
         m_log->moveCursor(QTextCursor::End);
+        // As tall as the log, up to eight lines; longer ones scroll.
+        const int lines = std::clamp(int(row->failureText.count(QLatin1Char('\n'))) + 1, 2, 8);
+        m_log->setFixedHeight(lines * m_log->fontMetrics().lineSpacing() + 2 * m_log->frameWidth() + 10);
     }
     m_log->setVisible(m_logOpen);
     m_logToggle->setText(m_logOpen ? tr("Hide error log") : tr("Show error log"));

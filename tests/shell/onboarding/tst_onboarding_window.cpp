@@ -156,7 +156,7 @@ private slots:
         window->model().act("codex");
         QTRY_COMPARE_WITH_TIMEOUT(window->model().item("codex")->state, State::failed, 10000);
         QTest::mouseClick(window->row("codex")->logToggle(), Qt::LeftButton);
-        window->resize(660, 820);
+        window->resize(660, 720);
         QTest::qWait(50);
         QDir().mkpath(QStringLiteral(CORVANE_SCREENSHOT_DIR));
         const QString file = QStringLiteral(CORVANE_SCREENSHOT_DIR "/onboarding.png");
