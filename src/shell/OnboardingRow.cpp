@@ -100,6 +100,15 @@ QString statusText(const OnboardingChecklistItem &row)
     return {};
 }
 
+QString lastLine(const QString &log)
+{
+    const QStringList lines = log.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (auto it = lines.crbegin(); it != lines.crend(); ++it)
+        if (!it->trimmed().isEmpty())
+            return it->trimmed().left(160);
+    return {};
+}
+
 QColor statusColor(const OnboardingChecklistItem &row, const QPalette &palette)
 {
     if (row.state == State::ok)
@@ -194,8 +203,10 @@ void OnboardingRow::refresh()
     colored.setColor(QPalette::WindowText, statusColor(*row, palette()));
     m_status->setPalette(colored);
 
-    m_note->setText(row->note);
-    m_note->setVisible(!row->note.isEmpty() && row->state != State::ok);
+    // While an install runs, its latest line says it is getting on (npm can take minutes).
+    const QString note = row->state == State::installing ? lastLine(row->failureLog) : row->note;
+    m_note->setText(note);
+    m_note->setVisible(!note.isEmpty() && row->state != State::ok);
     const QString requirement = m_model.requirementText(m_id);
     m_requirement->setText(requirement);
     m_requirement->setVisible(!requirement.isEmpty());

@@ -110,7 +110,8 @@ private slots:
     {
         const QString marker = m_machine->path("go");
         Item row = test::dependencyRow("probe", {m_machine->path("nowhere/corvane-probe-tool")},
-                                       QStringLiteral("while [ ! -e '%1' ]; do sleep 0.05; done; echo 'E: Unable to locate package'; exit 100").arg(marker));
+                                       QStringLiteral("echo 'Reading package lists...'; while [ ! -e '%1' ]; do sleep 0.05; done; "
+                                                      "echo 'E: Unable to locate package'; exit 100").arg(marker));
         row.title = "Probe";
         QPointer<OnboardingWindow> window = open({row});
         QTRY_VERIFY_WITH_TIMEOUT(settled(*window), 30000);
@@ -122,6 +123,8 @@ private slots:
         QTest::mouseClick(probe->actionButton(), Qt::LeftButton);
         QCOMPARE(probe->actionButton()->text(), QStringLiteral("Installing…"));
         QVERIFY(!probe->actionButton()->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(probe->noteLabel()->text(), QStringLiteral("Reading package lists..."), 10000);
+        QVERIFY(probe->noteLabel()->isVisible());
         QVERIFY(test::writeFile(marker, ""));
         QTRY_COMPARE_WITH_TIMEOUT(probe->statusLabel()->text(), QStringLiteral("✕ Failed"), 10000);
         QCOMPARE(probe->actionButton()->text(), QStringLiteral("Retry"));
@@ -132,7 +135,8 @@ private slots:
 
         QTest::mouseClick(probe->logToggle(), Qt::LeftButton);
         QVERIFY(probe->log()->isVisible());
-        QCOMPARE(probe->log()->toPlainText(), QStringLiteral("E: Unable to locate package"));
+        QCOMPARE(probe->log()->toPlainText(), QStringLiteral("Reading package lists...\nE: Unable to locate package"));
+        QVERIFY(!probe->noteLabel()->isVisible());
         QCOMPARE(probe->logToggle()->text(), QStringLiteral("Hide error log"));
         // A revalidation leaves the failure and its open log as they are.
         window->model().revalidateAll();
