@@ -4,6 +4,8 @@
 #include "agent/session/SessionManager.h"
 #include "agent/session/ChatController.h"
 #include "accounts/ProfileService.h"
+#include "accounts/onboarding/OnboardingChecklistViewModel.h"
+#include "accounts/onboarding/OnboardingValidator.h"
 #include "app/AgentServices.h"
 #include "automation/AgentDefinitionsService.h"
 #include "automation/AutomationFlowsService.h"
@@ -23,8 +25,10 @@
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/window/WindowStateModel.h"
+#include "app/OnboardingSignIn.h"
 #include "app/SignInLauncher.h"
 #include "app/StartupSequence.h"
+#include "core/Broadcasts.h"
 #include "core/Log.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
@@ -112,6 +116,7 @@ bool Application::start()
     startDefinitionServices();
     startAutomation();
 
+    m_center.addObserver(broadcast::showSetupChecklist, [this](const Notification &) { openOnboarding(); }, nullptr, this);
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
     else
@@ -268,10 +273,21 @@ void Application::showChat(const QUuid &chatId)
 
 void Application::openOnboarding()
 {
-    m_onboarding = new OnboardingWindow;
+    if (m_onboarding) {
+        m_onboarding->show();
+        m_onboarding->raise();
+        m_onboarding->activateWindow();
+        return;
+    }
+    auto *validator = new OnboardingValidator(m_profiles.get());
+    validator->setToolPaths(m_settings->claudePath(), m_settings->codexPath());
+    validator->setSignInOpener(onboardingSignInOpener(*m_settings));
+    m_onboarding = new OnboardingWindow(new OnboardingChecklistViewModel(validator));
     connect(m_onboarding, &OnboardingWindow::completed, this, [this] {
         m_settings->setHasCompletedOnboarding(true);
-        openMainWindow();
+        // Shown again from the Help menu, the checklist goes back to the windows already open.
+        if (windows().isEmpty())
+            openMainWindow();
         m_onboarding->close();
     });
     m_onboarding->show();

@@ -31,6 +31,8 @@ inline const QString shortcutSettingsChanged = QStringLiteral("shortcutSettingsC
 inline const QString showHiddenFilesChanged = QStringLiteral("showHiddenFilesChanged");
 inline const QString modelVisibilityChanged = QStringLiteral("modelVisibilityChanged");
 inline const QString archiveRetentionChanged = QStringLiteral("archiveRetentionChanged");
+// Help → Show Setup Checklist…: the first-run checklist is to be shown again.
+inline const QString showSetupChecklist = QStringLiteral("showSetupChecklist");
 // A planner card was created, moved, edited or deleted, or its workspace unlinked.
 inline const QString issueDidChange = QStringLiteral("com.mirelworks.Corvane.issueDidChange");
 
