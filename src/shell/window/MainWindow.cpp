@@ -74,6 +74,7 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
     connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
     connect(m_actions, &WindowActions::preferencesRequested, this, [this] { openPreferences(); });
+    connect(m_actions, &WindowActions::updatesRequested, this, [this] { openPreferences(PreferencesTab::updates); });
     m_actions->applyBindings(resolveShortcutBindings(services.settings));
     m_sidebar->setTools(visibleTools(services.settings));
 
