@@ -76,6 +76,14 @@ ArchivedRecordsPage::ArchivedRecordsPage(Kind kind, AppSettings &settings, Store
     m_rows = new QVBoxLayout;
     m_rows->setSpacing(2);
     listLayout->addLayout(m_rows);
+    m_showMore = new QPushButton;
+    m_showMore->setObjectName(QStringLiteral("showMore"));
+    m_showMore->hide();
+    listLayout->addWidget(m_showMore, 0, Qt::AlignHCenter);
+    connect(m_showMore, &QPushButton::clicked, this, [this] {
+        m_rowLimit += rowsPerPage;
+        reload();
+    });
     listLayout->addStretch();
     scroll->setWidget(list);
     layout->addWidget(scroll, 1);
@@ -87,8 +95,8 @@ ArchivedRecordsPage::ArchivedRecordsPage(Kind kind, AppSettings &settings, Store
     bottom->addWidget(m_deleteAll);
     layout->addLayout(bottom);
     connect(m_deleteAll, &QPushButton::clicked, this, [this] {
-        if (!m_shownIds.isEmpty())
-            pageparts::confirm(this, m_kind.deleteAllTitle, m_kind.deleteAllText(int(m_shownIds.size())), tr("Delete All"),
+        if (m_total > 0)
+            pageparts::confirm(this, m_kind.deleteAllTitle, m_kind.deleteAllText(m_total), tr("Delete All"),
                                [this] { deleteAll(); });
     });
 
@@ -98,7 +106,7 @@ ArchivedRecordsPage::ArchivedRecordsPage(Kind kind, AppSettings &settings, Store
     connect(&context.store(), &Store::didSave, this, &ArchivedRecordsPage::scheduleReload);
     connect(&context.store(), &Store::changedElsewhere, this, &ArchivedRecordsPage::scheduleReload);
     connect(&lifecycle, &WorkspaceLifecycleService::recordsChanged, this, &ArchivedRecordsPage::scheduleReload);
-    reload();
+    // The list is read when the page is first shown: opening Preferences does not wait for it.
 }
 
 void ArchivedRecordsPage::showEvent(QShowEvent *event)
@@ -111,7 +119,7 @@ void ArchivedRecordsPage::showEvent(QShowEvent *event)
 void ArchivedRecordsPage::scheduleReload()
 {
     m_stale = true;
-    if (m_reloadQueued || !isVisible())
+    if (m_reloadQueued || m_deletingAll || !isVisible())
         return;
     // One reload for a burst of saves (Delete All saves once per record).
     m_reloadQueued = true;
@@ -125,15 +133,42 @@ void ArchivedRecordsPage::scheduleReload()
 void ArchivedRecordsPage::reload()
 {
     m_stale = false;
-    toolform::clear(m_rows);
-    m_shownIds.clear();
-    const QList<ArchivedRecord> records = m_kind.load(m_context);
+    const QList<ArchivedRecord> all = m_kind.load(m_context);
+    m_total = int(all.size());
+    const QList<ArchivedRecord> records = all.mid(0, m_rowLimit);
+    m_showMore->setVisible(m_total > records.size());
+    m_showMore->setText(tr("Show More (%1 of %2 shown)").arg(records.size()).arg(m_total));
+    m_deleteAll->setEnabled(m_total > 0);
+    if (records == m_shown)
+        return; // most saves change other records
+    QHash<QUuid, ArchivedRecord> before;
+    for (const ArchivedRecord &record : std::as_const(m_shown))
+        before.insert(record.id, record);
+    QHash<QUuid, QWidget *> rows;
     for (const ArchivedRecord &record : records) {
-        m_rows->addWidget(makeRow(record));
-        m_shownIds.append(record.id);
+        QWidget *row = m_rowWidgets.take(record.id);
+        if (row && before.value(record.id) != record) {
+            delete row;
+            row = nullptr;
+        }
+        rows.insert(record.id, row ? row : makeRow(record));
     }
+    qDeleteAll(m_rowWidgets); // the records that left the list
+    m_rowWidgets = rows;
+    while (QLayoutItem *item = m_rows->takeAt(0))
+        delete item;
+    for (const ArchivedRecord &record : records)
+        m_rows->addWidget(m_rowWidgets.value(record.id));
+    m_shown = records;
     m_empty->setVisible(records.isEmpty());
-    m_deleteAll->setEnabled(!records.isEmpty());
+}
+
+QList<QUuid> ArchivedRecordsPage::shownIds() const
+{
+    QList<QUuid> ids;
+    for (const ArchivedRecord &record : m_shown)
+        ids.append(record.id);
+    return ids;
 }
 
 QWidget *ArchivedRecordsPage::makeRow(const ArchivedRecord &record)
@@ -197,12 +232,16 @@ void ArchivedRecordsPage::deleteRecord(const QUuid &id, bool confirmed, std::fun
         const LifecycleOutcome outcome = outcomeOf(result);
         switch (outcome.kind) {
         case LifecycleOutcome::Kind::needsConfirmation:
-            // The worktree holds work that would be lost with it: the user decides once more.
+            // The worktree holds work that would be lost with it: the user decides once more,
+            // and may stop there.
+            endDeletingAll();
             return pageparts::confirm(this, tr("Delete Permanently?"), outcome.message, tr("Delete Permanently"),
                                       [this, id, next] { deleteRecord(id, true, next); });
         case LifecycleOutcome::Kind::failed:
+            endDeletingAll();
             return pageparts::inform(this, tr("Cannot Delete"), outcome.message);
         case LifecycleOutcome::Kind::busy:
+            endDeletingAll();
             return;
         case LifecycleOutcome::Kind::done:
             scheduleReload();
@@ -215,14 +254,27 @@ void ArchivedRecordsPage::deleteRecord(const QUuid &id, bool confirmed, std::fun
 
 void ArchivedRecordsPage::deleteAll()
 {
-    deleteInTurn(m_shownIds);
+    // Every archived record of the kind, the ones beyond the shown pages too.
+    QList<QUuid> ids;
+    for (const ArchivedRecord &record : m_kind.load(m_context))
+        ids.append(record.id);
+    m_deletingAll = true;
+    deleteInTurn(ids);
+}
+
+void ArchivedRecordsPage::endDeletingAll()
+{
+    m_deletingAll = false;
+    scheduleReload();
 }
 
 void ArchivedRecordsPage::deleteInTurn(QList<QUuid> ids)
 {
     // One at a time: each removal may ask about its worktree, and a refusal stops the rest.
-    if (ids.isEmpty())
+    if (ids.isEmpty()) {
+        endDeletingAll();
         return;
+    }
     const QUuid id = ids.takeFirst();
     deleteRecord(id, false, [this, ids] { deleteInTurn(ids); });
 }

@@ -5,6 +5,7 @@
 #include "source_control/workspaces/ArchivedRecords.h"
 #include "source_control/workspaces/WorkspaceTypes.h"
 
+#include <QHash>
 #include <QWidget>
 
 #include <functional>
@@ -42,15 +43,19 @@ public:
         std::function<QString(int count)> deleteAllText;
     };
 
+    // Rows drawn at first; "Show More" adds as many again. A long list costs its rows' widgets.
+    static constexpr int rowsPerPage = 200;
+
     // The retention choices, in the picker's order.
     static QString retentionLabel(ArchiveRetention retention);
 
     QComboBox *retentionBox() const { return m_retention; }
     QPushButton *deleteAllButton() const { return m_deleteAll; }
+    QPushButton *showMoreButton() const { return m_showMore; }
     QPushButton *restoreButton(const QUuid &id) const;
     QPushButton *deleteButton(const QUuid &id) const;
-    // The ids in the order the list shows them.
-    QList<QUuid> shownIds() const { return m_shownIds; }
+    // The ids in the order the list shows them (the first pages of all).
+    QList<QUuid> shownIds() const;
 
     void reload();
 
@@ -66,6 +71,7 @@ private:
     void deleteRecord(const QUuid &id, bool confirmed, std::function<void()> next = {});
     void deleteAll();
     void deleteInTurn(QList<QUuid> ids);
+    void endDeletingAll();
     QWidget *makeRow(const ArchivedRecord &record);
 
     Kind m_kind;
@@ -76,9 +82,16 @@ private:
     QLabel *m_empty;
     QVBoxLayout *m_rows;
     QPushButton *m_deleteAll;
-    QList<QUuid> m_shownIds;
+    QPushButton *m_showMore;
+    int m_rowLimit = rowsPerPage;
+    int m_total = 0;
+    // What the list shows, in order, and each record's row; rows are kept across reloads so a
+    // save that changes one record redraws only that one.
+    QList<ArchivedRecord> m_shown;
+    QHash<QUuid, QWidget *> m_rowWidgets;
     bool m_reloadQueued = false;
     bool m_stale = true;
+    bool m_deletingAll = false; // the list is read once at the end, not after each removal
 };
 
 } // namespace corvane

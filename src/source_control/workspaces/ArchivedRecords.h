@@ -18,6 +18,8 @@ struct ArchivedRecord
     QString name;
     QString projectName; // empty when the project is gone
     std::optional<QDateTime> archivedAt;
+
+    friend bool operator==(const ArchivedRecord &, const ArchivedRecord &) = default;
 };
 
 // The archived workspaces, newest archive first; those without a date (archived by an older

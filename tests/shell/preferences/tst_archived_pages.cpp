@@ -171,6 +171,40 @@ private slots:
         QVERIFY(exists<Chat>(f, inArchived.chatId)); // not this page's to delete
     }
 
+    void longListShownInPagesAndDeletedWhole()
+    {
+        PreferencesFixture f;
+        const InsertedPlace live = place(f, QStringLiteral("alpha"));
+        const int count = ArchivedRecordsPage::rowsPerPage + 1;
+        for (int i = 0; i < count; ++i) {
+            Workspace workspace;
+            workspace.name = QStringLiteral("old %1").arg(i);
+            workspace.projectId = live.projectId;
+            workspace.statusRaw = QStringLiteral("archived");
+            workspace.archivedAt = base.addSecs(i);
+            f.ctx().insert(workspace);
+        }
+        QVERIFY(f.ctx().save());
+        ArchivedWorkspacesPage page(f.settings, f.ctx(), f.lifecycle);
+        page.show();
+        QCOMPARE(page.shownIds().size(), ArchivedRecordsPage::rowsPerPage);
+        QVERIFY(page.showMoreButton()->isVisible());
+        QCOMPARE(page.showMoreButton()->text(), QStringLiteral("Show More (200 of 201 shown)"));
+        page.showMoreButton()->click();
+        QCOMPARE(page.shownIds().size(), count);
+        QVERIFY(!page.showMoreButton()->isVisible());
+        QCOMPARE(f.ctx().get<Workspace>(page.shownIds().constLast())->name, QStringLiteral("old 0")); // the oldest last
+
+        page.deleteAllButton()->click();
+        QMessageBox *confirm = shownMessageBox(page);
+        QVERIFY(confirm);
+        QCOMPARE(confirm->text(), QStringLiteral("This will permanently delete all 201 archived workspaces. This action cannot be undone."));
+        QVERIFY(pressButton(*confirm, QStringLiteral("Delete All")));
+        QTRY_VERIFY_WITH_TIMEOUT(page.shownIds().isEmpty(), 30000);
+        QCOMPARE(f.ctx().fetchOrEmpty<Workspace>().size(), 1);
+        QVERIFY(exists<Workspace>(f, live.workspaceId));
+    }
+
     void listFollowsArchivingElsewhere()
     {
         PreferencesFixture f;
