@@ -124,6 +124,9 @@ public:
     QString codexPath() const;
     void setCodexPath(const QString &path);
 
+    // Where the changes above are posted, for views that follow a setting.
+    NotificationCenter &center() const { return m_center; }
+
     bool shouldShowOnboarding() const;
     bool hasCompletedOnboarding() const;
     void setHasCompletedOnboarding(bool completed);

@@ -5,6 +5,8 @@ target_sources(corvane_core PRIVATE
     window/WindowStateModel.h window/WindowStateModel.cpp
     window/WindowCommands.h window/WindowCommands.cpp
     window/ShortcutBindings.h window/ShortcutBindings.cpp
+    window/ShortcutRecording.h window/ShortcutRecording.cpp
+    window/HelpLinks.h window/HelpLinks.cpp
     window/TabBarLayout.h window/TabBarLayout.cpp
     window/ProfilePage.h window/ProfilePage.cpp
     window/SidebarTree.h window/SidebarTree.cpp

@@ -5,6 +5,7 @@
 #include "agent/session/ChatController.h"
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionManager.h"
+#include "core/Broadcasts.h"
 #include "core/Log.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
@@ -122,6 +123,10 @@ ChatView::ChatView(SessionManager &sessions, ChatController &controller, Store &
     connect(m_input, &ChatInputView::stopRequested, this, &ChatView::stop);
     connect(m_input, &ChatInputView::permissionModeChanged, this, &ChatView::changePermissionMode);
     connect(m_input, &ChatInputView::modelChanged, this, [this] { refreshHeader(); });
+    // Preferences change these while chats are open; the observers go with this view.
+    settings.center().addObserver(broadcast::textSizeScaleChanged, [this](const Notification &) { restyle(); }, nullptr, this);
+    settings.center().addObserver(broadcast::modelVisibilityChanged, [this](const Notification &) { m_input->reloadModels(); },
+                                  nullptr, this);
 
     layout->addWidget(header);
     layout->addWidget(m_timeline, 1);

@@ -1,7 +1,15 @@
 #include "shell/preferences/PreferencesWindow.h"
 
 #include "core/settings/AppSettings.h"
+#include "shell/preferences/AppearancePage.h"
+#include "shell/preferences/ArchivedChatsPage.h"
+#include "shell/preferences/ArchivedWorkspacesPage.h"
+#include "shell/preferences/GeneralPage.h"
+#include "shell/preferences/ModelsPage.h"
+#include "shell/preferences/ShortcutsPage.h"
 #include "shell/preferences/SourceControlPage.h"
+#include "shell/preferences/ToolsPage.h"
+#include "shell/preferences/UpdatesPage.h"
 #include "source_control/accounts/SourceControlAccounts.h"
 
 #include <QCoreApplication>
@@ -31,6 +39,18 @@ PreferencesWindow::PreferencesWindow(const PreferencesServices &services, QWidge
     accounts.apiBase = settings.gitHubApiUrl();
     accounts.secretStoreHelper = findSecretStoreHelper(QCoreApplication::applicationDirPath());
     addPage(PreferencesTab::sourceControl, new SourceControlPage(settings, accounts));
+    auto *general = new GeneralPage(settings);
+    connect(general, &GeneralPage::setupChecklistRequested, this, &PreferencesWindow::setupChecklistRequested);
+    addPage(PreferencesTab::general, general);
+    addPage(PreferencesTab::appearance, new AppearancePage(settings));
+    addPage(PreferencesTab::models, new ModelsPage(settings));
+    addPage(PreferencesTab::tools, new ToolsPage(settings));
+    addPage(PreferencesTab::shortcuts, new ShortcutsPage(settings));
+    if (services.context && services.lifecycle) {
+        addPage(PreferencesTab::archivedChats, new ArchivedChatsPage(settings, *services.context, *services.lifecycle));
+        addPage(PreferencesTab::archivedWorkspaces, new ArchivedWorkspacesPage(settings, *services.context, *services.lifecycle));
+    }
+    addPage(PreferencesTab::updates, new UpdatesPage);
     showTab(defaultPreferencesTab);
 }
 

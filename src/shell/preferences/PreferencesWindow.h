@@ -49,6 +49,10 @@ public:
     QWidget *page(PreferencesTab tab) const { return m_pages.value(tab); }
     QListWidget *tabList() const { return m_tabs; }
 
+signals:
+    // General's "Show Setup Checklist…": the application opens the checklist.
+    void setupChecklistRequested();
+
 private:
     void addPage(PreferencesTab tab, QWidget *page);
 

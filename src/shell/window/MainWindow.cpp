@@ -74,7 +74,11 @@ MainWindow::MainWindow(const WindowServices &services, int number, QWidget *pare
     m_actions = new WindowActions(menuBar(), this, [this](KeyboardShortcutAction action) { runCommand(action); });
     connect(m_actions, &WindowActions::aboutRequested, this, &MainWindow::showAbout);
     connect(m_actions, &WindowActions::preferencesRequested, this, [this] { openPreferences(); });
-    menuBar()->actions().constLast()->menu()->addAction(tr("Show Setup Checklist…"), this, [this] { m_services.center.post(broadcast::showSetupChecklist); });
+    connect(m_actions, &WindowActions::updatesRequested, this, [this] { openPreferences(PreferencesTab::updates); });
+    // From the Help menu or from Preferences: the application opens the checklist.
+    connect(m_actions, &WindowActions::setupChecklistRequested, this, &MainWindow::setupChecklistRequested);
+    connect(this, &MainWindow::setupChecklistRequested, this,
+            [this] { m_services.center.post(broadcast::showSetupChecklist); });
     m_actions->applyBindings(resolveShortcutBindings(services.settings));
     m_sidebar->setTools(visibleTools(services.settings));
 

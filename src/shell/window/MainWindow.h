@@ -128,6 +128,8 @@ signals:
     void workspaceCloseRequested(const QUuid &workspaceId);
     // A lifecycle operation asked the user to confirm, or failed: the text shown.
     void lifecycleMessageShown(const QString &text);
+    // Preferences' "Show Setup Checklist…".
+    void setupChecklistRequested();
 
 protected:
     void closeEvent(QCloseEvent *event) override;

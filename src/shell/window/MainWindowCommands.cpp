@@ -295,7 +295,9 @@ void MainWindow::openPreferences(std::optional<PreferencesTab> tab)
 {
     const PreferencesServices services{m_services.settings, &m_services.context, &m_services.center,
                                        &m_services.lifecycle, m_services.profiles, m_services.authMonitor};
-    PreferencesWindow::open(services, tab);
+    PreferencesWindow *window = PreferencesWindow::open(services, tab);
+    connect(window, &PreferencesWindow::setupChecklistRequested, this, &MainWindow::setupChecklistRequested,
+            Qt::UniqueConnection);
 }
 
 void MainWindow::showAbout()

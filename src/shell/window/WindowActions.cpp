@@ -1,9 +1,11 @@
 #include "shell/window/WindowActions.h"
 
+#include "core/window/HelpLinks.h"
 #include "shell/window/KeySequences.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QMenu>
 #include <QMenuBar>
 
@@ -45,8 +47,23 @@ WindowActions::WindowActions(QMenuBar *menuBar, QWidget *window, Handler handler
     m_quit->setShortcut(keySequence(quitCombo()));
     m_quit->setMenuRole(QAction::QuitRole);
 
+    m_openUrl = [](const QUrl &url) { QDesktopServices::openUrl(url); };
     QMenu *help = menuBar->addMenu(tr("&Help"));
+    for (const HelpLink &link : helpLinks()) {
+        // The site's pages, then the ways to write to us, then support.
+        if (link.id == QLatin1String("featureRequest") || link.id == QLatin1String("donate"))
+            help->addSeparator();
+        QAction *item = help->addAction(link.title, this, [this, url = link.url] { m_openUrl(url); });
+        item->setObjectName(QStringLiteral("help:") + link.id);
+    }
+    help->addSeparator();
+    QAction *checklist = help->addAction(tr("Show Setup Checklist…"), this, &WindowActions::setupChecklistRequested);
+    checklist->setObjectName(QStringLiteral("action:setupChecklist"));
+    QAction *updates = help->addAction(tr("Check for Updates…"), this, &WindowActions::updatesRequested);
+    updates->setObjectName(QStringLiteral("action:checkForUpdates"));
+    updates->setMenuRole(QAction::ApplicationSpecificRole);
     QAction *about = help->addAction(tr("About Corvane"), this, &WindowActions::aboutRequested);
+    about->setObjectName(QStringLiteral("action:about"));
     about->setMenuRole(QAction::AboutRole);
 }
 

@@ -12,6 +12,7 @@
 
 class QAction;
 class QMenuBar;
+class QUrl;
 class QWidget;
 
 namespace corvane {
@@ -34,17 +35,25 @@ public:
     // Every action of the window, the menus' own, Quit and Preferences, for checks on their keys.
     QList<QAction *> allActions() const;
 
+    // How the Help menu opens its web pages; the desktop's browser unless a test says otherwise.
+    void setUrlOpener(std::function<void(const QUrl &)> opener) { m_openUrl = std::move(opener); }
+
     void applyBindings(const QList<ShortcutBinding> &bindings);
     void update(const CommandContext &context, bool isFullScreen);
 
 signals:
     void aboutRequested();
     void preferencesRequested();
+    // "Check for Updates…": the Updates page of Preferences.
+    void updatesRequested();
+    // "Show Setup Checklist…": the first-run checklist again.
+    void setupChecklistRequested();
 
 private:
     QHash<KeyboardShortcutAction, QAction *> m_actions;
     QAction *m_quit = nullptr;
     QAction *m_preferences = nullptr;
+    std::function<void(const QUrl &)> m_openUrl;
 };
 
 } // namespace corvane

@@ -308,6 +308,21 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(isIdle(*view), kTurnTimeout);
         applyAppearance(AppearanceMode::light);
     }
+
+    void openChatFollowsTextSizeAndHiddenModels()
+    {
+        ChatViewHarness chat(test::chatScenario("markdown_reply.json"));
+        auto view = chat.makeView();
+        view->show();
+        const int before = view->timeline()->context().style.bodyFont().pixelSize();
+        const int models = view->input()->modelPicker()->count();
+        chat.settings().setTextSizeScale(1.5);
+        QCOMPARE(view->timeline()->context().style.textScale, 1.5);
+        QVERIFY(view->timeline()->context().style.bodyFont().pixelSize() >= before * 3 / 2);
+        chat.settings().setModelHidden(QStringLiteral("codex:o3"), true);
+        QCOMPARE(view->input()->modelPicker()->count(), models - 1);
+        QCOMPARE(view->input()->modelPicker()->findData(QStringLiteral("codex:o3")), -1);
+    }
 };
 
 QTEST_MAIN(ChatViewTest)

@@ -86,8 +86,8 @@ private slots:
         item->trigger(); // the same window comes back to the front
         QCOMPARE(windows().size(), 1);
         PreferencesWindow *window = windows().constFirst();
-        QCOMPARE(window->currentTab(), std::optional(PreferencesTab::sourceControl));
-        QCOMPARE(window->tabList()->currentItem()->text(), QStringLiteral("Source Control"));
+        QCOMPARE(window->currentTab(), std::optional(PreferencesTab::general));
+        QCOMPARE(window->tabList()->currentItem()->text(), QStringLiteral("General"));
         window->close();
         QTRY_VERIFY(windows().isEmpty());
     }
