@@ -84,6 +84,11 @@ ImportWindow::ImportWindow(std::shared_ptr<Store> store, const QUuid &projectId,
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
     m_list->setSelectionMode(QAbstractItemView::NoSelection);
+    // The selection mark of a row is a circle, filled when the session is chosen.
+    m_list->setStyleSheet(QStringLiteral(
+        "QTreeWidget#importSessions::indicator { width: 14px; height: 14px; border-radius: 8px;"
+        " border: 1px solid palette(mid); background: palette(base); }"
+        "QTreeWidget#importSessions::indicator:checked { background: palette(highlight); border-color: palette(highlight); }"));
     m_list->header()->setSectionResizeMode(promptColumn, QHeaderView::Stretch);
     m_list->header()->setStretchLastSection(false);
     for (int column : {dateColumn, modelColumn, countColumn, previewColumn})
