@@ -29,6 +29,12 @@ inline QByteArray claudeUser(const QString &text, const QString &timestamp = QSt
     return line({{"type", "user"}, {"timestamp", timestamp},
                  {"message", QJsonObject{{"role", "user"}, {"content", textBlocks(text)}}}});
 }
+// ... with the folder claude ran in, as every record of its names it ...
+inline QByteArray claudeUserIn(const QString &text, const QString &cwd)
+{
+    return line({{"type", "user"}, {"cwd", cwd}, {"timestamp", "2026-03-04T05:06:07.890Z"},
+                 {"message", QJsonObject{{"role", "user"}, {"content", textBlocks(text)}}}});
+}
 // ... or as a plain string, as claude -p and 2.1 write it.
 inline QByteArray claudeUserString(const QString &text)
 {

@@ -76,6 +76,8 @@ ClaudeHeader scanHeader(QByteArrayView text)
         if (!typeValue.isString())
             return;
         ++header.messageCount;
+        if (!header.cwd)
+            header.cwd = sessionlog::nonEmptyString(record, "cwd"_L1);
         const QString type = typeValue.toString();
         if (type == "user"_L1) {
             if (header.firstPrompt.isEmpty())
@@ -142,7 +144,7 @@ QList<Message> parseLog(QByteArrayView text, const QDateTime &now)
 
 } // namespace claudelog
 
-std::optional<ImportableSession> ClaudeSessionImporter::scanFile(const QString &path, const QString &projectPath)
+std::optional<ImportableSession> ClaudeSessionImporter::scanFile(const QString &path, const QString &projectPath, bool checkCwd)
 {
     auto head = sessionlog::readHead(path, sessionlog::headerWindowBytes);
     if (!head)
@@ -151,7 +153,7 @@ std::optional<ImportableSession> ClaudeSessionImporter::scanFile(const QString &
     if (!text)
         return std::nullopt;
     const ClaudeHeader header = claudelog::scanHeader(*text);
-    if (header.firstPrompt.isEmpty())
+    if (header.firstPrompt.isEmpty() || (checkCwd && header.cwd != projectPath))
         return std::nullopt;
     const auto dates = sessionlog::fileDates(path, header.started);
     ImportableSession session;
@@ -167,25 +169,47 @@ std::optional<ImportableSession> ClaudeSessionImporter::scanFile(const QString &
     return session;
 }
 
+QList<std::pair<QString, bool>> ClaudeSessionImporter::foldersIn(const QString &root, const QString &projectPath)
+{
+    QList<std::pair<QString, bool>> folders;
+    const QDir dir(root);
+    const QString name = claudelog::projectFolderName(projectPath);
+    if (name.size() <= claudelog::folderNameLimit) {
+        folders.append({dir.filePath(name), false});
+    } else {
+        // The hash claude adds to a cut name is its own: every folder with the cut name is a
+        // candidate, and its logs' own "cwd" tells whether they are this project's.
+        const QString cut = name.left(claudelog::folderNameLimit) + u'-';
+        for (const QString &entry : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            if (entry.startsWith(cut))
+                folders.append({dir.filePath(entry), true});
+    }
+    const QString slashOnly = claudelog::slashOnlyFolderName(projectPath);
+    if (slashOnly != name)
+        folders.append({dir.filePath(slashOnly), false});
+    return folders;
+}
+
 QList<ImportableSession> ClaudeSessionImporter::discoverSessions(const QString &projectPath) const
 {
     QList<ImportableSession> sessions;
     QSet<QString> seen;
-    QStringList folders;
-    for (const QString &root : m_claudeDirs)
-        for (const QString &name : {claudelog::projectFolderName(projectPath), claudelog::slashOnlyFolderName(projectPath)})
-            if (const QString folder = QDir(root).filePath(name); !folders.contains(folder))
-                folders << folder;
-    for (const QString &folder : folders) {
-        const QDir dir(folder);
-        const QStringList names = dir.entryList({u"*.jsonl"_s}, QDir::Files | QDir::NoDotAndDotDot);
-        for (const QString &name : names) {
-            const QString stem = name.chopped(6);
-            if (!sessionlog::isStrictUuid(stem) || seen.contains(stem))
+    QStringList visited;
+    for (const QString &root : m_claudeDirs) {
+        for (const auto &[folder, checkCwd] : foldersIn(root, projectPath)) {
+            if (visited.contains(folder))
                 continue;
-            if (auto session = scanFile(dir.filePath(name), projectPath)) {
-                seen.insert(stem);
-                sessions.append(std::move(*session));
+            visited << folder;
+            const QDir dir(folder);
+            const QStringList names = dir.entryList({u"*.jsonl"_s}, QDir::Files | QDir::NoDotAndDotDot);
+            for (const QString &name : names) {
+                const QString stem = name.chopped(6);
+                if (!sessionlog::isStrictUuid(stem) || seen.contains(stem))
+                    continue;
+                if (auto session = scanFile(dir.filePath(name), projectPath, checkCwd)) {
+                    seen.insert(stem);
+                    sessions.append(std::move(*session));
+                }
             }
         }
     }

@@ -18,12 +18,16 @@ struct ClaudeHeader
     int messageCount = 0;
     std::optional<QDateTime> started;
     std::optional<QString> model;
+    std::optional<QString> cwd; // the first folder a record names
 };
 
 namespace claudelog {
 
+// claude cuts a folder name longer than this and adds a hash of the path after a "-".
+inline constexpr int folderNameLimit = 200;
+
 // The folder claude keeps a project's sessions in. claude 2.1 turns every character that is not
-// an ASCII letter or digit into "-", so "/a/b.c" is kept under "-a-b-c".
+// an ASCII letter or digit (each UTF-16 unit) into "-", so "/a/b.c" is kept under "-a-b-c".
 QString projectFolderName(const QString &projectPath);
 // The older naming, where only "/" was replaced ("/a/b.c" under "-a-b.c"); still looked at, so
 // logs written that way are found too.
@@ -53,11 +57,17 @@ public:
 
     // Newest first; a missing folder gives an empty list.
     QList<ImportableSession> discoverSessions(const QString &projectPath) const;
-    // The header scan of one file; nothing when it holds no importable session.
-    static std::optional<ImportableSession> scanFile(const QString &path, const QString &projectPath);
+    // The header scan of one file; nothing when it holds no importable session, or, with
+    // `checkCwd`, when its records name another folder than `projectPath`.
+    static std::optional<ImportableSession> scanFile(const QString &path, const QString &projectPath, bool checkCwd = false);
     static Result<QList<Message>> parseMessages(const ImportableSession &session);
 
 private:
+    // The folders of `root` that may hold the project's logs, and whether their logs must name
+    // the project's folder to count (a cut name is shared by every path with its first 200
+    // characters).
+    static QList<std::pair<QString, bool>> foldersIn(const QString &root, const QString &projectPath);
+
     QStringList m_claudeDirs;
 };
 

@@ -1,5 +1,6 @@
 // Discovery over real folders, import into a real store, and the window's view model: the edge
 // cases of hand-made logs, the per-session rollback, and what a second discovery hides.
+#include "accounts/import/ClaudeSessionImporter.h"
 #include "accounts/import/ImportService.h"
 #include "accounts/import/ImportWindowViewModel.h"
 #include "accounts/import/SessionLogText.h"
@@ -119,6 +120,21 @@ private slots:
         const auto found = service().discoverSessions(m_project);
         QCOMPARE(found.size(), 2);
         QCOMPARE(idSet(found), QSet<QString>({realNaming, slashNaming}));
+    }
+
+    void longPathsShareACutFolderName()
+    {
+        // claude cuts a name past 200 characters and adds a hash of its own: of the folders with
+        // the cut name, only logs that name this project's folder count.
+        const QString longProject = m_env->path("work/") + QString(150, u'a') + "/" + QString(100, u'b');
+        const QString sibling = longProject + "-other";
+        const QString cut = claudelog::projectFolderName(longProject).left(claudelog::folderNameLimit);
+        const QString mine = uuid(), theirs = uuid(), unnamed = uuid();
+        logs::writeFile(m_claudeRoot + "/" + cut + "-k2x9qa/" + mine + ".jsonl", logs::claudeUserIn("mine", longProject));
+        logs::writeFile(m_claudeRoot + "/" + cut + "-p0z7mm/" + theirs + ".jsonl", logs::claudeUserIn("theirs", sibling));
+        logs::writeFile(m_claudeRoot + "/" + cut + "-p0z7mm/" + unnamed + ".jsonl", logs::claudeUser("no folder named"));
+        QCOMPARE(idsOf(service().discoverSessions(longProject)), QStringList({mine}));
+        QCOMPARE(idsOf(service().discoverSessions(sibling)), QStringList({theirs}));
     }
 
     void headerWindowEdge()

@@ -214,6 +214,9 @@ private slots:
         QTest::newRow("plain") << "/Users/a/b" << "-Users-a-b" << "-Users-a-b";
         QTest::newRow("dot") << "/a/b.c" << "-a-b-c" << "-a-b.c";
         QTest::newRow("space and underscore") << "/tmp/my.proj_x y" << "-tmp-my-proj-x-y" << "-tmp-my.proj_x y";
+        // One "-" per UTF-16 unit, as claude 2.1 does: an emoji takes two.
+        QTest::newRow("accent and emoji") << QString::fromUtf8("/tmp/caf\xc3\xa9-\xf0\x9f\x98\x80") << "-tmp-caf----"
+                                          << QString::fromUtf8("-tmp-caf\xc3\xa9-\xf0\x9f\x98\x80");
     }
     void folderNames()
     {
