@@ -3,6 +3,7 @@
 #include "accounts/import/ClaudeSessionImporter.h"
 #include "accounts/import/CodexSessionImporter.h"
 #include "accounts/import/ImportError.h"
+#include "agent/AgentModelCatalogue.h"
 #include "core/records/Chat.h"
 #include "core/records/ChatActivityDay.h"
 #include "core/records/Profile.h"
@@ -84,6 +85,15 @@ Result<QList<Message>> ImportService::parseMessages(const ImportableSession &ses
     return importerror::invalidModelContext();
 }
 
+QString ImportService::modelIdFor(const ImportableSession &session)
+{
+    const QList<AgentModelDescriptor> models = AgentModelCatalogue::forAgentType(session.agentType);
+    for (const AgentModelDescriptor &model : models)
+        if (session.model && model.cliFlag == *session.model)
+            return model.id;
+    return models.isEmpty() ? QString() : models.first().id;
+}
+
 Result<int> ImportService::importMessages(const ImportableSession &session, Chat &chat, StoreContext &context)
 {
     auto messages = parseMessages(session);
@@ -101,6 +111,8 @@ Result<int> ImportService::importMessages(const ImportableSession &session, Chat
         chat.recordActivity(day.startOfDay(), context);
     chat.claudeSessionId = session.id;
     chat.setAgentType(session.agentType);
+    if (const QString model = modelIdFor(session); !model.isEmpty())
+        chat.modelId = model;
     if (Status saved = context.save(); !saved)
         return saved.error();
     return int(messages->size());

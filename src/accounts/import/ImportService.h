@@ -62,6 +62,10 @@ public:
     // log's messages, saved. A session that fails leaves nothing behind; the others go on.
     static ImportOutcome importSessions(const QList<ImportableSession> &sessions, const QUuid &projectId,
                                         StoreContext &context, const Progress &progress = {});
+    // The model the imported chat starts with: the log's own when the picker offers it, else the
+    // agent's first. The chat view picks it, so the next message goes to the agent that wrote the
+    // log (another agent could not resume the session).
+    static QString modelIdFor(const ImportableSession &session);
     // Puts the log's messages into `chat` (saved already), records their activity days, and
     // points the chat at the session so the next message resumes it. Saves; the message count.
     static Result<int> importMessages(const ImportableSession &session, Chat &chat, StoreContext &context);

@@ -83,6 +83,7 @@ class ImportRealAgentsTest : public QObject, test::ChatFixture
         QVERIFY(outcome.errors.isEmpty());
         QCOMPARE(outcome.chatIds.size(), 1);
         importedChat = outcome.chatIds.first();
+        QCOMPARE(m_store->newContext()->get<Chat>(importedChat)->modelId, std::optional(model.id));
         const QStringList texts = test::contentsOf(test::storedMessages(*m_store, importedChat));
         QVERIFY2(texts.first().startsWith("first question"), qPrintable(texts.join(" | ")));
         QVERIFY2(texts.contains("Answer to the first question."), qPrintable(texts.join(" | ")));

@@ -239,6 +239,7 @@ private slots:
         QCOMPARE(chat->workspaceId, std::optional(workspace->id));
         QCOMPARE(chat->claudeSessionId, std::optional(id));
         QCOMPARE(chat->agentTypeRaw, std::optional<QString>("claude_code"));
+        QCOMPARE(chat->modelId, std::optional<QString>("claude:claude-sonnet-4-6"));
         QCOMPARE(workspace->activeChatId, std::optional(chat->id));
 
         const auto messages = check->fetchOrEmpty<Message>(Query(where::eq("chatId", chat->id)).orderBy("timestamp"));
@@ -288,6 +289,29 @@ private slots:
         for (const auto &chat : check->fetchOrEmpty<Chat>(Query().orderBy("name")))
             names << chat->name;
         QCOMPARE(names, QStringList({"session 0", "session 2", "session 4"}));
+    }
+
+    void modelOfTheImportedChat_data()
+    {
+        QTest::addColumn<int>("agent");
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<QString>("id");
+        QTest::newRow("claude, offered") << int(AgentType::claudeCode) << "claude-haiku-4-5-20251001" << "claude:claude-haiku-4-5-20251001";
+        QTest::newRow("claude, unknown") << int(AgentType::claudeCode) << "claude-future-9" << "claude:claude-opus-4-8";
+        QTest::newRow("claude, none") << int(AgentType::claudeCode) << "" << "claude:claude-opus-4-8";
+        QTest::newRow("codex, offered") << int(AgentType::codex) << "gpt-5.4" << "codex:gpt-5.4";
+        QTest::newRow("codex, a claude model") << int(AgentType::codex) << "claude-opus-4-8" << "codex:gpt-5.5";
+    }
+    void modelOfTheImportedChat()
+    {
+        QFETCH(int, agent);
+        QFETCH(QString, model);
+        QFETCH(QString, id);
+        ImportableSession session;
+        session.agentType = AgentType(agent);
+        if (!model.isEmpty())
+            session.model = model;
+        QCOMPARE(ImportService::modelIdFor(session), id);
     }
 
     void unknownProjectOrAgent()
