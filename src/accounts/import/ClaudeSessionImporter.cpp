@@ -192,8 +192,13 @@ QList<std::pair<QString, bool>> ClaudeSessionImporter::foldersIn(const QString &
 
 QList<ImportableSession> ClaudeSessionImporter::discoverSessions(const QString &projectPath) const
 {
-    QList<ImportableSession> sessions;
-    QSet<QString> seen;
+    struct Candidate
+    {
+        QString path;
+        QString stem;
+        bool checkCwd = false;
+    };
+    QList<Candidate> candidates;
     QStringList visited;
     for (const QString &root : m_claudeDirs) {
         for (const auto &[folder, checkCwd] : foldersIn(root, projectPath)) {
@@ -201,17 +206,22 @@ QList<ImportableSession> ClaudeSessionImporter::discoverSessions(const QString &
                 continue;
             visited << folder;
             const QDir dir(folder);
-            const QStringList names = dir.entryList({u"*.jsonl"_s}, QDir::Files | QDir::NoDotAndDotDot);
-            for (const QString &name : names) {
-                const QString stem = name.chopped(6);
-                if (!sessionlog::isStrictUuid(stem) || seen.contains(stem))
-                    continue;
-                if (auto session = scanFile(dir.filePath(name), projectPath, checkCwd)) {
-                    seen.insert(stem);
-                    sessions.append(std::move(*session));
-                }
-            }
+            for (const QString &name : dir.entryList({u"*.jsonl"_s}, QDir::Files | QDir::NoDotAndDotDot))
+                if (const QString stem = name.chopped(6); sessionlog::isStrictUuid(stem))
+                    candidates.append({dir.filePath(name), stem, checkCwd});
         }
+    }
+    const auto scanned = sessionlog::mapInParallel(candidates, [&projectPath](const Candidate &c) {
+        return scanFile(c.path, projectPath, c.checkCwd);
+    });
+    // A session found under two roots counts once, as found first.
+    QList<ImportableSession> sessions;
+    QSet<QString> seen;
+    for (qsizetype i = 0; i < candidates.size(); ++i) {
+        if (!scanned[i] || seen.contains(candidates[i].stem))
+            continue;
+        seen.insert(candidates[i].stem);
+        sessions.append(*scanned[i]);
     }
     std::sort(sessions.begin(), sessions.end(),
               [](const ImportableSession &a, const ImportableSession &b) { return a.modified > b.modified; });

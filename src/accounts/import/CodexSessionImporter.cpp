@@ -162,19 +162,21 @@ std::optional<ImportableSession> CodexSessionImporter::scanFile(const QString &p
 
 QList<ImportableSession> CodexSessionImporter::discoverSessions(const QString &projectPath) const
 {
-    QList<ImportableSession> sessions;
-    QSet<QString> seen;
+    QStringList paths;
     for (const QString &root : m_sessionsDirs) {
         // Without QDir::Hidden the walk skips hidden files and does not enter hidden folders.
         QDirIterator it(root, {u"rollout-*.jsonl"_s}, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            const QString path = it.next();
-            auto session = scanFile(path, projectPath);
-            if (!session || seen.contains(session->id))
-                continue;
-            seen.insert(session->id);
-            sessions.append(std::move(*session));
-        }
+        while (it.hasNext())
+            paths << it.next();
+    }
+    const auto scanned = sessionlog::mapInParallel(paths, [&projectPath](const QString &path) { return scanFile(path, projectPath); });
+    QList<ImportableSession> sessions;
+    QSet<QString> seen;
+    for (const auto &session : scanned) {
+        if (!session || seen.contains(session->id))
+            continue;
+        seen.insert(session->id);
+        sessions.append(*session);
     }
     std::sort(sessions.begin(), sessions.end(),
               [](const ImportableSession &a, const ImportableSession &b) { return a.modified > b.modified; });

@@ -10,7 +10,10 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <atomic>
 #include <optional>
+#include <thread>
+#include <vector>
 
 namespace corvane::sessionlog {
 
@@ -64,6 +67,27 @@ FileDates fileDates(const QString &path, const std::optional<QDateTime> &started
 // Gives imported messages the time of the import, one millisecond apart and ending now, so their
 // order survives any sort by time and none lies in the future.
 void stampInOrder(QList<Message> &messages, const QDateTime &now);
+
+// `fn` over every item on a few threads (the header scans of thousands of logs are independent
+// and CPU-bound); the results in the items' order.
+template <typename In, typename Fn>
+auto mapInParallel(const QList<In> &items, Fn fn) -> QList<decltype(fn(items.first()))>
+{
+    QList<decltype(fn(items.first()))> results(items.size());
+    std::atomic<qsizetype> next{0};
+    const auto work = [&] {
+        for (qsizetype i = next++; i < items.size(); i = next++)
+            results[i] = fn(items[i]);
+    };
+    const int threads = int(std::min<qsizetype>(std::max(1u, std::thread::hardware_concurrency()), items.size() / 16 + 1));
+    std::vector<std::thread> helpers;
+    for (int t = 1; t < threads; ++t)
+        helpers.emplace_back(work);
+    work();
+    for (std::thread &helper : helpers)
+        helper.join();
+    return results;
+}
 
 template <typename Fn>
 void forEachObject(QByteArrayView text, Fn &&fn)
