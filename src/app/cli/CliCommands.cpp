@@ -8,6 +8,7 @@
 #include "app/cli/IssueCommands.h"
 #include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
+#include "app/cli/ImportCommand.h"
 #include "app/cli/SearchCommand.h"
 #include "app/cli/SendCommand.h"
 #include "app/cli/ToolCommands.h"
@@ -159,6 +160,14 @@ Commands:
       Without an option at most 5 workspaces and 15 messages; --messages gives
       up to 20 messages, --workspaces every matching workspace, and with an
       empty TEXT the 15 most recently updated. Empty TEXT otherwise exits 2.
+  import --project DIR [--list] [--all | --session ID...]
+      The session logs claude and codex left for the project's folder. Without
+      --all or --session, one line per importable session, tab-separated: id,
+      agent (claude_code or codex), modified (ISO 8601), model (or -), message
+      count, first prompt. --all or --session imports them, each as a new
+      workspace with one chat that resumes the session, and prints one line per
+      workspace: workspace id, chat id, session id, title. Exits 1 when any
+      session failed or DIR is not a project, 2 on bad usage.
   help
       This text.
 
@@ -292,6 +301,8 @@ int run(const QStringList &arguments)
         return portsCommand(rest);
     if (command == QLatin1String("search"))
         return searchCommand(rest);
+    if (command == QLatin1String("import"))
+        return importCommand(rest);
     if (command == QLatin1String("run-commands"))
         return runCommandsCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {

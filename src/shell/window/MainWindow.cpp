@@ -235,6 +235,7 @@ void MainWindow::buildColumns()
     connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
     connect(m_sidebar, &SidebarView::newWorkspaceRequested, this, &MainWindow::newWorkspaceIn);
     connect(m_sidebar, &SidebarView::qualityGatesRequested, this, &MainWindow::editQualityGates);
+    connect(m_sidebar, &SidebarView::importSessionsRequested, this, &MainWindow::importSessions);
     connect(m_sidebar, &SidebarView::archiveWorkspaceRequested, this,
             [this](const QUuid &id) { archiveWorkspace(id, false); });
     connect(m_sidebar, &SidebarView::archiveChatRequested, this, [this](const QUuid &id) { archiveChat(id, false); });

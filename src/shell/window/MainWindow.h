@@ -158,6 +158,8 @@ private:
     void editQualityGates(const QUuid &projectId);
     // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
     void openRunAgentPanel(const QUuid &issueId);
+    // The project's session import window; after an import the first new workspace shows.
+    void importSessions(const QUuid &projectId);
     // The new-issue sheet for a column, on the project the window shows (if any).
     void openNewIssue(IssueStatus status);
     void createSimpleWorkspaceIn(Project &project);

@@ -4,11 +4,13 @@
 #include "core/records/AutomationRun.h"
 #include "core/records/Chat.h"
 #include "core/records/Issue.h"
+#include "core/records/Profile.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
 #include "core/store/StoreContext.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/import/ImportWindow.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/NewIssueDialog.h"
 #include "shell/window/NewWorkspaceDialog.h"
@@ -154,6 +156,19 @@ void MainWindow::editQualityGates(const QUuid &projectId)
         dialog->open();
         return;
     }
+}
+
+void MainWindow::importSessions(const QUuid &projectId)
+{
+    const auto project = m_services.context.get<Project>(projectId);
+    if (!project || !m_services.definitions || !m_services.definitions->store)
+        return;
+    const auto profile = project->profileId ? m_services.context.get<Profile>(*project->profileId) : nullptr;
+    bool created = false;
+    auto *window = ImportWindow::openFor(m_services.definitions->store, projectId, ImportRoots::forProfile(profile.get()),
+                                         this, &created);
+    if (created)
+        connect(window, &ImportWindow::workspacesImported, this, [this](const QList<QUuid> &ids) { showWorkspace(ids.first()); });
 }
 
 void MainWindow::openRunAgentPanel(const QUuid &issueId)
