@@ -1,6 +1,7 @@
 #include "shell/preferences/PreferencesWindow.h"
 
 #include "core/settings/AppSettings.h"
+#include "shell/preferences/ProfilesPage.h"
 #include "shell/preferences/SourceControlPage.h"
 #include "source_control/accounts/SourceControlAccounts.h"
 
@@ -31,6 +32,8 @@ PreferencesWindow::PreferencesWindow(const PreferencesServices &services, QWidge
     accounts.apiBase = settings.gitHubApiUrl();
     accounts.secretStoreHelper = findSecretStoreHelper(QCoreApplication::applicationDirPath());
     addPage(PreferencesTab::sourceControl, new SourceControlPage(settings, accounts));
+    if (services.profiles && services.context)
+        addPage(PreferencesTab::profiles, new ProfilesPage(services));
     showTab(defaultPreferencesTab);
 }
 
