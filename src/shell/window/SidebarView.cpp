@@ -236,7 +236,12 @@ bool SidebarView::updateChatRow(const QUuid &chatId, const QString &name, bool a
 void SidebarView::rebuildProfiles()
 {
     m_profiles->setProfiles(m_model.profiles());
-    m_profiles->setActiveProfile(m_activeProfile);
+    // With no page chosen yet the default profile's page is the one shown, so its dot stands out.
+    std::optional<QUuid> shown = m_activeProfile;
+    for (const auto &profile : m_model.profiles())
+        if (!shown && profile->isDefault)
+            shown = profile->id;
+    m_profiles->setActiveProfile(shown);
     // With one account or none there is nothing to choose, unless a new one can be made here.
     m_profiles->setVisible(m_profileActions || m_model.profiles().size() > 1);
 }

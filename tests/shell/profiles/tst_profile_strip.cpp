@@ -1,6 +1,7 @@
 // The sidebar's strip of profiles in a live main window: the dots and their sign-in marks, a
 // drag that reorders, a project dropped on a dot, the dot's menu, the notes under the strip, and
 // the gate that stops a first chat on a profile nobody signed in to.
+#include "core/records/Chat.h"
 #include "core/records/Workspace.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/preferences/PreferencesWindow.h"
@@ -357,6 +358,32 @@ private slots:
         QPointer<NewWorkspaceDialog> dialog = f.window->findChild<NewWorkspaceDialog *>();
         QVERIFY(dialog);
         dialog->reject();
+    }
+
+    void gateBeforeANewChat()
+    {
+        ProfileWindowFixture f;
+        f.openWindow();
+        const QString folder = f.env.path("iota");
+        QDir().mkpath(folder);
+        QCOMPARE(QProcess::execute("git", {"init", "-q", "-b", "main", folder}), 0);
+        QCOMPARE(QProcess::execute("git", {"-C", folder, "-c", "user.name=T", "-c", "user.email=t@example.com", "commit",
+                                           "-q", "--allow-empty", "-m", "first"}), 0);
+        QVERIFY(f.window->addProjectFolder(folder)); // adding a project is never stopped
+        QVERIFY(f.checked(f.defaultProfile()));
+        const QUuid workspaceId = f.window->state().content().id;
+        const int chats = int(f.ctx().fetchOrEmpty<Chat>(Query(where::eq("workspaceId", workspaceId))).size());
+        f.window->runCommand(KeyboardShortcutAction::newChatInWorkspace);
+        QPointer<QMessageBox> gate = f.window->findChild<QMessageBox *>(QStringLiteral("signInGate"));
+        QVERIFY(gate);
+        QCOMPARE(int(f.ctx().fetchOrEmpty<Chat>(Query(where::eq("workspaceId", workspaceId))).size()), chats);
+        gate->reject();
+
+        // A sign-in recorded earlier is enough, whatever the monitor says now.
+        f.defaultProfile()->codexLastLoginAt = QDateTime::currentDateTime();
+        QVERIFY(f.ctx().save());
+        f.window->runCommand(KeyboardShortcutAction::newChatInWorkspace);
+        QCOMPARE(int(f.ctx().fetchOrEmpty<Chat>(Query(where::eq("workspaceId", workspaceId))).size()), chats + 1);
     }
 
     void noGateWithoutProfileServices()
