@@ -3,6 +3,7 @@
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionManager.h"
 #include "agent/session/ChatController.h"
+#include "accounts/ProfileAuthMonitor.h"
 #include "accounts/ProfileService.h"
 #include "accounts/onboarding/OnboardingChecklistViewModel.h"
 #include "accounts/onboarding/OnboardingValidator.h"
@@ -106,6 +107,8 @@ bool Application::start()
     m_lifecycle = std::make_unique<WorkspaceLifecycleService>(m_store->mainContext(), m_center);
     m_profiles = std::make_unique<ProfileService>(m_store->mainContext(), m_center);
     m_profiles->setClaudePath(m_settings->claudePath());
+    // Sign-in checks start when a screen shows the profiles, never before the first window.
+    m_authMonitor = std::make_unique<ProfileAuthMonitor>(*m_profiles, m_store->mainContext());
     m_terminals = std::make_unique<TerminalService>(m_store->mainContext());
     // An archived or deleted workspace's shells end with it.
     connect(m_lifecycle.get(), &WorkspaceLifecycleService::recordsChanged, m_terminals.get(),
@@ -165,7 +168,7 @@ MainWindow *Application::openMainWindow()
 {
     const WindowServices services{m_store->mainContext(), *m_preferences, *m_settings, m_center, *m_lifecycle,
                                   m_definitions.get(), m_orchestrator.get(), m_terminals.get(), m_openFiles.get(),
-                                  m_profiles.get()};
+                                  m_profiles.get(), m_authMonitor.get()};
     auto *window = new MainWindow(services, ++m_windowCounter);
     connect(window, &MainWindow::newWindowRequested, this, &Application::openMainWindow);
     connectAgents(*window);
@@ -202,11 +205,12 @@ void Application::connectAgents(MainWindow &window)
     AgentServices *agents = m_agents.get();
     Store *store = m_store.get();
     AppSettings *settings = m_settings.get();
-    window.setChatViewFactory([agents, store, settings](const QUuid &chatId) -> QWidget * {
+    ProfileAuthMonitor *monitor = m_authMonitor.get();
+    window.setChatViewFactory([agents, store, settings, monitor](const QUuid &chatId) -> QWidget * {
         auto *view = new ChatView(agents->sessions(), agents->controller(), *store, *settings);
         QObject::connect(view, &ChatView::chatAttached, &agents->floatingPrompts(), &FloatingPromptCoordinator::closePromptsOf);
-        QObject::connect(view, &ChatView::signInRequested, view, [store, settings, view](const QUuid &id) {
-            openSignInSheet(store->mainContext(), *settings, id, view->window());
+        QObject::connect(view, &ChatView::signInRequested, view, [store, settings, view, monitor](const QUuid &id) {
+            openSignInSheet(store->mainContext(), *settings, id, view->window(), monitor);
         });
         view->setChat(chatId);
         return view;
@@ -320,6 +324,7 @@ void Application::shutdown()
     m_skills.reset();
     m_agentDefinitions.reset();
     m_flows.reset();
+    m_authMonitor.reset();
 }
 
 } // namespace corvane

@@ -21,6 +21,7 @@ struct ToolServices;
 class BranchSync;
 class WorkspaceLifecycleService;
 class ProfileService;
+class ProfileAuthMonitor;
 class AppSettings;
 class MainWindow;
 class PreferencesStore;
@@ -71,6 +72,7 @@ private:
     std::unique_ptr<BranchSync> m_branchSync;
     std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
     std::unique_ptr<ProfileService> m_profiles;
+    std::unique_ptr<ProfileAuthMonitor> m_authMonitor;
     std::unique_ptr<AutomationFlowsService> m_flows;
     std::unique_ptr<AgentDefinitionsService> m_agentDefinitions;
     std::unique_ptr<SkillsService> m_skills;

@@ -1,5 +1,6 @@
 #include "app/SignInLauncher.h"
 
+#include "accounts/ProfileAuthMonitor.h"
 #include "accounts/SignInCommand.h"
 #include "agent/runtime/ToolLocator.h"
 #include "automation/LandingTexts.h"
@@ -14,7 +15,8 @@
 
 namespace corvane {
 
-void openSignInSheet(StoreContext &context, AppSettings &settings, const QUuid &chatId, QWidget *parent)
+void openSignInSheet(StoreContext &context, AppSettings &settings, const QUuid &chatId, QWidget *parent,
+                     ProfileAuthMonitor *monitor)
 {
     const auto chat = context.get<Chat>(chatId);
     const auto workspace = chat && chat->workspaceId ? context.get<Workspace>(*chat->workspaceId) : nullptr;
@@ -32,6 +34,11 @@ void openSignInSheet(StoreContext &context, AppSettings &settings, const QUuid &
         signin::command(codex ? SignInAgent::chatGpt : SignInAgent::claude, profile.get(), *location.path);
     auto *sheet = new SignInSheet(command, parent);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
+    if (monitor && profile) {
+        QObject::connect(sheet, &QDialog::finished, monitor, [monitor, profile, codex] {
+            codex ? monitor->probeCodex(profile) : monitor->probeClaude(profile);
+        });
+    }
     sheet->open();
 }
 

@@ -2,6 +2,8 @@
 // model stand-in: add a project folder, open a chat, type, read the reply; quit, start again and
 // find it where it was.
 #include "app/Application.h"
+#include "accounts/ProfileRepairs.h"
+#include "core/records/Profile.h"
 #include "agent/session/ChatSession.h"
 #include "core/NotificationCenter.h"
 #include "core/Paths.h"
@@ -76,7 +78,8 @@ PermissionCard *liveCard(ChatView &view)
     return nullptr;
 }
 
-// A fresh data folder whose settings skip onboarding and name the pinned claude.
+// A fresh data folder whose settings skip onboarding and name the pinned claude, and whose
+// default profile signed in once, as a user's would have before their first chat.
 void prepareSettings()
 {
     PreferencesStore preferences(paths::settingsFile());
@@ -84,6 +87,12 @@ void prepareSettings()
     AppSettings settings(preferences, center);
     settings.setHasCompletedOnboarding(true);
     settings.setClaudePath(test::FakeModel::claudePath());
+    auto store = Store::open(paths::storeFile());
+    QVERIFY(store.ok());
+    profiles::ensureDefaultProfile((*store)->mainContext());
+    for (const auto &profile : (*store)->mainContext().fetchOrEmpty<Profile>())
+        profile->lastLoginAt = QDateTime::currentDateTime();
+    QVERIFY((*store)->mainContext().save().ok());
 }
 
 QString gitRepository(test::TestEnvironment &env, const QString &name)

@@ -7,6 +7,7 @@
 #include "shell/preferences/GeneralPage.h"
 #include "shell/preferences/ModelsPage.h"
 #include "shell/preferences/ShortcutsPage.h"
+#include "shell/preferences/ProfilesPage.h"
 #include "shell/preferences/SourceControlPage.h"
 #include "shell/preferences/ToolsPage.h"
 #include "shell/preferences/UpdatesPage.h"
@@ -51,6 +52,8 @@ PreferencesWindow::PreferencesWindow(const PreferencesServices &services, QWidge
         addPage(PreferencesTab::archivedWorkspaces, new ArchivedWorkspacesPage(settings, *services.context, *services.lifecycle));
     }
     addPage(PreferencesTab::updates, new UpdatesPage);
+    if (services.profiles && services.context)
+        addPage(PreferencesTab::profiles, new ProfilesPage(services));
     showTab(defaultPreferencesTab);
 }
 

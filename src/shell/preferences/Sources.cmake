@@ -14,4 +14,5 @@ target_sources(corvane_shell PRIVATE
     preferences/ArchivedRecordsPage.h preferences/ArchivedRecordsPage.cpp
     preferences/ArchivedChatsPage.h preferences/ArchivedChatsPage.cpp
     preferences/ArchivedWorkspacesPage.h preferences/ArchivedWorkspacesPage.cpp
-    preferences/UpdatesPage.h preferences/UpdatesPage.cpp)
+    preferences/UpdatesPage.h preferences/UpdatesPage.cpp
+    preferences/ProfilesPage.h preferences/ProfilesPage.cpp preferences/ProfileCard.h preferences/ProfileCard.cpp)

@@ -148,6 +148,7 @@ void MainWindow::buildColumns()
     m_splitter->setChildrenCollapsible(false);
     m_splitter->setHandleWidth(1);
     m_sidebar = new SidebarView(*m_sidebarModel);
+    setUpProfiles();
     m_sidebar->setMinimumWidth(200);
     m_sidebar->setMaximumWidth(350);
     m_content = new ContentArea;

@@ -33,6 +33,8 @@ class IssueDetailView;
 class InspectorViewModel;
 class FileTreeViewModel;
 class PreferencesStore;
+class PreferencesWindow;
+class ProfileActions;
 struct Project;
 class SidebarView;
 class SidebarViewModel;
@@ -118,6 +120,9 @@ public:
     void previewFile(const QString &path);
     // The quick search palette, once "Quick Open" has been used.
     QuickSearchPalette *quickSearch() const { return m_quickSearch; }
+    // The profile sheets of this window; null without profile services.
+    ProfileActions *profileActions() const { return m_profileActions; }
+    PreferencesWindow *openPreferences(std::optional<PreferencesTab> tab = std::nullopt);
 
 signals:
     void newWindowRequested();
@@ -175,7 +180,10 @@ private:
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
     void showAbout();
-    void openPreferences(std::optional<PreferencesTab> tab = std::nullopt);
+    void setUpProfiles();
+    // Before a new workspace or chat on a project whose profile was never signed in: false, with
+    // an alert that leads to the profile in Preferences. Always true without profile services.
+    bool passesSignInGate(const std::optional<QUuid> &projectId);
     // The shown workspace's terminal panel, made with its first shell when first shown.
     void setUpTerminals();
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
@@ -221,6 +229,7 @@ private:
     QSet<QUuid> m_fileInFront; // workspaces whose active file's editor is in front of the chats
     ObserverGuard m_filesObserver;
     QuickSearchPalette *m_quickSearch = nullptr;
+    ProfileActions *m_profileActions = nullptr;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

@@ -130,7 +130,7 @@ void MainWindow::newWorkspaceIn(const QUuid &projectId)
     for (const auto &each : m_sidebarModel->projects())
         if (each->id == projectId)
             project = each;
-    if (!project)
+    if (!project || !passesSignInGate(project->id))
         return;
     auto *dialog = new NewWorkspaceDialog(project, WorkspaceCreationMode::simple, m_services.center, this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -222,7 +222,7 @@ void MainWindow::newChatInWorkspace()
     if (content.kind != ContentState::Kind::workspace)
         return;
     const auto workspace = m_services.context.get<Workspace>(content.id);
-    if (!workspace)
+    if (!workspace || !passesSignInGate(workspace->projectId))
         return;
     const auto chat = m_services.lifecycle.createChat(*workspace);
     m_navigator->showChat(chat->id);
@@ -306,13 +306,14 @@ void MainWindow::closeWorkspaceSessions(const QUuid &workspaceId)
     emit workspaceCloseRequested(workspaceId);
 }
 
-void MainWindow::openPreferences(std::optional<PreferencesTab> tab)
+PreferencesWindow *MainWindow::openPreferences(std::optional<PreferencesTab> tab)
 {
     const PreferencesServices services{m_services.settings, &m_services.context, &m_services.center,
                                        &m_services.lifecycle, m_services.profiles, m_services.authMonitor};
     PreferencesWindow *window = PreferencesWindow::open(services, tab);
     connect(window, &PreferencesWindow::setupChecklistRequested, this, &MainWindow::setupChecklistRequested,
             Qt::UniqueConnection);
+    return window;
 }
 
 void MainWindow::showAbout()

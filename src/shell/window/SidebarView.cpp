@@ -6,13 +6,17 @@
 #include "core/store/StoreContext.h"
 #include "core/window/ProfilePage.h"
 #include "core/window/SidebarTree.h"
+#include "accounts/ProfileTexts.h"
+#include "core/records/Profile.h"
+#include "shell/profiles/ProfileActions.h"
+#include "shell/profiles/ProfileDotsView.h"
 #include "shell/terminal/LaunchMenus.h"
 #include "shell/window/ActivityColors.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
 #include <QAction>
-#include <QComboBox>
+#include <QMimeData>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -55,22 +59,41 @@ QIcon activityIcon(const QString &state)
     return *found;
 }
 
+// The project rows can be dragged onto a profile's dot: the drag carries the project's id.
+class ProjectTree : public QTreeWidget
+{
+public:
+    using QTreeWidget::QTreeWidget;
+
+protected:
+    QMimeData *mimeData(const QList<QTreeWidgetItem *> &items) const override
+    {
+        if (items.size() != 1 || items.first()->data(0, SidebarView::kindRole).toInt() != int(SidebarView::ItemKind::project))
+            return nullptr;
+        auto *data = new QMimeData;
+        data->setText(items.first()->data(0, SidebarView::idRole).toUuid().toString(QUuid::WithoutBraces).toUpper());
+        return data;
+    }
+};
+
 } // namespace
 
 SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
-    : QWidget(parent), m_model(model), m_profiles(new QComboBox), m_toolsLayout(new QGridLayout),
-      m_tree(new QTreeWidget)
+    : QWidget(parent), m_model(model), m_profiles(new ProfileDotsView), m_profileNotes(new QLabel),
+      m_toolsLayout(new QGridLayout), m_tree(new ProjectTree)
 {
     setObjectName(QStringLiteral("sidebar"));
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 8);
     layout->setSpacing(6);
-    m_profiles->setObjectName(QStringLiteral("profilePicker"));
-    m_profiles->setToolTip(tr("The profile whose projects are listed"));
     layout->addWidget(m_profiles);
-    connect(m_profiles, &QComboBox::activated, this, [this](int index) {
-        emit profileActivated(m_profiles->itemData(index).toUuid());
-    });
+    m_profileNotes->setObjectName(QStringLiteral("profileNotes"));
+    m_profileNotes->setWordWrap(true);
+    m_profileNotes->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
+    m_profileNotes->setEnabled(false);
+    m_profileNotes->hide();
+    layout->addWidget(m_profileNotes);
+    connect(m_profiles, &ProfileDotsView::profileActivated, this, &SidebarView::profileActivated);
     m_toolsLayout->setSpacing(4);
     layout->addLayout(m_toolsLayout);
 
@@ -150,6 +173,8 @@ void SidebarView::rebuild()
     QFont bold = m_tree->font();
     bold.setBold(true);
     const auto page = projectsOnProfilePage(m_model.projects(), m_model.profiles(), m_activeProfile);
+    m_projectsOnPage = int(page.size());
+    updateProfileNotes();
     for (const SidebarProjectRow &project : readSidebarTree(m_model.modelContext(), page)) {
         auto *projectItem = new QTreeWidgetItem(m_tree, {project.name});
         projectItem->setData(0, kindRole, int(ItemKind::project));
@@ -210,18 +235,40 @@ bool SidebarView::updateChatRow(const QUuid &chatId, const QString &name, bool a
 
 void SidebarView::rebuildProfiles()
 {
-    // With one account or none there is nothing to choose.
-    const QSignalBlocker blocker(m_profiles);
-    m_profiles->clear();
-    for (const auto &profile : m_model.profiles()) {
-        m_profiles->addItem(dotIcon(profile->colorHex ? std::optional(QColor(*profile->colorHex)) : std::nullopt),
-                            profile->name, profile->id);
-        if (profile->id == m_activeProfile)
-            m_profiles->setCurrentIndex(m_profiles->count() - 1);
-    }
-    if (!m_activeProfile)
-        m_profiles->setCurrentIndex(-1);
-    m_profiles->setVisible(m_model.profiles().size() > 1);
+    m_profiles->setProfiles(m_model.profiles());
+    // With no page chosen yet the default profile's page is the one shown, so its dot stands out.
+    std::optional<QUuid> shown = m_activeProfile;
+    for (const auto &profile : m_model.profiles())
+        if (!shown && profile->isDefault)
+            shown = profile->id;
+    m_profiles->setActiveProfile(shown);
+    // With one account or none there is nothing to choose, unless a new one can be made here.
+    m_profiles->setVisible(m_profileActions || m_model.profiles().size() > 1);
+}
+
+void SidebarView::setProfileActions(ProfileActions *actions)
+{
+    m_profileActions = actions;
+    m_profiles->setActions(actions);
+    m_tree->setDragEnabled(actions != nullptr);
+    m_tree->setDragDropMode(actions ? QAbstractItemView::DragOnly : QAbstractItemView::NoDragDrop);
+    if (actions && actions->monitor())
+        connect(actions->monitor(), &ProfileAuthMonitor::stateChanged, this, &SidebarView::updateProfileNotes);
+    rebuildProfiles();
+    updateProfileNotes();
+}
+
+void SidebarView::updateProfileNotes()
+{
+    ProfileAuthMonitor *monitor = m_profileActions ? m_profileActions->monitor() : nullptr;
+    std::optional<QUuid> shown = m_activeProfile;
+    if (!shown)
+        for (const auto &profile : m_model.profiles())
+            if (profile->isDefault)
+                shown = profile->id;
+    const QStringList notes = monitor && shown ? profileText::pageNotes(monitor->state(*shown), m_projectsOnPage) : QStringList();
+    m_profileNotes->setText(notes.join(QLatin1Char('\n')));
+    m_profileNotes->setVisible(!notes.isEmpty());
 }
 
 void SidebarView::setActiveProfile(std::optional<QUuid> profileId)

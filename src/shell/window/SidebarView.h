@@ -11,13 +11,15 @@
 #include <optional>
 
 class QAction;
-class QComboBox;
 class QGridLayout;
+class QLabel;
 class QTreeWidget;
 class QTreeWidgetItem;
 
 namespace corvane {
 
+class ProfileActions;
+class ProfileDotsView;
 class SidebarViewModel;
 
 // The sidebar column: the pinned tools, then projects with their live workspaces and open chats,
@@ -53,7 +55,12 @@ public:
     QList<QAction *> rowActions(const QUuid &id, QObject *owner);
 
     QTreeWidget *tree() const { return m_tree; }
-    QComboBox *profilePicker() const { return m_profiles; }
+    ProfileDotsView *profileDots() const { return m_profiles; }
+    // The notes under the strip about the active profile's page; hidden when there are none.
+    QLabel *profileNotes() const { return m_profileNotes; }
+    // Turns on the strip's menu, "+", drops and sign-in marks, and project rows become draggable
+    // onto a profile's dot.
+    void setProfileActions(ProfileActions *actions);
     QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
 
 signals:
@@ -75,12 +82,16 @@ signals:
 private:
     void updateActivity(const QUuid &chatId);
     void rebuildProfiles();
+    void updateProfileNotes();
     // Workspaces whose archive is under way say so on their row and take no clicks.
     void showArchiving();
     void itemClicked(QTreeWidgetItem *item);
 
     SidebarViewModel &m_model;
-    QComboBox *m_profiles;
+    ProfileDotsView *m_profiles;
+    QLabel *m_profileNotes;
+    ProfileActions *m_profileActions = nullptr;
+    int m_projectsOnPage = 0;
     QGridLayout *m_toolsLayout;
     QTreeWidget *m_tree;
     QHash<QUuid, QTreeWidgetItem *> m_items;

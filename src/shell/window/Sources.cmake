@@ -14,6 +14,6 @@ target_sources(corvane_shell PRIVATE
     window/CommitSyncPanel.h window/CommitSyncPanel.cpp
     window/PullRequestSection.h window/PullRequestSection.cpp
     window/MainWindow.h window/MainWindow.cpp window/MainWindowCommands.cpp
-    window/MainWindowTerminals.cpp window/MainWindowFiles.cpp)
+    window/MainWindowTerminals.cpp window/MainWindowFiles.cpp window/MainWindowProfiles.cpp)
 # The sidebar draws the workspace lifecycle's view model.
 target_link_libraries(corvane_shell PUBLIC corvane_source_control)

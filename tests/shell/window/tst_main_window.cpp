@@ -18,6 +18,7 @@
 #include "shell/window/ContentArea.h"
 #include "shell/window/InspectorView.h"
 #include "shell/diff/DiffWindow.h"
+#include "shell/profiles/ProfileDotsView.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/QualityGatesDialog.h"
@@ -371,12 +372,12 @@ private slots:
         makeRepository(s.env.path("hobby"));
 
         auto window = s.openWindow();
-        QComboBox *picker = window->sidebar()->profilePicker();
+        ProfileDotsView *picker = window->sidebar()->profileDots();
         QVERIFY(picker->isVisible());
-        picker->activated(0);
+        QTest::mouseClick(picker, Qt::LeftButton, {}, picker->dotRect(0).center());
         QVERIFY(window->addProjectFolder(s.env.path("job")));
         const QUuid jobWorkspace = window->state().content().id;
-        picker->activated(1);
+        QTest::mouseClick(picker, Qt::LeftButton, {}, picker->dotRect(1).center());
         QVERIFY(window->state().content().isEmpty());
         QVERIFY(window->addProjectFolder(s.env.path("hobby")));
         const auto hobby = window->sidebarModel().projects().last();
@@ -385,7 +386,7 @@ private slots:
         QVERIFY(!window->sidebar()->item(jobWorkspace));
 
         // Back on the work page, its last workspace comes back.
-        picker->activated(0);
+        QTest::mouseClick(picker, Qt::LeftButton, {}, picker->dotRect(0).center());
         QCOMPARE(window->state().content(), ContentState::workspace(jobWorkspace));
         QVERIFY(window->sidebar()->item(jobWorkspace));
         QVERIFY(!window->sidebar()->item(hobby->id));
