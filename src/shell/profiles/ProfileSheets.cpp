@@ -18,6 +18,30 @@
 
 namespace corvane {
 
+namespace {
+
+// The foot of a sheet: its error line (hidden until something fails), then Cancel and the
+// sheet's action, which stays off while `field` is blank.
+QPushButton *addErrorAndButtons(QDialog *sheet, QBoxLayout *layout, QLabel *error, QLineEdit *field,
+                                const QString &action)
+{
+    error->setObjectName(QStringLiteral("sheetError"));
+    error->setWordWrap(true);
+    error->setStyleSheet(QStringLiteral("color: #FF453A"));
+    error->hide();
+    layout->addWidget(error);
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
+    QPushButton *accept = buttons->addButton(action, QDialogButtonBox::AcceptRole);
+    accept->setEnabled(false);
+    layout->addWidget(buttons);
+    QObject::connect(field, &QLineEdit::textChanged, accept,
+                     [accept](const QString &text) { accept->setEnabled(!text.trimmed().isEmpty()); });
+    QObject::connect(buttons, &QDialogButtonBox::rejected, sheet, &QDialog::reject);
+    return accept;
+}
+
+} // namespace
+
 namespace profileSheets {
 
 QStringList iconNames()
@@ -94,19 +118,8 @@ NewProfileDialog::NewProfileDialog(ProfileService &profiles, QWidget *parent)
     layout->addWidget(m_folderBox);
     connect(m_advanced, &QCheckBox::toggled, m_folderBox, &QWidget::setVisible);
 
-    m_error->setObjectName(QStringLiteral("sheetError"));
-    m_error->setWordWrap(true);
-    m_error->setStyleSheet(QStringLiteral("color: #FF453A"));
-    m_error->hide();
-    layout->addWidget(m_error);
-
-    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-    m_create = buttons->addButton(tr("Create"), QDialogButtonBox::AcceptRole);
-    m_create->setEnabled(false);
-    layout->addWidget(buttons);
-    connect(m_name, &QLineEdit::textChanged, this, [this](const QString &text) { m_create->setEnabled(!text.trimmed().isEmpty()); });
+    m_create = addErrorAndButtons(this, layout, m_error, m_name, tr("Create"));
     connect(m_create, &QPushButton::clicked, this, &NewProfileDialog::create);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 }
 
 void NewProfileDialog::create()
@@ -149,19 +162,8 @@ ApiKeyDialog::ApiKeyDialog(ProfileService &profiles, std::shared_ptr<Profile> pr
     m_where->setWordWrap(true);
     m_where->setEnabled(false);
     layout->addWidget(m_where);
-    m_error->setObjectName(QStringLiteral("sheetError"));
-    m_error->setWordWrap(true);
-    m_error->setStyleSheet(QStringLiteral("color: #FF453A"));
-    m_error->hide();
-    layout->addWidget(m_error);
-
-    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-    m_save = buttons->addButton(tr("Save"), QDialogButtonBox::AcceptRole);
-    m_save->setEnabled(false);
-    layout->addWidget(buttons);
-    connect(m_key, &QLineEdit::textChanged, this, [this](const QString &text) { m_save->setEnabled(!text.trimmed().isEmpty()); });
+    m_save = addErrorAndButtons(this, layout, m_error, m_key, tr("Save"));
     connect(m_save, &QPushButton::clicked, this, &ApiKeyDialog::save);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 }
 
 void ApiKeyDialog::save()
