@@ -129,6 +129,8 @@ private slots:
         QTRY_COMPARE(field(page, "nameField")->text(), QStringLiteral("Builder"));
         typeInto(field(page, "descriptionField"), "Builds and checks");
         field<QCheckBox>(page, "skipReview")->click();
+        // The subagents load on their own, after the flows.
+        QTRY_VERIFY(field<QCheckBox>(page, "agent:planner"));
         field<QCheckBox>(page, "agent:planner")->click();
         field<QCheckBox>(page, "filterGates")->click();
         QVERIFY(page->findChild<QLabel *>() != nullptr);
