@@ -162,7 +162,8 @@ private slots:
     {
         const qint64 own = 100;
         const QList<ProcessSnapshot> table{
-            process(own, 1, own, "/p/app", "corvane"),
+            process(50, 1, 50, "/p/app", "bash"), // the shell that started us, waiting for us
+            process(own, 50, own, "/p/app", "corvane"),
             process(200, own, 200, "/p/app", "claude"), // an agent: leads its own group under us
             process(201, 200, 200, "/p/app/web"), // what the agent started
             process(300, own, own, "/p/app"), // our child in our own group: not run by the wrapper

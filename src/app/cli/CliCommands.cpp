@@ -8,6 +8,7 @@
 #include "app/cli/IssueCommands.h"
 #include "app/cli/RunCommands.h"
 #include "app/cli/ProfilesCommand.h"
+#include "app/cli/ProjectCommand.h"
 #include "app/cli/ImportCommand.h"
 #include "app/cli/SearchCommand.h"
 #include "app/cli/SendCommand.h"
@@ -151,6 +152,14 @@ Commands:
       The commands proposed for the folder's build files, one per line: name,
       command, the file that suggested it. --json prints one array of {name,
       command, detectedBy}. A DIR that is not a folder exits 1.
+  project show --project DIR [--measure]
+      The project page as one JSON object: workspaces, branches, worktrees (each
+      with hasWorkspace), memory files, and the hygiene figures (stashes,
+      uncommitted files, stale branches, lingering processes, worktrees without a
+      workspace) measured now, with their colours, the health word and the detail
+      lists. --measure also measures disk usage (du) and runs npm outdated in the
+      folders with a package.json. A figure that could not be measured has a null
+      value and its error. Exits 1 when DIR is not a project, 2 on bad usage.
   search TEXT [--messages|--workspaces]
       Quick search: workspaces whose name or project contains TEXT, then chat
       messages that contain it (user and assistant text of chats not archived),
@@ -305,6 +314,8 @@ int run(const QStringList &arguments)
         return importCommand(rest);
     if (command == QLatin1String("run-commands"))
         return runCommandsCommand(rest);
+    if (command == QLatin1String("project"))
+        return projectCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;

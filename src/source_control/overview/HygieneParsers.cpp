@@ -1,6 +1,7 @@
 #include "source_control/overview/HygieneParsers.h"
 
 #include <QHash>
+#include <QSet>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -99,9 +100,16 @@ QList<ZombieProcess> lingeringProcesses(const QList<ProcessSnapshot> &processes,
         return current->ppid == ownPid && current->pgrp == current->pid;
     };
 
+    // What started Corvane (a shell in the project running the command line, say) is alive by
+    // definition: it waits for us.
+    QSet<qint64> ancestors{ownPid};
+    for (const ProcStat *up = byPid.value(ownPid); up && up->ppid > 1 && !ancestors.contains(up->ppid);
+         up = byPid.value(up->ppid))
+        ancestors.insert(up->ppid);
+
     QList<ZombieProcess> out;
     for (const ProcessSnapshot &process : processes) {
-        if (process.stat.pid == ownPid || process.cwd.isEmpty())
+        if (ancestors.contains(process.stat.pid) || process.cwd.isEmpty())
             continue;
         if (std::none_of(folders.begin(), folders.end(), [&](const QString &f) { return isInside(process.cwd, f); }))
             continue;

@@ -40,10 +40,10 @@ struct ProcessSnapshot
 // True when `path` is `folder` or below it ("/p/app" holds "/p/app/web" but not "/p/application").
 bool isInside(const QString &path, const QString &folder);
 
-// The processes working inside one of `folders`, leaving out `ownPid` and whatever Corvane runs
-// itself: its child processes that lead a process group of their own (agents, terminals, gates;
-// its wrapper starts every child so) and everything below them. A process that a user started by
-// hand in a Corvane terminal and left behind after the terminal closed has another parent by then.
+// The processes working inside one of `folders`, leaving out `ownPid`, its ancestors, and
+// whatever Corvane runs itself: its child processes that lead a process group of their own
+// (agents, terminals, gates; its wrapper starts every child so) and everything below them. A
+// process a user started in a Corvane terminal and left behind has another parent by then.
 QList<ZombieProcess> lingeringProcesses(const QList<ProcessSnapshot> &processes, const QStringList &folders,
                                         qint64 ownPid);
 
