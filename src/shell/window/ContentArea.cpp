@@ -222,6 +222,17 @@ void ContentArea::showProject(const QString &name, const QString &path)
     setCurrentWidget(m_projectPage);
 }
 
+void ContentArea::setProjectPage(QWidget *page)
+{
+    auto *layout = static_cast<QVBoxLayout *>(m_projectPage->layout());
+    while (QLayoutItem *item = layout->takeAt(0))
+        delete item; // the stretches; the name and folder labels stay, hidden
+    m_projectTitle->hide();
+    m_projectPath->hide();
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(page);
+}
+
 void ContentArea::showWorkspace(const QString &, const QList<WorkspaceTabBar::Tab> &tabs,
                                 std::optional<QUuid> chatId, const QString &chatTitle)
 {

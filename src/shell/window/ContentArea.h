@@ -49,6 +49,9 @@ public:
 
     void showEmpty();
     void showProject(const QString &name, const QString &path);
+    // The page that stands for a project from now on, in place of its name and folder.
+    void setProjectPage(QWidget *page);
+    bool isShowingProject() const { return currentWidget() == m_projectPage; }
     void showWorkspace(const QString &name, const QList<WorkspaceTabBar::Tab> &tabs, std::optional<QUuid> chatId,
                        const QString &chatTitle);
     void showChat(const QUuid &chatId, const QString &title);

@@ -33,6 +33,8 @@
 #include "shell/window/InspectorView.h"
 #include "shell/window/PullRequestSection.h"
 #include "shell/window/SidebarView.h"
+#include "shell/project/ProjectPage.h"
+#include "source_control/overview/ProjectOverviewViewModel.h"
 #include "shell/window/WindowActions.h"
 #include "source_control/inspector/GitActionsModel.h"
 #include "source_control/inspector/InspectorViewModel.h"
@@ -152,6 +154,10 @@ void MainWindow::buildColumns()
     m_sidebar->setMinimumWidth(200);
     m_sidebar->setMaximumWidth(350);
     m_content = new ContentArea;
+    m_overview = new ProjectOverviewViewModel(m_services.context, m_services.lifecycle, m_services.center, this);
+    auto *projectPage = new ProjectPage(*m_overview, m_content);
+    m_content->setProjectPage(projectPage);
+    connect(projectPage, &ProjectPage::workspaceActivated, this, [this](const QUuid &id) { m_navigator->showWorkspace(id); });
     if (m_services.automation) {
         m_runBanner = new AutomationRunBanner(*m_services.automation, m_services.center);
         m_content->setWorkspaceBanner(m_runBanner);
@@ -422,6 +428,12 @@ void MainWindow::drawContent()
     case ContentState::Kind::projectInfo:
         if (const auto project = context.get<Project>(content.id)) {
             inspectDirectory(std::nullopt);
+            // A refresh while the page is up (a store save, say) only re-reads the workspaces;
+            // showing the project again starts its git reads and, when stale, its measurements.
+            if (m_content->isShowingProject() && m_overview->project() && m_overview->project()->id == project->id)
+                m_overview->loadWorkspaces();
+            else
+                m_overview->setProject(project);
             m_content->showProject(project->name, project->path);
             m_inspector->showSubject(project->name, project->path);
         }

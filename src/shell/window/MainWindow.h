@@ -40,6 +40,7 @@ class SidebarView;
 class SidebarViewModel;
 class WorkspaceLifecycleService;
 class StoreContext;
+class ProjectOverviewViewModel;
 struct StoreChanges;
 class WindowActions;
 struct ToolServices;
@@ -201,6 +202,7 @@ private:
     WindowNavigator *m_navigator;
     SidebarView *m_sidebar = nullptr;
     ContentArea *m_content = nullptr;
+    ProjectOverviewViewModel *m_overview = nullptr;
     InspectorView *m_inspector = nullptr;
     InspectorViewModel *m_inspectorModel;
     FileTreeViewModel *m_fileTreeModel = nullptr;
