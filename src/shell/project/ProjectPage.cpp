@@ -8,6 +8,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollArea>
@@ -77,8 +78,15 @@ ProjectPage::ProjectPage(ProjectOverviewViewModel &model, QWidget *parent)
       m_health(label({}, QStringLiteral("projectHealth"), 2, true)), m_healthDot(new QLabel),
       m_workspaces(list(QStringLiteral("workspaceList"))), m_archived(label({}, QStringLiteral("archivedCount"))),
       m_branches(list(QStringLiteral("branchList"))), m_worktrees(new QVBoxLayout), m_worktreeBox(new QWidget),
-      m_memory(list(QStringLiteral("memoryList")))
+      m_memory(list(QStringLiteral("memoryList"))), m_message(label({}, QStringLiteral("actionMessage"))),
+      m_stashMenu(new QMenu(this))
 {
+    m_stashMenu->setObjectName(QStringLiteral("stashMenu"));
+    connect(m_stashMenu, &QMenu::aboutToShow, this, &ProjectPage::fillStashMenu);
+    m_message->setWordWrap(true);
+    m_message->setStyleSheet(QStringLiteral("color: #E5484D;"));
+    m_message->hide();
+    connect(&m_model, &ProjectOverviewViewModel::actionFailed, this, &ProjectPage::showMessage);
     m_confirm = [this](const QString &title, const QString &text, const QString &button) {
         QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Cancel, this);
         QPushButton *go = box.addButton(button, QMessageBox::DestructiveRole);
@@ -109,6 +117,7 @@ ProjectPage::ProjectPage(ProjectOverviewViewModel &model, QWidget *parent)
     connect(refresh, &QPushButton::clicked, &m_model, &ProjectOverviewViewModel::refreshAll);
     header->addWidget(refresh);
     column->addLayout(header);
+    column->addWidget(m_message);
 
     column->addWidget(label(tr("Hygiene"), {}, 2, true));
     auto *grid = new QGridLayout;
@@ -146,6 +155,12 @@ ProjectPage::ProjectPage(ProjectOverviewViewModel &model, QWidget *parent)
     outer->setContentsMargins(0, 0, 0, 0);
     outer->addWidget(scroll);
 
+    m_branches->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_branches, &QListWidget::customContextMenuRequested, this, [this](const QPoint &at) {
+        const QListWidgetItem *item = m_branches->itemAt(at);
+        if (item && (item->flags() & Qt::ItemIsEnabled))
+            branchMenu(item->text().mid(2))->popup(m_branches->viewport()->mapToGlobal(at));
+    });
     connect(m_workspaces, &QListWidget::itemActivated, this, [this](QListWidgetItem *item) {
         emit workspaceActivated(item->data(Qt::UserRole).toUuid());
     });
@@ -200,12 +215,16 @@ QWidget *ProjectPage::makeTile(HygieneFigureKind kind)
     case HygieneFigureKind::staleBranches: action = tr("Delete…"); break;
     case HygieneFigureKind::lingering: action = tr("Stop…"); break;
     case HygieneFigureKind::orphanWorktrees: action = tr("Prune"); break;
+    case HygieneFigureKind::stashes: action = tr("Apply or Drop"); break;
     default: break;
     }
     if (!action.isEmpty()) {
         tile.action = new QPushButton(action);
         tile.action->setObjectName(QStringLiteral("action"));
-        connect(tile.action, &QPushButton::clicked, this, [this, kind] { runAction(kind); });
+        if (kind == HygieneFigureKind::stashes)
+            tile.action->setMenu(m_stashMenu);
+        else
+            connect(tile.action, &QPushButton::clicked, this, [this, kind] { runAction(kind); });
         layout->addWidget(tile.action, 0, Qt::AlignLeft);
     }
     layout->addStretch();
@@ -256,6 +275,8 @@ void ProjectPage::showFigures()
         case HygieneFigureKind::stashes:
             for (const GitStash &stash : details.stashes.mid(0, 3))
                 lines << stash.message;
+            actionable = actionable && !details.stashes.isEmpty();
+            fillStashMenu();
             break;
         case HygieneFigureKind::uncommitted:
             for (const GitFileStatus &file : details.uncommittedFiles.mid(0, 3))
@@ -299,8 +320,15 @@ void ProjectPage::showFigures()
     }
 }
 
+void ProjectPage::showMessage(const QString &text)
+{
+    m_message->setText(text);
+    m_message->setVisible(!text.isEmpty());
+}
+
 void ProjectPage::runAction(HygieneFigureKind kind)
 {
+    showMessage({});
     const HygieneDetails &details = m_model.hygieneDetails();
     switch (kind) {
     case HygieneFigureKind::diskUsage:

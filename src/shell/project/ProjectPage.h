@@ -9,6 +9,7 @@
 
 class QLabel;
 class QListWidget;
+class QMenu;
 class QPushButton;
 class QVBoxLayout;
 
@@ -35,6 +36,10 @@ public:
 
     // The tile of a figure (for tests): its value label is named "value", its button "action".
     QWidget *tile(HygieneFigureKind kind) const { return m_tiles.value(kind); }
+    // What a branch row's context menu offers: switch, merge into the current branch, delete.
+    QMenu *branchMenu(const QString &branch);
+    // The stash tile's menu: apply or drop each stash.
+    QMenu *stashMenu() const { return m_stashMenu; }
 
 signals:
     // A workspace row was activated.
@@ -58,6 +63,8 @@ private:
     void showMemoryFiles();
     void runAction(HygieneFigureKind kind);
     void confirmRemoveWorktree(const QString &path);
+    void fillStashMenu();
+    void showMessage(const QString &text);
 
     ProjectOverviewViewModel &m_model;
     Confirm m_confirm;
@@ -74,6 +81,8 @@ private:
     QVBoxLayout *m_worktrees;
     QWidget *m_worktreeBox;
     QListWidget *m_memory;
+    QLabel *m_message;
+    QMenu *m_stashMenu;
 };
 
 } // namespace corvane

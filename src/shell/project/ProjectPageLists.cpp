@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -61,7 +62,7 @@ void ProjectPage::showGitData()
     QStringList names;
     names.reserve(m_model.branches().size());
     for (const GitBranch &branch : m_model.branches())
-        names << (branch.isCurrent ? QStringLiteral("● ") : QStringLiteral("   ")) + branch.name;
+        names << (branch.isCurrent ? QStringLiteral("● ") : QStringLiteral("  ")) + branch.name;
     m_branches->addItems(names);
     if (names.isEmpty())
         placeholder(m_branches, m_model.isLoadingGit() ? tr("Loading…") : tr("No branches"));
@@ -107,6 +108,47 @@ void ProjectPage::showGitData()
         auto *none = new QLabel(m_model.isLoadingGit() ? tr("Loading…") : tr("No other worktrees"), m_worktreeBox);
         none->setEnabled(false);
         m_worktrees->addWidget(none);
+    }
+}
+
+QMenu *ProjectPage::branchMenu(const QString &branch)
+{
+    auto *menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->addAction(tr("Switch to Branch"), this, [this, branch] {
+        showMessage({});
+        m_model.switchBranch(branch);
+    });
+    menu->addAction(tr("Merge into Current"), this, [this, branch] {
+        showMessage({});
+        m_model.mergeBranch(branch);
+    });
+    menu->addSeparator();
+    menu->addAction(tr("Delete Branch…"), this, [this, branch] {
+        showMessage({});
+        if (m_confirm(tr("Delete Branch?"),
+                      tr("This will delete the local branch. This cannot be undone if the branch has not been pushed."),
+                      tr("Delete")))
+            m_model.deleteBranch(branch);
+    });
+    return menu;
+}
+
+void ProjectPage::fillStashMenu()
+{
+    m_stashMenu->clear();
+    for (const GitStash &stash : m_model.hygieneDetails().stashes) {
+        const int index = stash.id;
+        QMenu *entry = m_stashMenu->addMenu(QStringLiteral("stash@{%1}: %2").arg(index).arg(stash.message));
+        entry->addAction(tr("Apply"), this, [this, index] {
+            showMessage({});
+            m_model.applyStash(index);
+        });
+        entry->addAction(tr("Drop…"), this, [this, index] {
+            showMessage({});
+            if (m_confirm(tr("Drop Stash?"), tr("This will delete stash@{%1} for good.").arg(index), tr("Drop")))
+                m_model.dropStash(index);
+        });
     }
 }
 

@@ -1,6 +1,7 @@
 #include "source_control/overview/ProjectOverviewViewModel.h"
 
 #include "core/Broadcasts.h"
+#include "core/Log.h"
 #include "core/store/StoreContext.h"
 #include "source_control/GitService.h"
 #include "source_control/overview/HygieneProbes.h"
@@ -203,10 +204,12 @@ QStringList ProjectOverviewViewModel::projectFolders() const
 
 void ProjectOverviewViewModel::setError(HygieneFigureKind kind, const std::optional<QString> &error)
 {
-    if (error)
+    if (error) {
         m_errors.insert(kind, *error);
-    else
+        logLine("ProjectOverview", QStringLiteral("%1 of %2: %3").arg(figure(kind).title, m_project->path, *error));
+    } else {
         m_errors.remove(kind);
+    }
 }
 
 void ProjectOverviewViewModel::loadHygiene()
@@ -428,51 +431,75 @@ void ProjectOverviewViewModel::settle()
 void ProjectOverviewViewModel::saveQuietly()
 {
     if (Status saved = m_context.save(); !saved)
-        qInfo("[ProjectOverview] saving the hygiene figures failed: %s", qPrintable(saved.error().message));
+        logLine("ProjectOverview", QStringLiteral("Saving the hygiene figures failed: ") + saved.error().message);
 }
 
 // -- Actions -----------------------------------------------------------------------------------
+
+void ProjectOverviewViewModel::gitAction(const QString &action, const GitFuture<void> &future,
+                                         void (ProjectOverviewViewModel::*reload)())
+{
+    ++m_actionsPending;
+    const quint64 generation = m_generation;
+    future.then(this, [this, action, reload, generation](GitResult<void> result) {
+        --m_actionsPending;
+        if (!result)
+            emit actionFailed(result.error().failureText(action));
+        if (generation == m_generation)
+            (this->*reload)();
+        settle();
+    });
+}
 
 void ProjectOverviewViewModel::deleteBranches(const QStringList &names)
 {
     if (!m_project || names.isEmpty())
         return;
     GitService git(m_project->path);
-    ++m_actionsPending;
-    GitFuture<void> last;
-    for (const QString &name : names)
-        last = git.deleteBranch(name, true);
-    const quint64 generation = m_generation;
-    last.then(this, [this, generation](GitResult<void>) {
-        --m_actionsPending;
-        if (generation != m_generation)
-            return settle();
-        loadGitData();
-        loadHygiene();
-    });
+    // One after another on the same serial context: the last answer comes when all are done.
+    for (const QString &name : names.mid(0, names.size() - 1))
+        git.deleteBranch(name, true).then(this, [this](GitResult<void> result) {
+            if (!result)
+                emit actionFailed(result.error().failureText(QStringLiteral("Delete branch")));
+        });
+    gitAction(QStringLiteral("Delete branch"), git.deleteBranch(names.last(), true), &ProjectOverviewViewModel::refreshGitAndHygiene);
+}
+
+void ProjectOverviewViewModel::refreshGitAndHygiene()
+{
+    loadGitData();
+    loadHygiene();
 }
 
 void ProjectOverviewViewModel::switchBranch(const QString &name)
 {
-    if (!m_project)
-        return;
-    ++m_actionsPending;
-    GitService(m_project->path).switchBranch(name).then(this, [this](GitResult<void>) {
-        --m_actionsPending;
-        loadGitData();
-    });
+    if (m_project)
+        gitAction(QStringLiteral("Switch branch"), GitService(m_project->path).switchBranch(name), &ProjectOverviewViewModel::loadGitData);
+}
+
+void ProjectOverviewViewModel::mergeBranch(const QString &name)
+{
+    if (m_project)
+        gitAction(QStringLiteral("Merge"), GitService(m_project->path).merge(name), &ProjectOverviewViewModel::loadGitData);
+}
+
+void ProjectOverviewViewModel::deleteBranch(const QString &name)
+{
+    if (m_project)
+        gitAction(QStringLiteral("Delete branch"), GitService(m_project->path).deleteBranch(name),
+                  &ProjectOverviewViewModel::refreshGitAndHygiene);
+}
+
+void ProjectOverviewViewModel::applyStash(int index)
+{
+    if (m_project)
+        gitAction(QStringLiteral("Apply stash"), GitService(m_project->path).applyStash(index), &ProjectOverviewViewModel::loadHygiene);
 }
 
 void ProjectOverviewViewModel::dropStash(int index)
 {
-    if (!m_project)
-        return;
-    ++m_actionsPending;
-    GitService(m_project->path).dropStash(index).then(this, [this](GitResult<void>) {
-        --m_actionsPending;
-        loadHygiene();
-        settle();
-    });
+    if (m_project)
+        gitAction(QStringLiteral("Drop stash"), GitService(m_project->path).dropStash(index), &ProjectOverviewViewModel::loadHygiene);
 }
 
 void ProjectOverviewViewModel::stopProcesses(const QList<ZombieProcess> &processes)
@@ -504,13 +531,8 @@ void ProjectOverviewViewModel::stopProcesses(const QList<ZombieProcess> &process
 
 void ProjectOverviewViewModel::pruneWorktrees()
 {
-    if (!m_project)
-        return;
-    ++m_actionsPending;
-    m_lifecycle.pruneWorktrees(*m_project).then(this, [this](GitResult<void>) {
-        --m_actionsPending;
-        loadGitData();
-    });
+    if (m_project)
+        gitAction(QStringLiteral("Prune worktrees"), m_lifecycle.pruneWorktrees(*m_project), &ProjectOverviewViewModel::loadGitData);
 }
 
 std::shared_ptr<Workspace> ProjectOverviewViewModel::adoptWorktree(const GitWorktree &worktree)
@@ -529,10 +551,15 @@ GitFuture<LifecycleOutcome> ProjectOverviewViewModel::removeWorktree(const QStri
         return GitFuture<LifecycleOutcome>::ready(LifecycleOutcome::failed(QStringLiteral("No project is shown")));
     ++m_actionsPending;
     auto future = m_lifecycle.removeWorktree(*m_project, path, confirmed);
-    future.then(this, [this](const GitResult<LifecycleOutcome> &) {
+    future.then(this, [this](const GitResult<LifecycleOutcome> &result) {
         --m_actionsPending;
+        if (!result)
+            emit actionFailed(result.error().failureText(QStringLiteral("Remove worktree")));
+        else if (result->kind == LifecycleOutcome::Kind::failed)
+            emit actionFailed(result->message);
         loadWorkspaces();
         loadGitData();
+        settle();
     });
     return future;
 }

@@ -97,6 +97,10 @@ public:
     // its confirmation before this runs.
     void deleteBranches(const QStringList &names);
     void switchBranch(const QString &name);
+    void mergeBranch(const QString &name);
+    // "git branch -d": git refuses a branch that is not merged, and says so.
+    void deleteBranch(const QString &name);
+    void applyStash(int index);
     void dropStash(int index);
     // SIGTERM now, SIGKILL after the grace period to those still there, then a new scan.
     void stopProcesses(const QList<ZombieProcess> &processes);
@@ -113,14 +117,19 @@ signals:
     void hygieneChanged();
     // isIdle() became true.
     void idle();
+    // A branch, stash or worktree action failed: "<Action> failed: " and git's words.
+    void actionFailed(const QString &text);
 
 private:
     QDateTime now() const { return m_clock ? m_clock() : QDateTime::currentDateTime(); }
     QStringList projectFolders() const;
     void saveQuietly();
+    void refreshGitAndHygiene();
     void settle();
     void hygienePartDone(quint64 generation);
     void setError(HygieneFigureKind kind, const std::optional<QString> &error);
+    // Runs a git action, says how it failed, then runs `reload`.
+    void gitAction(const QString &action, const GitFuture<void> &future, void (ProjectOverviewViewModel::*reload)());
 
     StoreContext &m_context;
     WorkspaceLifecycleService &m_lifecycle;

@@ -19,6 +19,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
 #include <QTest>
 #include <QTreeWidget>
@@ -122,6 +123,55 @@ private slots:
         QTest::mouseClick(adopt, Qt::LeftButton);
         QTRY_COMPARE(valueOf(*page, HygieneFigureKind::orphanWorktrees), QStringLiteral("1"));
         QCOMPARE(model.recentWorkspaces().size(), 2);
+    }
+
+    // The branch rows' menu and the stash tile's menu act through git; git's refusal shows in
+    // the page's words.
+    void branchAndStashMenus()
+    {
+        const test::HygieneRepo repo = test::makeHygieneRepo(m_sandbox, "menus", 1, 2, 0);
+        auto store = Store::open(m_sandbox.path(QStringLiteral("store%1.sqlite").arg(++m_case))).value();
+        NotificationCenter center;
+        WorkspaceLifecycleService lifecycle(store->mainContext(), center);
+        auto project = lifecycle.createProject("menus", repo.repo, std::nullopt);
+        ProjectOverviewViewModel model(store->mainContext(), lifecycle, center);
+        QWidget window;
+        auto *page = new ProjectPage(model, &window);
+        page->setConfirm([](const QString &, const QString &, const QString &) { return true; });
+        window.show();
+        model.setProject(project);
+        QTRY_VERIFY_WITH_TIMEOUT(model.isIdle(), 30000);
+        auto *message = page->findChild<QLabel *>("actionMessage");
+        const auto trigger = [&](const QString &branch, int index) {
+            QMenu *menu = page->branchMenu(branch);
+            menu->actions().at(index)->trigger();
+            delete menu;
+            QTRY_VERIFY_WITH_TIMEOUT(model.isIdle(), 30000);
+        };
+
+        trigger("fresh", 0); // Switch to Branch
+        QCOMPARE(model.currentBranch(), QStringLiteral("fresh"));
+        trigger("main", 0);
+        QCOMPARE(model.currentBranch(), QStringLiteral("main"));
+
+        // Not merged: git refuses, and the page says so.
+        trigger("old/topic-0", 3); // Delete Branch…
+        QVERIFY(!message->isHidden());
+        QVERIFY2(message->text().startsWith("Delete branch failed: ") && message->text().contains("not fully merged"),
+                 qPrintable(message->text()));
+        trigger("old/topic-0", 1); // Merge into Current
+        trigger("old/topic-0", 3);
+        QVERIFY2(message->isHidden(), qPrintable(message->text()));
+        QVERIFY(m_sandbox.git(repo.repo, {"branch", "--list", "old/*"}).isEmpty());
+
+        QCOMPARE(valueOf(*page, HygieneFigureKind::stashes), QStringLiteral("2"));
+        QMenu *stashes = page->stashMenu();
+        QCOMPARE(stashes->actions().size(), 2);
+        QVERIFY(stashes->actions().first()->text().startsWith("stash@{0}: "));
+        stashes->actions().first()->menu()->actions().at(1)->trigger(); // Drop…
+        QTRY_VERIFY_WITH_TIMEOUT(model.isIdle(), 30000);
+        QCOMPARE(valueOf(*page, HygieneFigureKind::stashes), QStringLiteral("1"));
+        QCOMPARE(QString::fromUtf8(m_sandbox.git(repo.repo, {"stash", "list"})).count('\n'), 1);
     }
 
     void aClickOnAProjectShowsItsPage()
