@@ -3,6 +3,7 @@
 #include "core/window/ContentState.h"
 #include "core/window/PinnedTool.h"
 #include "core/records/Enums.h"
+#include "shell/window/SidebarTreeWidget.h"
 
 #include <QHash>
 #include <QSet>
@@ -22,7 +23,6 @@ namespace corvane {
 class ProfileActions;
 class ProfileDotsView;
 struct Project;
-class SidebarTreeWidget;
 class SidebarViewModel;
 
 // The sidebar column: the pinned tools, then projects with their live workspaces and open chats,
