@@ -200,7 +200,8 @@ void SidebarTreeWidget::endDrag()
 
 void SidebarTreeWidget::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (!beginDrag(event->mimeData()))
+    // Rows move within their own window's list only (events made without a drag have no source).
+    if ((event->source() && event->source() != this) || !beginDrag(event->mimeData()))
         return event->ignore();
     event->acceptProposedAction();
 }

@@ -424,7 +424,7 @@ QMenu *SidebarView::moveToProfileMenu(const Project &project)
             others.append(profile);
     if (others.isEmpty())
         return nullptr;
-    auto *menu = new QMenu(tr("Move to Profile"));
+    auto *menu = new QMenu(tr("Move to Profile"), this);
     for (const auto &profile : others)
         connect(menu->addAction(profile->name), &QAction::triggered, this,
                 [this, projectId = project.id, profileId = profile->id] { emit moveProjectRequested(projectId, profileId); });
