@@ -432,6 +432,29 @@ private slots:
         QCOMPARE(QString::fromUtf8(m_sandbox.git(project->path, {"branch", "--show-current"})).trimmed(), QString("side"));
     }
 
+    // A profile's page is reordered on its own: the other pages' projects keep their places and
+    // their rows are not written.
+    void reorderingOneProfilesProjects()
+    {
+        Profile other;
+        other.name = QStringLiteral("Other");
+        context().insert(other);
+        QList<std::shared_ptr<Project>> page;
+        for (int i = 0; i < 3; ++i)
+            page.append(addProject());
+        auto elsewhere = addProject();
+        elsewhere->profileId = other.id;
+        QVERIFY(context().save());
+        const qint64 elsewhereOrder = elsewhere->sortOrder;
+        QList<StoreChanges> saves;
+        connect(&context(), &StoreContext::saved, this, [&](const StoreChanges &changes) { saves.append(changes); });
+        QVERIFY(m_lifecycle->reorderProjects({page[0]->id, page[2]->id, page[1]->id}));
+        QCOMPARE(saves.size(), 1);
+        QCOMPARE(saves.first().updated.value("Project"), (QSet<QUuid>{page[1]->id, page[2]->id}));
+        QCOMPARE(elsewhere->sortOrder, elsewhereOrder);
+        QCOMPARE(page[2]->sortOrder, 1);
+    }
+
     void broadcastsFeedTheStateMaps()
     {
         const QUuid chat = QUuid::createUuid();

@@ -76,7 +76,10 @@ ContentArea::ContentArea(QWidget *parent)
     m_tabScroller->setWidget(m_tabBar);
     m_tabScroller->setFixedHeight(m_tabBar->height() + m_tabScroller->horizontalScrollBar()->sizeHint().height());
     m_tabScroller->viewport()->installEventFilter(this);
-    workspace->addWidget(m_tabScroller);
+    m_workspaceHeader = new QHBoxLayout;
+    m_workspaceHeader->setContentsMargins(0, 0, 8, 0);
+    m_workspaceHeader->addWidget(m_tabScroller, 1);
+    workspace->addLayout(m_workspaceHeader);
     // The chats above, the workspace's terminal panel below when it shows one.
     m_workspaceSplit = new QSplitter(Qt::Vertical);
     m_workspaceSplit->setObjectName(QStringLiteral("workspaceSplit"));
@@ -100,6 +103,10 @@ ContentArea::ContentArea(QWidget *parent)
     m_chatHost->setContentsMargins(0, 0, 0, 0);
     auto *chat = new QVBoxLayout(m_chatPage);
     chat->setContentsMargins(0, 0, 0, 0);
+    m_chatHeader = new QHBoxLayout;
+    m_chatHeader->setContentsMargins(8, 4, 8, 0);
+    m_chatHeader->addStretch();
+    chat->addLayout(m_chatHeader);
     chat->addLayout(m_chatHost, 1);
 
     auto *tool = new QVBoxLayout(m_toolPage);
@@ -151,6 +158,23 @@ QWidget *ContentArea::terminalPanel() const
 void ContentArea::setWorkspaceBanner(QWidget *banner)
 {
     m_workspaceColumn->insertWidget(1, banner);
+}
+
+void ContentArea::setChatHeaderWidget(QWidget *widget)
+{
+    m_headerWidget = widget;
+    m_headerRow = nullptr;
+    placeHeaderWidget(currentWidget() == m_chatPage ? m_chatHeader : m_workspaceHeader);
+}
+
+void ContentArea::placeHeaderWidget(QBoxLayout *row)
+{
+    if (!m_headerWidget || row == m_headerRow)
+        return;
+    if (m_headerRow)
+        m_headerRow->removeWidget(m_headerWidget);
+    m_headerRow = row;
+    row->addWidget(m_headerWidget);
 }
 
 void ContentArea::setChatViewFactory(ChatViewFactory factory)
@@ -238,12 +262,14 @@ void ContentArea::showWorkspace(const QString &, const QList<WorkspaceTabBar::Ta
 {
     m_tabBar->setTabs(tabs, chatId);
     placeChatView(m_workspaceHost, chatId, chatTitle);
+    placeHeaderWidget(m_workspaceHeader);
     setCurrentWidget(m_workspacePage);
 }
 
 void ContentArea::showChat(const QUuid &chatId, const QString &title)
 {
     placeChatView(m_chatHost, chatId, title);
+    placeHeaderWidget(m_chatHeader);
     setCurrentWidget(m_chatPage);
 }
 

@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 
+class QBoxLayout;
 class QLabel;
 class QScrollArea;
 class QSplitter;
@@ -37,6 +38,10 @@ public:
     void setToolPageFactory(ToolPageFactory factory) { m_toolFactory = std::move(factory); }
     // A strip over a workspace's chats, under its tab bar (the automation run's banner).
     void setWorkspaceBanner(QWidget *banner);
+
+    // A widget at the chat's end of the header, beside a workspace's tab bar or over a chat shown
+    // on its own (the branch switch).
+    void setChatHeaderWidget(QWidget *widget);
 
     // The shown workspace's terminal panel under its chats, `height` high when it appears; null
     // hides the terminal. Panels are kept once given, so a workspace's shells keep their views.
@@ -74,6 +79,7 @@ protected:
 private:
     QWidget *page(const QString &name);
     void placeChatView(QVBoxLayout *host, std::optional<QUuid> chatId, const QString &title);
+    void placeHeaderWidget(QBoxLayout *row);
 
     ChatViewFactory m_factory;
     ToolPageFactory m_toolFactory;
@@ -95,6 +101,10 @@ private:
     QStackedWidget *m_editors = nullptr;
     QVBoxLayout *m_workspaceColumn = nullptr;
     QVBoxLayout *m_chatHost;
+    QBoxLayout *m_workspaceHeader = nullptr;
+    QBoxLayout *m_chatHeader = nullptr;
+    QPointer<QWidget> m_headerWidget;
+    QBoxLayout *m_headerRow = nullptr;
     QPointer<QWidget> m_chatView;
     std::optional<QUuid> m_chatViewId;
 };

@@ -211,6 +211,7 @@ void MainWindow::buildColumns()
     setUpGitActions();
     setUpTerminals();
     setUpFiles();
+    setUpRecordActions();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
         (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
     });
@@ -240,7 +241,7 @@ void MainWindow::buildColumns()
         refresh();
     });
     connect(m_sidebar, &SidebarView::addProjectRequested, this, &MainWindow::addProject);
-    connect(m_sidebar, &SidebarView::newWorkspaceRequested, this, &MainWindow::newWorkspaceIn);
+    connect(m_sidebar, &SidebarView::newWorkspaceRequested, this, [this](const QUuid &id) { newWorkspaceIn(id); });
     connect(m_sidebar, &SidebarView::qualityGatesRequested, this, &MainWindow::editQualityGates);
     connect(m_sidebar, &SidebarView::importSessionsRequested, this, &MainWindow::importSessions);
     connect(m_sidebar, &SidebarView::archiveWorkspaceRequested, this,
@@ -406,6 +407,7 @@ void MainWindow::refresh()
     m_sidebar->setActiveProfile(m_state->activeProfileId());
     drawContent();
     m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
+    showBranchSwitch(currentChatId());
     m_sidebar->setVisible(!m_state->isSidebarCollapsed());
     m_inspector->setVisible(!m_state->isInspectorCollapsed());
     m_actions->update(commandContext(), isFullScreen());

@@ -7,6 +7,9 @@
 #include "core/window/PreferencesTab.h"
 #include "core/window/WindowCommands.h"
 #include "shell/window/ContentArea.h"
+#include "source_control/GitFuture.h"
+#include "source_control/GitTypes.h"
+#include "source_control/workspaces/WorkspaceTypes.h"
 
 #include <QHash>
 #include <QMainWindow>
@@ -46,6 +49,7 @@ class WindowActions;
 struct ToolServices;
 class AutomatedAgentOrchestrator;
 class AutomationRunBanner;
+class BranchSwitchButton;
 class WindowNavigator;
 class WindowStateModel;
 class TerminalPanel;
@@ -124,6 +128,10 @@ public:
     // The profile sheets of this window; null without profile services.
     ProfileActions *profileActions() const { return m_profileActions; }
     PreferencesWindow *openPreferences(std::optional<PreferencesTab> tab = std::nullopt);
+    // The menu of a chat's pill in the tab bar: Rename…, Archive, Close. Owned by `owner`.
+    QList<QAction *> chatPillActions(const QUuid &chatId, QObject *owner);
+    // The chat header's branch switch.
+    BranchSwitchButton *branchSwitch() const { return m_branchSwitch; }
 
 signals:
     void newWindowRequested();
@@ -160,7 +168,7 @@ private:
     void newWorkspace();
     void newChatInWorkspace();
     // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
-    void newWorkspaceIn(const QUuid &projectId);
+    void newWorkspaceIn(const QUuid &projectId, WorkspaceCreationMode mode = WorkspaceCreationMode::simple);
     void editQualityGates(const QUuid &projectId);
     // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
     void openRunAgentPanel(const QUuid &issueId);
@@ -181,6 +189,15 @@ private:
     void archiveChat(const QUuid &chatId, bool confirmed);
     void closeWorkspaceSessions(const QUuid &workspaceId);
     void showAbout();
+    // The record actions of the sidebar's rows, the chat pills and the chat header.
+    void setUpRecordActions();
+    void renameRecord(const QUuid &id, const QString &name);
+    void deletePermanently(const QUuid &id);
+    // Runs a lifecycle operation; when it asks first, the user's answer runs it again confirmed.
+    void runLifecycle(std::function<GitFuture<LifecycleOutcome>(bool confirmed)> operation, const QString &button,
+                      const QString &failureTitle, bool confirmed = false);
+    void showBranchSwitch(const std::optional<QUuid> &chatId, bool reload = false);
+    void switchBranch(const QUuid &chatId, const GitBranch &branch);
     void setUpProfiles();
     // Before a new workspace or chat on a project whose profile was never signed in: false, with
     // an alert that leads to the profile in Preferences. Always true without profile services.
@@ -232,6 +249,7 @@ private:
     ObserverGuard m_filesObserver;
     QuickSearchPalette *m_quickSearch = nullptr;
     ProfileActions *m_profileActions = nullptr;
+    BranchSwitchButton *m_branchSwitch = nullptr;
     bool m_refreshQueued = false;
     bool m_reloadQueued = false;
 };

@@ -124,7 +124,7 @@ void MainWindow::newWorkspace()
         newWorkspaceIn(*chosen);
 }
 
-void MainWindow::newWorkspaceIn(const QUuid &projectId)
+void MainWindow::newWorkspaceIn(const QUuid &projectId, WorkspaceCreationMode mode)
 {
     std::shared_ptr<Project> project;
     for (const auto &each : m_sidebarModel->projects())
@@ -132,7 +132,7 @@ void MainWindow::newWorkspaceIn(const QUuid &projectId)
             project = each;
     if (!project || !passesSignInGate(project->id))
         return;
-    auto *dialog = new NewWorkspaceDialog(project, WorkspaceCreationMode::simple, m_services.center, this);
+    auto *dialog = new NewWorkspaceDialog(project, mode, m_services.center, this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &NewWorkspaceDialog::simpleWorkspaceChosen, this, [this, project] { createSimpleWorkspaceIn(*project); });
     connect(dialog, &NewWorkspaceDialog::chatCreated, this, [this, project](const Chat &chat) {

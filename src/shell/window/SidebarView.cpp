@@ -12,6 +12,7 @@
 #include "shell/profiles/ProfileDotsView.h"
 #include "shell/terminal/LaunchMenus.h"
 #include "shell/window/ActivityColors.h"
+#include "shell/window/SidebarTreeWidget.h"
 #include "source_control/workspaces/LifecycleTexts.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 
@@ -27,6 +28,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -59,28 +61,11 @@ QIcon activityIcon(const QString &state)
     return *found;
 }
 
-// The project rows can be dragged onto a profile's dot: the drag carries the project's id.
-class ProjectTree : public QTreeWidget
-{
-public:
-    using QTreeWidget::QTreeWidget;
-
-protected:
-    QMimeData *mimeData(const QList<QTreeWidgetItem *> &items) const override
-    {
-        if (items.size() != 1 || items.first()->data(0, SidebarView::kindRole).toInt() != int(SidebarView::ItemKind::project))
-            return nullptr;
-        auto *data = new QMimeData;
-        data->setText(items.first()->data(0, SidebarView::idRole).toUuid().toString(QUuid::WithoutBraces).toUpper());
-        return data;
-    }
-};
-
 } // namespace
 
 SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
     : QWidget(parent), m_model(model), m_profiles(new ProfileDotsView), m_profileNotes(new QLabel),
-      m_toolsLayout(new QGridLayout), m_tree(new ProjectTree)
+      m_toolsLayout(new QGridLayout), m_tree(new SidebarTreeWidget)
 {
     setObjectName(QStringLiteral("sidebar"));
     auto *layout = new QVBoxLayout(this);
@@ -124,13 +109,22 @@ SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
         menu.exec(m_tree->viewport()->mapToGlobal(at));
     });
     connect(m_tree, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem *item) { itemClicked(item); });
+    // Kept on the project, so that a new window opens it the same way.
     connect(m_tree, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem *item) {
         if (ItemKind(item->data(0, kindRole).toInt()) == ItemKind::project)
-            m_collapsedProjects.insert(item->data(0, idRole).toUuid());
+            emit projectExpansionChanged(item->data(0, idRole).toUuid(), false);
     });
     connect(m_tree, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem *item) {
-        m_collapsedProjects.remove(item->data(0, idRole).toUuid());
+        if (ItemKind(item->data(0, kindRole).toInt()) == ItemKind::project)
+            emit projectExpansionChanged(item->data(0, idRole).toUuid(), true);
     });
+    connect(m_tree, &SidebarTreeWidget::renameEdited, this, &SidebarView::renameRequested);
+    connect(m_tree->itemDelegate(), &QAbstractItemDelegate::closeEditor, this, [this] {
+        if (std::exchange(m_rebuildAfterEdit, false))
+            QTimer::singleShot(0, this, &SidebarView::rebuild);
+    });
+    connect(m_tree, &SidebarTreeWidget::projectsReordered, this, &SidebarView::projectsReordered);
+    connect(m_tree, &SidebarTreeWidget::workspacesReordered, this, &SidebarView::workspacesReordered);
     connect(&m_model, &SidebarViewModel::projectsChanged, this, &SidebarView::rebuild);
     connect(&m_model, &SidebarViewModel::activityStatesChanged, this, &SidebarView::updateActivity);
     connect(&m_model.lifecycle(), &WorkspaceLifecycleService::archivingWorkspaceIdsChanged, this, &SidebarView::showArchiving);
@@ -163,6 +157,11 @@ void SidebarView::setTools(const QList<PinnedTool> &tools)
 
 void SidebarView::rebuild()
 {
+    // A name being typed over a row is not thrown away by a reload; the reload waits for it.
+    if (m_tree->isEditing()) {
+        m_rebuildAfterEdit = true;
+        return;
+    }
     const QSignalBlocker blocker(m_tree);
     ++m_rebuildCount;
     // A rebuild follows saves that change the lists' shape; the user's place in a long list stays.
@@ -187,6 +186,8 @@ void SidebarView::rebuild()
             workspaceItem->setData(0, kindRole, int(ItemKind::workspace));
             workspaceItem->setData(0, idRole, workspace.id);
             workspaceItem->setData(0, nameRole, workspace.label());
+            workspaceItem->setData(0, plainNameRole, workspace.name);
+            workspaceItem->setFlags(workspaceItem->flags() | Qt::ItemIsEditable);
             if (workspace.gitBranch)
                 workspaceItem->setToolTip(0, *workspace.gitBranch);
             m_items.insert(workspace.id, workspaceItem);
@@ -195,12 +196,14 @@ void SidebarView::rebuild()
                 chatItem->setData(0, kindRole, int(ItemKind::chat));
                 chatItem->setData(0, idRole, chat.id);
                 chatItem->setData(0, sortRole, chat.sortOrder);
+                chatItem->setData(0, plainNameRole, chat.name);
+                chatItem->setFlags(chatItem->flags() | Qt::ItemIsEditable);
                 chatItem->setIcon(0, activityIcon(m_model.activityStates().value(chat.id)));
                 m_items.insert(chat.id, chatItem);
             }
             workspaceItem->setExpanded(true);
         }
-        projectItem->setExpanded(project.isExpanded && !m_collapsedProjects.contains(project.id));
+        projectItem->setExpanded(project.isExpanded);
     }
     showArchiving();
     m_tree->verticalScrollBar()->setValue(scrolled);
@@ -230,6 +233,7 @@ bool SidebarView::updateChatRow(const QUuid &chatId, const QString &name, bool a
         return false;
     if (item->text(0) != name)
         item->setText(0, name);
+    item->setData(0, plainNameRole, name);
     return true;
 }
 
@@ -250,8 +254,6 @@ void SidebarView::setProfileActions(ProfileActions *actions)
 {
     m_profileActions = actions;
     m_profiles->setActions(actions);
-    m_tree->setDragEnabled(actions != nullptr);
-    m_tree->setDragDropMode(actions ? QAbstractItemView::DragOnly : QAbstractItemView::NoDragDrop);
     if (actions && actions->monitor())
         connect(actions->monitor(), &ProfileAuthMonitor::stateChanged, this, &SidebarView::updateProfileNotes);
     rebuildProfiles();
@@ -301,10 +303,19 @@ void SidebarView::setSelection(const ContentState &content, std::optional<QUuid>
     default:
         break;
     }
+    // What sits in a folded project marks its project: the user folded it, and selecting must
+    // not open it again.
+    QTreeWidgetItem *current = m_items.value(selected);
+    for (QTreeWidgetItem *above = current ? current->parent() : nullptr; above; above = above->parent())
+        if (!above->isExpanded())
+            current = above;
     const QSignalBlocker blocker(m_tree);
-    m_tree->setCurrentItem(m_items.value(selected));
-    if (selected.isNull())
-        m_tree->clearSelection();
+    // Moving the current row would end a rename in progress; the selection catches up after it.
+    if (!m_tree->isEditing()) {
+        m_tree->setCurrentItem(current);
+        if (selected.isNull())
+            m_tree->clearSelection();
+    }
     for (int i = 0; i < m_toolsLayout->count(); ++i)
         if (auto *button = qobject_cast<QToolButton *>(m_toolsLayout->itemAt(i)->widget()))
             button->setChecked(content.kind == ContentState::Kind::tool
@@ -317,15 +328,18 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
     if (!item)
         return {};
     QList<QAction *> actions;
+    const auto action = [&](const QString &text, auto handler) {
+        auto *made = new QAction(text, owner);
+        connect(made, &QAction::triggered, this, handler);
+        actions.append(made);
+        return made;
+    };
     const auto add = [&](const QString &text, auto signal) {
-        auto *action = new QAction(text, owner);
-        connect(action, &QAction::triggered, this, [this, id, signal] { emit(this->*signal)(id); });
-        actions.append(action);
+        return action(text, [this, id, signal] { emit(this->*signal)(id); });
     };
     // What was archived comes back from the row it belonged to.
     const auto restore = [&](const QString &text, auto record) {
-        auto *action = new QAction(text, owner);
-        connect(action, &QAction::triggered, this, [this, record] {
+        action(text, [this, record] {
             LifecycleOutcome outcome;
             if constexpr (std::is_same_v<decltype(record), std::shared_ptr<Workspace>>)
                 outcome = m_model.lifecycle().restoreWorkspace(record);
@@ -334,27 +348,38 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
             if (!outcome.message.isEmpty())
                 QMessageBox::information(this, tr("Restore"), outcome.message);
         });
-        actions.append(action);
     };
     // A submenu lives as long as the actions' owner.
     const auto adopt = [owner](QMenu *menu) {
         connect(owner, &QObject::destroyed, menu, &QObject::deleteLater);
         return menu->menuAction();
     };
+    const auto separate = [&] {
+        auto *line = new QAction(owner);
+        line->setSeparator(true);
+        actions.append(line);
+    };
     switch (ItemKind(item->data(0, kindRole).toInt())) {
-    case ItemKind::project:
+    case ItemKind::project: {
+        std::shared_ptr<Project> project;
+        for (const auto &each : m_model.projects())
+            if (each->id == id)
+                project = each;
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
         add(tr("Quality Gates…"), &SidebarView::qualityGatesRequested);
         add(tr("Import Sessions…"), &SidebarView::importSessionsRequested);
-        for (const auto &project : m_model.projects())
-            if (project->id == id)
-                actions.append(adopt(openInMenu(project->path, nullptr)));
-        for (const auto &project : m_model.projects())
-            if (project->id == id)
-                for (const auto &workspace : m_model.lifecycle().workspaces(*project, true))
-                    if (workspace->isArchived())
-                        restore(tr("Restore Workspace \u201C%1\u201D").arg(workspace->name), workspace);
+        if (!project)
+            break;
+        actions.append(adopt(openInMenu(project->path, nullptr)));
+        if (QMenu *profiles = moveToProfileMenu(*project))
+            actions.append(adopt(profiles));
+        for (const auto &workspace : m_model.lifecycle().workspaces(*project, true))
+            if (workspace->isArchived())
+                restore(tr("Restore Workspace \u201C%1\u201D").arg(workspace->name), workspace);
+        separate();
+        add(tr("Remove Project…"), &SidebarView::removeProjectRequested);
         break;
+    }
     case ItemKind::workspace:
         if (const auto workspace = m_model.modelContext().get<Workspace>(id)) {
             const auto project = workspace->projectId ? m_model.modelContext().get<Project>(*workspace->projectId) : nullptr;
@@ -365,18 +390,54 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
                 actions.append(adopt(openInMenu(*folder, nullptr)));
             }
         }
+        action(tr("Rename"), [this, id] { editName(id); });
         add(tr("Close all sessions"), &SidebarView::closeWorkspaceSessionsRequested);
         add(tr("Archive Workspace"), &SidebarView::archiveWorkspaceRequested);
         if (const auto workspace = m_model.modelContext().get<Workspace>(id))
             for (const auto &chat : m_model.lifecycle().chats(*workspace, true))
                 if (chat->isArchived())
                     restore(tr("Restore Chat \u201C%1\u201D").arg(chat->name), chat);
+        separate();
+        add(tr("Delete Permanently…"), &SidebarView::deleteRequested);
+        // Nothing is done to a workspace while its worktree is being removed.
+        if (m_model.lifecycle().archivingWorkspaceIds().contains(id))
+            for (QAction *each : std::as_const(actions))
+                each->setEnabled(false);
         break;
     case ItemKind::chat:
+        action(tr("Rename"), [this, id] { editName(id); });
+        action(tr("Fork Into Local"), [this, id] { emit forkRequested(id, WorkspaceCreationMode::newBranch); });
+        action(tr("Fork Into New Worktree"), [this, id] { emit forkRequested(id, WorkspaceCreationMode::worktree); });
         add(tr("Archive Chat"), &SidebarView::archiveChatRequested);
+        separate();
+        add(tr("Delete Permanently…"), &SidebarView::deleteRequested);
         break;
     }
     return actions;
+}
+
+QMenu *SidebarView::moveToProfileMenu(const Project &project)
+{
+    QList<std::shared_ptr<Profile>> others;
+    for (const auto &profile : m_model.profiles())
+        if (profile->id != project.profileId)
+            others.append(profile);
+    if (others.isEmpty())
+        return nullptr;
+    auto *menu = new QMenu(tr("Move to Profile"), this);
+    for (const auto &profile : others)
+        connect(menu->addAction(profile->name), &QAction::triggered, this,
+                [this, projectId = project.id, profileId = profile->id] { emit moveProjectRequested(projectId, profileId); });
+    return menu;
+}
+
+void SidebarView::editName(const QUuid &id)
+{
+    QTreeWidgetItem *item = m_items.value(id);
+    if (!item || !(item->flags() & Qt::ItemIsEditable) || item->isDisabled())
+        return;
+    m_tree->setCurrentItem(item);
+    m_tree->editItem(item);
 }
 
 void SidebarView::itemClicked(QTreeWidgetItem *item)

@@ -2,6 +2,8 @@
 
 #include "core/window/ContentState.h"
 #include "core/window/PinnedTool.h"
+#include "core/records/Enums.h"
+#include "shell/window/SidebarTreeWidget.h"
 
 #include <QHash>
 #include <QSet>
@@ -13,13 +15,14 @@
 class QAction;
 class QGridLayout;
 class QLabel;
-class QTreeWidget;
+class QMenu;
 class QTreeWidgetItem;
 
 namespace corvane {
 
 class ProfileActions;
 class ProfileDotsView;
+struct Project;
 class SidebarViewModel;
 
 // The sidebar column: the pinned tools, then projects with their live workspaces and open chats,
@@ -35,6 +38,7 @@ public:
     static constexpr int idRole = Qt::UserRole + 1;
     static constexpr int sortRole = Qt::UserRole + 2; // a chat's sortOrder
     static constexpr int nameRole = Qt::UserRole + 3; // a workspace's label (name and run status), kept while its row says it is archiving
+    static constexpr int plainNameRole = Qt::UserRole + 4; // the record's name, where a rename starts
 
     explicit SidebarView(SidebarViewModel &model, QWidget *parent = nullptr);
 
@@ -54,12 +58,13 @@ public:
     // The actions of a row's context menu; owned by the caller.
     QList<QAction *> rowActions(const QUuid &id, QObject *owner);
 
-    QTreeWidget *tree() const { return m_tree; }
+    SidebarTreeWidget *tree() const { return m_tree; }
+    // Starts renaming a workspace's or chat's row in place, as F2 does.
+    void editName(const QUuid &id);
     ProfileDotsView *profileDots() const { return m_profiles; }
     // The notes under the strip about the active profile's page; hidden when there are none.
     QLabel *profileNotes() const { return m_profileNotes; }
-    // Turns on the strip's menu, "+", drops and sign-in marks, and project rows become draggable
-    // onto a profile's dot.
+    // Turns on the strip's menu, "+", drops and sign-in marks.
     void setProfileActions(ProfileActions *actions);
     QTreeWidgetItem *item(const QUuid &id) const { return m_items.value(id); }
 
@@ -76,10 +81,24 @@ signals:
     void newWorkspaceRequested(const QUuid &projectId);
     void qualityGatesRequested(const QUuid &projectId);
     void importSessionsRequested(const QUuid &projectId);
+    // A workspace's or chat's name as typed over its row.
+    void renameRequested(const QUuid &id, const QString &name);
+    void removeProjectRequested(const QUuid &projectId);
+    // A workspace or chat to delete for good.
+    void deleteRequested(const QUuid &id);
+    void forkRequested(const QUuid &chatId, corvane::WorkspaceCreationMode mode);
+    void moveProjectRequested(const QUuid &projectId, const QUuid &profileId);
+    // The user opened or closed a project's row.
+    void projectExpansionChanged(const QUuid &projectId, bool expanded);
+    // A drag ended with a new order.
+    void projectsReordered(const QList<QUuid> &orderedIds);
+    void workspacesReordered(const QUuid &projectId, const QList<QUuid> &orderedIds);
     // A suggested command to run in the workspace's terminal.
     void runCommandRequested(const QUuid &workspaceId, const QString &command, const QString &name);
 
 private:
+    // The other profiles a project can move to; null when there are none.
+    QMenu *moveToProfileMenu(const Project &project);
     void updateActivity(const QUuid &chatId);
     void rebuildProfiles();
     void updateProfileNotes();
@@ -93,10 +112,10 @@ private:
     ProfileActions *m_profileActions = nullptr;
     int m_projectsOnPage = 0;
     QGridLayout *m_toolsLayout;
-    QTreeWidget *m_tree;
+    SidebarTreeWidget *m_tree;
     QHash<QUuid, QTreeWidgetItem *> m_items;
     int m_rebuildCount = 0;
-    QSet<QUuid> m_collapsedProjects;
+    bool m_rebuildAfterEdit = false;
     ContentState m_content;
     std::optional<QUuid> m_chatInWorkspace;
     std::optional<QUuid> m_activeProfile;

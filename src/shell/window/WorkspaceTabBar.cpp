@@ -3,6 +3,7 @@
 #include "core/window/TabBarLayout.h"
 #include "shell/window/ActivityColors.h"
 
+#include <QContextMenuEvent>
 #include <QMouseEvent>
 
 #include <cmath>
@@ -193,6 +194,15 @@ void WorkspaceTabBar::mouseMoveEvent(QMouseEvent *event)
         update();
     }
     QWidget::mouseMoveEvent(event);
+}
+
+void WorkspaceTabBar::contextMenuEvent(QContextMenuEvent *event)
+{
+    const QList<QRectF> pills = pillRects();
+    for (int i = 0; i < pills.size() && i < m_tabs.size(); ++i)
+        if (pills[i].contains(event->pos()))
+            return emit chatMenuRequested(m_tabs[i].chatId, event->globalPos());
+    QWidget::contextMenuEvent(event);
 }
 
 void WorkspaceTabBar::leaveEvent(QEvent *event)

@@ -62,12 +62,15 @@ signals:
     void addChatRequested();
     void fileSelected(const QString &path);
     void fileCloseRequested(const QString &path);
+    // A chat's pill was right-clicked; the menu is the caller's to show at `globalPos`.
+    void chatMenuRequested(const QUuid &chatId, const QPoint &globalPos);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void leaveEvent(QEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
 
 private:
     void updateExtent();

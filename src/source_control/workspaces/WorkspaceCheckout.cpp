@@ -23,8 +23,10 @@ bool applyOrder(const QList<std::shared_ptr<Record>> &stored, const QList<QUuid>
             wanted.append(id);
     if (wanted == storedIds || wanted.size() != storedIds.size())
         return false;
+    // Unchanged values leave their rows out of the save.
     for (qsizetype i = 0; i < wanted.size(); ++i)
-        byId.value(wanted[i])->sortOrder = i;
+        if (auto &record = byId[wanted[i]]; record->sortOrder != i)
+            record->sortOrder = i;
     return true;
 }
 
@@ -32,7 +34,7 @@ bool applyOrder(const QList<std::shared_ptr<Record>> &stored, const QList<QUuid>
 
 bool WorkspaceLifecycleService::reorderProjects(const QList<QUuid> &orderedIds)
 {
-    if (!applyOrder(m_context.fetchOrEmpty<Project>(Query().orderBy("sortOrder")), orderedIds))
+    if (!applyOrder(m_context.fetchOrEmpty<Project>(Query(where::in("id", orderedIds)).orderBy("sortOrder")), orderedIds))
         return false;
     saveQuietly();
     emit recordsChanged();

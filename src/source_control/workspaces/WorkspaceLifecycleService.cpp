@@ -124,6 +124,33 @@ bool WorkspaceLifecycleService::renameWorkspace(Workspace &workspace, const QStr
     return true;
 }
 
+bool WorkspaceLifecycleService::renameChat(Chat &chat, const QString &name)
+{
+    const QString trimmed = name.trimmed();
+    if (trimmed.isEmpty() || trimmed == chat.name)
+        return false;
+    chat.name = trimmed;
+    chat.setUpdatedAt(QDateTime::currentDateTime());
+    saveQuietly();
+    emit recordsChanged();
+    return true;
+}
+
+bool WorkspaceLifecycleService::setProjectExpanded(Project &project, bool expanded)
+{
+    if (project.isExpanded == expanded)
+        return false;
+    project.isExpanded = expanded;
+    saveQuietly();
+    return true;
+}
+
+void WorkspaceLifecycleService::closeChat(const Chat &chat)
+{
+    logLine(kTag, QStringLiteral("closing session for chat: %1").arg(chat.name));
+    endSession(chat.id);
+}
+
 void WorkspaceLifecycleService::closeWorkspace(const Workspace &workspace)
 {
     const auto workspaceChats = chats(workspace, true);

@@ -82,12 +82,20 @@ public:
 
     // Trimmed; empty or unchanged does nothing. Posts "workspaceDidRename".
     bool renameWorkspace(Workspace &workspace, const QString &name);
+    // The same rules for a chat (no broadcast: the chat's record saving is news enough).
+    bool renameChat(Chat &chat, const QString &name);
+    // Whether the sidebar shows the project's workspaces; saved only when it changes.
+    bool setProjectExpanded(Project &project, bool expanded);
+    // Ends the chat's live session; the chat stays open.
+    void closeChat(const Chat &chat);
     // Closes the sessions of the workspace's chats; records stay as they are.
     void closeWorkspace(const Workspace &workspace);
     // Moves the project to another profile; its chats' agent sessions migrate.
     void setProfile(Project &project, const Profile &profile);
     // The end of a drag: each record's sortOrder becomes its index in `orderedIds`, saved only
-    // when the order differs from the stored one. Ids of other records are ignored.
+    // when the order differs from the stored one; records already at their index are not
+    // rewritten. Ids of other records are ignored. Projects are ordered within one profile's page,
+    // so `orderedIds` names the projects it reorders (unknown ids are dropped).
     bool reorderProjects(const QList<QUuid> &orderedIds);
     bool reorderWorkspaces(const Project &project, const QList<QUuid> &orderedIds);
 
