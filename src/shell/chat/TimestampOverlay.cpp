@@ -86,14 +86,23 @@ void TimestampOverlay::paintEvent(QPaintEvent *)
         // Right-aligned in the strip the rows left, the day above the time, fading in as it opens.
         const int strip = int(m_offset);
         painter.setOpacity(qBound(0.0, m_offset / 40.0, 1.0));
+        const QFontMetrics metrics(small);
+        const int line = metrics.height();
         for (const Stamp &stamp : shown) {
             const TimestampBadgeText &text = badge(stamp);
-            const QRect area(width() - strip, stamp.row.top() + 6, strip - 8, 36);
             painter.setFont(small);
-            painter.setPen(dim);
-            painter.drawText(area, Qt::AlignRight | Qt::AlignTop, text.dayLine());
-            painter.setPen(strong);
-            painter.drawText(area, Qt::AlignRight | Qt::AlignBottom, text.timeLine());
+            // A short row has room for the time alone, level with its first line of text.
+            if (stamp.row.height() >= 2 * line + 16) {
+                const QRect area(width() - strip, stamp.row.top() + 8, strip - 8, 2 * line);
+                painter.setPen(dim);
+                painter.drawText(area, Qt::AlignRight | Qt::AlignTop, text.dayLine());
+                painter.setPen(strong);
+                painter.drawText(area, Qt::AlignRight | Qt::AlignBottom, text.timeLine());
+            } else {
+                const QRect area(width() - strip, stamp.row.top(), strip - 8, qMin(stamp.row.height(), 40));
+                painter.setPen(strong);
+                painter.drawText(area, Qt::AlignRight | Qt::AlignVCenter, text.timeLine());
+            }
         }
         return;
     }

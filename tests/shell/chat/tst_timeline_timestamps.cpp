@@ -62,14 +62,19 @@ private slots:
         m_host->resize(700, 500);
         m_model = new ChatTimelineModel(m_host.get());
         m_view = new TimelineView(*m_model, m_host.get());
+        m_view->context().style = ChatStyle::from(m_view->palette(), 1.0);
         m_view->resize(m_host->size());
         m_messages.clear();
-        const QDateTime start = QDateTime::currentDateTime().addSecs(-3600);
+        // Half an hour apart, the last one now: the earlier ones fall on yesterday.
+        const QDateTime start = QDateTime::currentDateTime().addSecs(-39 * 1800);
         for (int i = 0; i < 40; ++i) {
             auto message = std::make_shared<Message>();
             message->role = i % 2 ? MessageRole::assistant : MessageRole::user;
-            message->content = i % 2 ? QStringLiteral("Reply %1, a line of text.").arg(i) : QStringLiteral("Question %1").arg(i);
-            message->timestamp = start.addSecs(60 * i);
+            message->content = i % 2 == 0 ? QStringLiteral("Can you look at step %1?").arg(i / 2)
+                               : i % 4 == 1 ? QStringLiteral("Step %1 reads the config twice.\n\nOnce is enough: the second read "
+                                                            "only repeats the first.").arg(i / 2)
+                                            : QStringLiteral("Done, the tests pass.");
+            message->timestamp = start.addSecs(1800 * i);
             message->isComplete = true;
             m_messages << message;
         }
