@@ -17,6 +17,7 @@
 #include "shell/chat/ChatView.h"
 #include "shell/chat/FloatingPromptCoordinator.h"
 #include "core/window/WindowNavigator.h"
+#include "source_control/retention/ArchiveCleanupService.h"
 #include "source_control/workspaces/BranchSync.h"
 #include "source_control/workspaces/SidebarViewModel.h"
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
@@ -116,6 +117,11 @@ bool Application::start()
     SessionManager *sessions = &m_agents->sessions();
     m_lifecycle->setSessionCloser([sessions](const QUuid &chatId) { sessions->closeSession(chatId); });
     m_lifecycle->setWorkspaceCloser([sessions](const QUuid &workspaceId) { sessions->removeGitMonitor(workspaceId); });
+    // Archived records past their retention go shortly after start, daily, and when a setting changes.
+    m_archiveCleanup = std::make_unique<ArchiveCleanupService>(*m_lifecycle, [settings = m_settings.get()] {
+        return ArchiveCleanupService::Retentions{settings->archivedChatRetention(), settings->archivedWorkspaceRetention()};
+    });
+    m_archiveCleanup->start(m_center);
     startDefinitionServices();
     startAutomation();
 
@@ -318,6 +324,7 @@ void Application::shutdown()
     ProcessReaper::shared().drain();
     m_branchSync.reset();
     m_terminals.reset();
+    m_archiveCleanup.reset();
     m_lifecycle.reset();
     m_definitions.reset();
     m_planner.reset();

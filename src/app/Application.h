@@ -20,6 +20,7 @@ class SkillsService;
 struct ToolServices;
 class BranchSync;
 class WorkspaceLifecycleService;
+class ArchiveCleanupService;
 class ProfileService;
 class ProfileAuthMonitor;
 class AppSettings;
@@ -71,6 +72,7 @@ private:
     std::unique_ptr<AgentServices> m_agents;
     std::unique_ptr<BranchSync> m_branchSync;
     std::unique_ptr<WorkspaceLifecycleService> m_lifecycle;
+    std::unique_ptr<ArchiveCleanupService> m_archiveCleanup;
     std::unique_ptr<ProfileService> m_profiles;
     std::unique_ptr<ProfileAuthMonitor> m_authMonitor;
     std::unique_ptr<AutomationFlowsService> m_flows;

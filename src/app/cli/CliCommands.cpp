@@ -12,6 +12,7 @@
 #include "app/cli/ImportCommand.h"
 #include "app/cli/SearchCommand.h"
 #include "app/cli/SendCommand.h"
+#include "app/cli/SweepCommand.h"
 #include "app/cli/ToolCommands.h"
 #include "app/cli/WorkspaceCommands.h"
 #include "core/Log.h"
@@ -177,6 +178,12 @@ Commands:
       workspace with one chat that resumes the session, and prints one line per
       workspace: workspace id, chat id, session id, title. Exits 1 when any
       session failed or DIR is not a project, 2 on bad usage.
+  sweep [--dry-run]
+      Deletes the archived workspaces and chats whose retention (Preferences >
+      Archived Chats, Archived Workspaces) has run out, as the window does daily.
+      One line per record: deleted or kept (with why), kind, id, name, archived
+      date (ISO 8601), then a total line. A worktree with work on it is kept.
+      --dry-run prints what would go, without the first column, and deletes nothing.
   help
       This text.
 
@@ -312,6 +319,8 @@ int run(const QStringList &arguments)
         return searchCommand(rest);
     if (command == QLatin1String("import"))
         return importCommand(rest);
+    if (command == QLatin1String("sweep"))
+        return sweepCommand(rest);
     if (command == QLatin1String("run-commands"))
         return runCommandsCommand(rest);
     if (command == QLatin1String("project"))

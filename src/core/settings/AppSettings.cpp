@@ -331,11 +331,11 @@ void AppSettings::setModelHidden(const QString &id, bool hidden)
     setHiddenModelIdsSet(ids);
 }
 
-ArchiveRetention AppSettings::retention(const QString &key) const
+ArchiveRetention AppSettings::retention(const PreferencesStore &store, const QString &key)
 {
-    if (!m_store.contains(key))
+    if (!store.contains(key))
         return ArchiveRetention::thirtyDays;
-    switch (m_store.integer(key)) {
+    switch (store.integer(key)) {
     case 30: return ArchiveRetention::thirtyDays;
     case 60: return ArchiveRetention::sixtyDays;
     case 90: return ArchiveRetention::ninetyDays;
@@ -343,9 +343,19 @@ ArchiveRetention AppSettings::retention(const QString &key) const
     }
 }
 
+ArchiveRetention AppSettings::storedChatRetention(const PreferencesStore &store)
+{
+    return retention(store, key::archivedChatRetention);
+}
+
+ArchiveRetention AppSettings::storedWorkspaceRetention(const PreferencesStore &store)
+{
+    return retention(store, key::archivedWorkspaceRetention);
+}
+
 ArchiveRetention AppSettings::archivedChatRetention() const
 {
-    return retention(key::archivedChatRetention);
+    return retention(m_store, key::archivedChatRetention);
 }
 
 void AppSettings::setArchivedChatRetention(ArchiveRetention retention)
@@ -356,7 +366,7 @@ void AppSettings::setArchivedChatRetention(ArchiveRetention retention)
 
 ArchiveRetention AppSettings::archivedWorkspaceRetention() const
 {
-    return retention(key::archivedWorkspaceRetention);
+    return retention(m_store, key::archivedWorkspaceRetention);
 }
 
 void AppSettings::setArchivedWorkspaceRetention(ArchiveRetention retention)

@@ -107,6 +107,9 @@ public:
     void setArchivedChatRetention(ArchiveRetention retention);
     ArchiveRetention archivedWorkspaceRetention() const;
     void setArchivedWorkspaceRetention(ArchiveRetention retention);
+    // The two retentions as saved, read without an AppSettings (corvane-cli's sweep).
+    static ArchiveRetention storedChatRetention(const PreferencesStore &store);
+    static ArchiveRetention storedWorkspaceRetention(const PreferencesStore &store);
 
     // The one application-wide mode new agent sessions start in; an unknown value is `ask`.
     // Nothing is posted: sessions read it when they start.
@@ -137,7 +140,7 @@ private:
     void saveCustomShortcuts();
     void setStringSet(const QString &key, const QSet<QString> &values);
     QSet<QString> stringSet(const QString &key) const;
-    ArchiveRetention retention(const QString &key) const;
+    static ArchiveRetention retention(const PreferencesStore &store, const QString &key);
     void post(const QString &name);
 
     PreferencesStore &m_store;

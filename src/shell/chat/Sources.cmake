@@ -7,6 +7,7 @@ target_sources(corvane_shell PRIVATE
     chat/PlanCard.h chat/PlanCard.cpp
     chat/TimelineRow.h chat/TimelineRows.cpp
     chat/TimelineView.h chat/TimelineView.cpp
+    chat/TimestampOverlay.h chat/TimestampOverlay.cpp
     chat/ChatTextEdit.h chat/ChatTextEdit.cpp
     chat/ChatInputView.h chat/ChatInputView.cpp
     chat/ChatView.h chat/ChatView.cpp

@@ -2,6 +2,7 @@
 
 #include "presentation/highlight/SyntaxHighlighter.h"
 #include "presentation/timeline/TimelineRowHeights.h"
+#include "shell/chat/TimestampOverlay.h"
 
 #include <QFrame>
 #include <QPointer>
@@ -10,6 +11,7 @@
 #include <QScrollBar>
 #include <QSet>
 #include <QToolButton>
+#include <QWheelEvent>
 
 #include <algorithm>
 
@@ -36,7 +38,100 @@ TimelineView::TimelineView(ChatTimelineModel &model, QWidget *parent) : QAbstrac
     m_jump->setObjectName(QStringLiteral("jumpToRecent"));
     m_jump->hide();
     connect(m_jump, &QToolButton::clicked, this, &TimelineView::scrollToEnd);
+    m_timestamps = new TimestampOverlay(viewport());
+    m_timestamps->stamps = [this] {
+        QList<TimestampOverlay::Stamp> out;
+        for (TimelineRow *row : visibleRows()) {
+            const QList<MessagePtr> messages = row->item().messages();
+            if (!messages.isEmpty())
+                out.append({row->itemId(), row->geometry().translated(-row->x(), 0), messages.first()->timestamp});
+        }
+        return out;
+    };
+    m_swipe.onChange = [this](double offset) { revealOffsetChanged(offset); };
+    m_spring = new QTimer(this);
+    m_spring->setInterval(int(SwipeRevealTracker::kSpringStep * 1000));
+    connect(m_spring, &QTimer::timeout, this, [this] {
+        m_swipe.spring();
+        if (!m_swipe.isSpringRunning())
+            m_spring->stop();
+    });
+    m_gestureQuiet = new QTimer(this);
+    m_gestureQuiet->setSingleShot(true);
+    m_gestureQuiet->setInterval(150);
+    connect(m_gestureQuiet, &QTimer::timeout, this, &TimelineView::endSwipe);
     modelReset();
+}
+
+void TimelineView::wheelEvent(QWheelEvent *event)
+{
+    // Pixel deltas come from touchpads; a mouse wheel only has angles and never swipes.
+    const bool precise = !event->pixelDelta().isNull();
+    const QPointF delta = precise ? QPointF(event->pixelDelta()) : QPointF(event->angleDelta()) / 8.0;
+    switch (event->phase()) {
+    case Qt::ScrollBegin:
+        m_gestureQuiet->stop();
+        m_swipe.gestureBegan();
+        break;
+    case Qt::ScrollEnd:
+        endSwipe();
+        event->accept();
+        return;
+    case Qt::NoScrollPhase:
+        if (!precise)
+            break;
+        if (m_swipe.phase() == SwipeRevealTracker::Phase::idle)
+            m_swipe.gestureBegan();
+        m_gestureQuiet->start();
+        break;
+    default:
+        break;
+    }
+    if (m_swipe.phase() != SwipeRevealTracker::Phase::idle) {
+        // A gesture's begin may carry no movement: nothing to judge the device or direction by.
+        if (delta.isNull()) {
+            event->accept();
+            return;
+        }
+        // Content moving left (a negative x delta) uncovers the times at the right.
+        const bool momentum = event->phase() == Qt::ScrollMomentum;
+        if (m_swipe.scrolled(-delta.x(), -delta.y(), precise, momentum)) {
+            event->accept();
+            return;
+        }
+    }
+    QAbstractScrollArea::wheelEvent(event);
+}
+
+void TimelineView::endSwipe()
+{
+    m_gestureQuiet->stop();
+    m_swipe.gestureEnded();
+    if (m_swipe.isSpringRunning())
+        m_spring->start();
+}
+
+void TimelineView::revealOffsetChanged(double offset)
+{
+    // Only the rows on screen move, and nothing is measured again.
+    const int x = -qRound(offset);
+    for (TimelineRow *row : std::as_const(m_widgets))
+        row->move(x, row->y());
+    m_timestamps->setRevealOffset(offset);
+    if (offset >= 0.5)
+        m_timestamps->setHoveredRow({});
+}
+
+bool TimelineView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
+        auto *row = static_cast<TimelineRow *>(watched);
+        if (event->type() == QEvent::Enter && m_swipe.offset() < 0.5)
+            m_timestamps->setHoveredRow(row->itemId());
+        else if (event->type() == QEvent::Leave && m_timestamps->hoveredRow() == row->itemId())
+            m_timestamps->setHoveredRow({});
+    }
+    return QAbstractScrollArea::eventFilter(watched, event);
 }
 
 TimelineRow *TimelineView::rowWidget(int row) const
@@ -288,6 +383,7 @@ void TimelineView::layoutRows()
             TimelineRow *&widget = m_widgets[item.id()];
             if (!widget) {
                 widget = TimelineRow::create(item, m_context, viewport());
+                widget->installEventFilter(this); // hovering shows the row's time
                 ++m_rowsCreated;
                 m_measured[row] = false;
             }
@@ -325,8 +421,13 @@ void TimelineView::layoutRows()
         TimelineRow *widget = m_widgets.value(m_model.itemAt(row).id());
         if (!widget)
             continue;
-        widget->setGeometry(0, m_offsets[row] - top, width, m_heights[row]);
+        widget->setGeometry(-qRound(m_swipe.offset()), m_offsets[row] - top, width, m_heights[row]);
         widget->show();
+    }
+    if (m_timestamps->isVisible()) {
+        m_timestamps->setGeometry(viewport()->rect());
+        m_timestamps->raise();
+        m_timestamps->update();
     }
     m_inLayout = false;
 }
@@ -341,8 +442,14 @@ void TimelineView::resizeEvent(QResizeEvent *event)
 
 void TimelineView::scrollContentsBy(int, int)
 {
-    if (!m_inLayout)
-        layoutRows();
+    if (m_inLayout)
+        return;
+    // The user's scroll reaches here before the scroll bar's other listeners: whether the view
+    // still follows the newest row must be known before the rows are placed, or a scroll away
+    // from the bottom would be undone at once.
+    const QScrollBar *bar = verticalScrollBar();
+    m_follow.viewScrolled(bar->value() >= bar->maximum());
+    layoutRows();
 }
 
 } // namespace corvane

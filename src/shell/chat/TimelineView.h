@@ -1,6 +1,7 @@
 #pragma once
 
 #include "presentation/timeline/ChatTimelineModel.h"
+#include "presentation/timeline/SwipeRevealTracker.h"
 #include "presentation/timeline/TimelineFollowState.h"
 #include "shell/chat/TimelineRow.h"
 
@@ -8,14 +9,21 @@
 #include <QHash>
 #include <QVector>
 
+class QTimer;
 class QToolButton;
 
 namespace corvane {
+
+class TimestampOverlay;
 
 // The chat's rows in a scrolling list that makes widgets only for the rows on screen. Heights
 // of rows never shown are estimates until a row is shown and measured; the row at the top of
 // the screen stays put while estimates above it are corrected. A streamed delta reaches one
 // row: that row refills its last block and is measured again, nothing else is touched.
+//
+// Times are shown on demand: a horizontal two-finger swipe slides the rows aside and shows every
+// row's time in the strip it uncovers, springing back when the fingers lift; a mouse shows the
+// time of the row it hovers.
 class TimelineView : public QAbstractScrollArea
 {
     Q_OBJECT
@@ -36,6 +44,8 @@ public:
     // Rows made since the view was created, and layout passes: what benchmarks watch.
     int rowsCreated() const { return m_rowsCreated; }
     int layoutPasses() const { return m_layoutPasses; }
+    TimestampOverlay *timestamps() const { return m_timestamps; }
+    double revealOffset() const { return m_swipe.offset(); }
 
 signals:
     void followingChanged(bool following);
@@ -43,6 +53,8 @@ signals:
 protected:
     void resizeEvent(QResizeEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
+    void wheelEvent(QWheelEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void modelReset();
@@ -55,6 +67,8 @@ private:
     int rowAt(int y);
     void layoutRows();
     void setFollowing(bool following);
+    void revealOffsetChanged(double offset);
+    void endSwipe();
 
     ChatTimelineModel &m_model;
     RowContext m_context;
@@ -69,6 +83,11 @@ private:
     int m_rowsCreated = 0;
     int m_layoutPasses = 0;
     QToolButton *m_jump;
+    SwipeRevealTracker m_swipe;
+    QTimer *m_spring;
+    // Touchpads that report no gesture phases: a pause in the deltas ends the gesture.
+    QTimer *m_gestureQuiet;
+    TimestampOverlay *m_timestamps;
 };
 
 } // namespace corvane

@@ -378,6 +378,14 @@ GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteChat(const QUuid &c
     });
 }
 
+void WorkspaceLifecycleService::releaseChats(const QList<QUuid> &chatIds)
+{
+    for (const QUuid &id : chatIds) {
+        endSession(id);
+        emit recordRemoved(id);
+    }
+}
+
 GitFuture<LifecycleOutcome> WorkspaceLifecycleService::deleteArchivedWorkspaces(const Project &project, bool confirmed)
 {
     QList<QUuid> ids;

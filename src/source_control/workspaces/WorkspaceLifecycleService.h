@@ -132,6 +132,11 @@ public:
     // or fails, leaving the rest.
     GitFuture<LifecycleOutcome> deleteArchivedWorkspaces(const Project &project, bool confirmed = false);
     GitFuture<LifecycleOutcome> deleteProject(const std::shared_ptr<Project> &project, bool confirmed = false);
+    // For chats that another context deletes in bulk (they have no worktree to guard): ends
+    // their sessions and announces each removal first, as deleteChat() does.
+    void releaseChats(const QList<QUuid> &chatIds);
+    // Records were deleted or changed by another context; the lists reload.
+    void announceRecordsChanged() { emit recordsChanged(); }
 
 signals:
     // Projects, workspaces or chats were made, changed, archived, restored or deleted.
