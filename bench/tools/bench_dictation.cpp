@@ -119,12 +119,7 @@ int main(int argc, char **argv)
     runMode("general language model", general, files);
 
     SphinxModel grammar = general;
-    grammar.grammarFile = dir.filePath(QStringLiteral("phrases.gram"));
-    QFile gram(grammar.grammarFile);
-    if (!gram.open(QIODevice::WriteOnly))
-        return 1;
-    gram.write("#JSGF V1.0;\ngrammar phrases;\npublic <phrase> = " + phrases.join(QStringLiteral(" | ")).toUtf8() + ";\n");
-    gram.close();
+    grammar.grammarFile = test::writePhraseGrammar(dir.path(), phrases);
     runMode("JSGF grammar of the phrases", grammar, files);
     return 0;
 }

@@ -5,6 +5,8 @@
 // after it, as a speaker's pause would be.
 
 #include <QDir>
+#include <QFile>
+#include <QStringList>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QString>
@@ -42,6 +44,21 @@ inline QString synthesizeSpeech(const QString &text, const QString &folder, cons
                                      out, QStringLiteral("pad"), QStringLiteral("0.3"), QStringLiteral("1.0")}))
         return {};
     return out;
+}
+
+} // namespace corvane::test
+
+namespace corvane::test {
+
+// A JSGF grammar that accepts exactly these phrases, written into `folder`.
+inline QString writePhraseGrammar(const QString &folder, const QStringList &phrases)
+{
+    const QString path = QDir(folder).filePath(QStringLiteral("phrases.gram"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return {};
+    file.write("#JSGF V1.0;\ngrammar phrases;\npublic <phrase> = " + phrases.join(QStringLiteral(" | ")).toUtf8() + ";\n");
+    return path;
 }
 
 } // namespace corvane::test
