@@ -1,6 +1,11 @@
 // Dictation in the real chat input: espeak-ng speech played through pocketsphinx into the field,
 // and the alerts when there is no microphone or no model.
+#include "shell/chat/ChatViewHarness.h"
+
 #include "core/NotificationCenter.h"
+#include "core/window/WindowNavigator.h"
+#include "shell/window/MainWindow.h"
+#include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "core/settings/AppSettings.h"
 #include "core/settings/PreferencesStore.h"
 #include "shell/chat/ChatInputView.h"
@@ -10,6 +15,7 @@
 #include "tools/speech/PocketSphinxRecognizer.h"
 #include "tools/speech/SpeechService.h"
 
+#include <QAction>
 #include <QMediaDevices>
 #include <QMessageBox>
 #include <QPointer>
@@ -168,6 +174,39 @@ private slots:
         QCOMPARE(f.input->textEdit()->toPlainText(), QStringLiteral("kept"));
         alert->accept();
         QTRY_VERIFY(!alert);
+    }
+
+    // The menu item (and so its shortcut) reaches the input of the chat the window shows.
+    void toggleDictationCommandReachesTheShownChat()
+    {
+        if (!QMediaDevices::defaultAudioInput().isNull())
+            QSKIP("this machine has a microphone");
+        test::ChatViewHarness h(test::chatScenario("markdown_reply.json"));
+        if (!h.ok())
+            QSKIP(qPrintable("the model stand-in did not start: " + h.error()));
+        NotificationCenter center;
+        PreferencesStore prefs(m_audio.filePath("window-preferences.json"));
+        WorkspaceLifecycleService lifecycle(h.store().mainContext(), center);
+        MainWindow window(WindowServices{h.store().mainContext(), prefs, h.settings(), center, lifecycle}, 1);
+        window.setChatViewFactory([&h](const QUuid &chatId) -> QWidget * {
+            auto *view = new ChatView(h.sessions(), h.controller(), h.store(), h.settings());
+            view->setChat(chatId);
+            return view;
+        });
+        window.navigator().showChat(h.chatId());
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QAction *toggle = nullptr;
+        for (QAction *action : window.findChildren<QAction *>())
+            if (action->text() == QStringLiteral("Toggle Dictation"))
+                toggle = action;
+        QVERIFY(toggle);
+        QVERIFY(!toggle->shortcut().isEmpty());
+        toggle->trigger();
+        QTRY_VERIFY(alertOf(window));
+        QCOMPARE(alertOf(window)->parent(), &window);
+        QCOMPARE(alertOf(window)->text(), MicrophoneSource::noMicrophoneText());
+        alertOf(window)->accept();
     }
 };
 
