@@ -23,6 +23,7 @@
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
 #include "tools/editor/OpenFileService.h"
 #include "tools/terminal/TerminalService.h"
+#include "core/Analytics.h"
 #include "core/records/Chat.h"
 #include "core/records/Project.h"
 #include "core/records/Workspace.h"
@@ -126,6 +127,7 @@ bool Application::start()
     startAutomation();
 
     m_center.addObserver(broadcast::showSetupChecklist, [this](const Notification &) { openOnboarding(); }, nullptr, this);
+    Analytics::shared().record(QStringLiteral("app.launched"), {{QStringLiteral("projectCount"), m_store->mainContext().count<Project>().valueOr(0)}});
     if (m_settings->shouldShowOnboarding())
         openOnboarding();
     else
@@ -295,6 +297,7 @@ void Application::openOnboarding()
     m_onboarding = new OnboardingWindow(new OnboardingChecklistViewModel(validator));
     connect(m_onboarding, &OnboardingWindow::completed, this, [this] {
         m_settings->setHasCompletedOnboarding(true);
+        Analytics::shared().record(QStringLiteral("onboarding.completed"));
         // Shown again from the Help menu, the checklist goes back to the windows already open.
         if (windows().isEmpty())
             openMainWindow();

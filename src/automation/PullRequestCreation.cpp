@@ -1,5 +1,6 @@
 #include "automation/PullRequestCreation.h"
 
+#include "core/Analytics.h"
 #include "core/Log.h"
 #include "core/records/Workspace.h"
 #include "core/store/StoreContext.h"
@@ -54,6 +55,7 @@ void createPullRequest(QObject *context, StoreContext &store, const QUuid &works
             const auto workspace = store.get<Workspace>(workspaceId);
             if (!workspace)
                 return done(Error(QStringLiteral("Workspace was deleted before the PR could be linked. PR was created at ") + created.value().url));
+            Analytics::shared().record(QStringLiteral("git.prCreated"));
             workspace->prURL = created.value().url;
             workspace->prNumber = created.value().number;
             workspace->prTitle = title;

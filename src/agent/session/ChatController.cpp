@@ -7,6 +7,7 @@
 #include "agent/Attachment.h"
 #include "agent/session/ChatSession.h"
 #include "agent/session/SessionText.h"
+#include "core/Analytics.h"
 #include "core/Log.h"
 #include "core/records/Chat.h"
 #include "core/records/Message.h"
@@ -201,6 +202,20 @@ Status ChatController::ensureAgent(ChatSession &session, const AgentModelDescrip
     return {};
 }
 
+namespace {
+
+// Which agent took the message, and the command's name when it was one; never the text.
+void recordMessageSent(const AgentAdapter *adapter, const SlashCommand &command)
+{
+    QVariantMap parameters{{QStringLiteral("agentType"), adapter ? analyticsAgentName(adapter->agentType() == AgentType::codex)
+                                                                 : QStringLiteral("unknown")}};
+    if (command.kind == SlashCommand::Kind::prompt)
+        parameters.insert(QStringLiteral("slashCommand"), command.name);
+    Analytics::shared().record(QStringLiteral("chat.messageSent"), parameters);
+}
+
+} // namespace
+
 void ChatController::nameChat(ChatSession &session, const QString &text, int attachmentCount)
 {
     auto chat = session.chat();
@@ -267,6 +282,8 @@ Status ChatController::sendMessage(ChatSession &session, const QString &text, co
         logLine(Tag, QStringLiteral("Sending via adapter: ") + prompt);
         session.adapter()->send(prompt, attachments);
     }
+    if (sent)
+        recordMessageSent(session.adapter(), command);
     // The turn has read them: temporary files of long pastes go now.
     for (const Attachment &a : attachments)
         if (a.type == AttachmentType::tempFile && a.fileURL)

@@ -1,5 +1,7 @@
 #include "core/settings/AppSettings.h"
 
+#include "core/Analytics.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@ const QString enableAllTools = QStringLiteral("enableAllTools");
 const QString disabledTools = QStringLiteral("disabledTools");
 const QString customShortcuts = QStringLiteral("customKeyboardShortcuts");
 const QString enableSourceControl = QStringLiteral("enableSourceControl");
+const QString shareUsageAnalytics = QStringLiteral("shareUsageAnalytics");
 const QString refreshLocalStatusAuto = QStringLiteral("refreshLocalStatusAuto");
 const QString fetchAndRefreshServerStatus = QStringLiteral("fetchAndRefreshServerStatus");
 const QString addAndRemoveFilesAuto = QStringLiteral("addAndRemoveFilesAuto");
@@ -55,6 +58,8 @@ AppSettings::AppSettings(PreferencesStore &store, NotificationCenter &center,
     if (!m_store.contains(key::firstName))
         deriveNamesAtFirstStart();
     loadCustomShortcuts();
+    // The application makes one settings object; the recorder follows its preference.
+    Analytics::shared().setEnabled(shareUsageAnalytics());
 }
 
 // The first start greets the user by the name the system has for the account; a full name that
@@ -428,6 +433,17 @@ void AppSettings::setCodexPath(const QString &path)
 bool AppSettings::shouldShowOnboarding() const
 {
     return corvane::shouldShowOnboarding(m_store);
+}
+
+bool AppSettings::shareUsageAnalytics() const
+{
+    return m_store.boolean(key::shareUsageAnalytics, false);
+}
+
+void AppSettings::setShareUsageAnalytics(bool enabled)
+{
+    m_store.setBoolean(key::shareUsageAnalytics, enabled);
+    Analytics::shared().setEnabled(enabled);
 }
 
 bool AppSettings::hasCompletedOnboarding() const

@@ -130,6 +130,10 @@ public:
     // Where the changes above are posted, for views that follow a setting.
     NotificationCenter &center() const { return m_center; }
 
+    // Local usage analytics (off unless turned on); the process-wide recorder follows this.
+    bool shareUsageAnalytics() const;
+    void setShareUsageAnalytics(bool enabled);
+
     bool shouldShowOnboarding() const;
     bool hasCompletedOnboarding() const;
     void setHasCompletedOnboarding(bool completed);

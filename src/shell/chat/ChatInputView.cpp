@@ -5,6 +5,7 @@
 #include "core/Log.h"
 #include "core/settings/AppSettings.h"
 #include "shell/chat/ChatTextEdit.h"
+#include "tools/speech/SpeechService.h"
 
 #include <QComboBox>
 #include <QDragEnterEvent>
@@ -17,6 +18,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -95,6 +97,21 @@ ChatInputView::ChatInputView(AppSettings &settings, QWidget *parent) : QWidget(p
         m_modes->setToolTip(permissionModes().value(index).explanation);
     });
     connect(m_modes, &QComboBox::activated, this, [this](int) { emit permissionModeChanged(permissionMode()); });
+    m_mic = new QToolButton(this);
+    m_mic->setObjectName(QStringLiteral("dictationButton"));
+    m_mic->setText(QStringLiteral("Mic"));
+    m_mic->setToolTip(QStringLiteral("Dictate into the message field"));
+    connect(m_mic, &QToolButton::clicked, this, &ChatInputView::toggleDictation);
+    // The microphone pulses while it listens.
+    m_pulse = new QTimer(this);
+    m_pulse->setObjectName(QStringLiteral("dictationPulse"));
+    m_pulse->setInterval(500);
+    connect(m_pulse, &QTimer::timeout, this, [this] {
+        const bool bright = !m_mic->property("pulseBright").toBool();
+        m_mic->setProperty("pulseBright", bright);
+        m_mic->setStyleSheet(bright ? QStringLiteral("color: #e5484d;") : QStringLiteral("color: rgba(229, 72, 77, 0.4);"));
+    });
+    m_speechFactory = [](QObject *parent) { return SpeechService::createDefault(parent); };
     m_status = new QLabel(this);
     m_status->setObjectName(QStringLiteral("inputStatus"));
     m_send = new QPushButton(QStringLiteral("Send"), this);
@@ -106,6 +123,7 @@ ChatInputView::ChatInputView(AppSettings &settings, QWidget *parent) : QWidget(p
             submit();
     });
     bar->addWidget(m_attach);
+    bar->addWidget(m_mic);
     bar->addWidget(m_models);
     bar->addWidget(m_modes);
     bar->addWidget(m_status, 1);
@@ -181,6 +199,7 @@ void ChatInputView::submit()
     const QString text = m_text->toPlainText().trimmed();
     if (text.isEmpty() && m_attachments.isEmpty())
         return;
+    stopDictation();
     const QList<Attachment> sent = std::exchange(m_attachments, {});
     m_text->clear();
     m_slash->hide();
@@ -334,6 +353,82 @@ void ChatInputView::dropEvent(QDropEvent *event)
             files << url.toLocalFile();
     attachFiles(files);
     event->acceptProposedAction();
+}
+
+void ChatInputView::setSpeechServiceFactory(std::function<SpeechService *(QObject *)> factory)
+{
+    stopDictation();
+    delete m_speech;
+    m_speech = nullptr;
+    m_speechFactory = std::move(factory);
+}
+
+void ChatInputView::toggleDictation()
+{
+    if (m_dictating)
+        return stopDictation();
+    if (!m_speech) {
+        m_speech = m_speechFactory(this);
+        connect(m_speech, &SpeechService::recognized, this, [this](const QString &text, bool) { showDictationText(text); });
+        connect(m_speech, &SpeechService::stopped, this, &ChatInputView::endDictation);
+        connect(m_speech, &SpeechService::failed, this, [this](const QString &error) {
+            // Said in the log only: an alert in the middle of speaking would be worse than none.
+            logLine("ChatVC", QStringLiteral("Speech error: ") + error);
+            endDictation();
+        });
+    }
+    m_speech->requestAuthorization(this, [this](bool granted) {
+        if (!granted)
+            return showDictationAlert(speechtext::notAuthorizedTitle(), speechtext::notAuthorizedText());
+        startDictation();
+    });
+}
+
+void ChatInputView::startDictation()
+{
+    if (Status started = m_speech->startRecording(); !started) {
+        endDictation();
+        return showDictationAlert(speechtext::errorTitle(), started.error().message);
+    }
+    m_dictating = true;
+    m_mic->setText(QStringLiteral("Stop Mic"));
+    m_pulse->start();
+}
+
+void ChatInputView::stopDictation()
+{
+    if (m_speech && m_speech->isRecording())
+        m_speech->stopRecording();
+}
+
+void ChatInputView::showDictationText(const QString &text)
+{
+    // The base is fixed at the first result: what is typed meanwhile gives way to the next one.
+    if (!m_dictationBase)
+        m_dictationBase = m_text->toPlainText();
+    const QString base = *m_dictationBase;
+    m_text->setPlainText(base.isEmpty() ? text : base + QLatin1Char(' ') + text);
+    QTextCursor cursor = m_text->textCursor();
+    cursor.movePosition(QTextCursor::End);
+    m_text->setTextCursor(cursor);
+}
+
+void ChatInputView::endDictation()
+{
+    m_dictating = false;
+    m_dictationBase.reset();
+    m_pulse->stop();
+    m_mic->setText(QStringLiteral("Mic"));
+    m_mic->setProperty("pulseBright", false);
+    m_mic->setStyleSheet({});
+}
+
+void ChatInputView::showDictationAlert(const QString &title, const QString &text)
+{
+    auto *box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, window());
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setObjectName(QStringLiteral("dictationAlert"));
+    box->open();
 }
 
 } // namespace corvane

@@ -8,17 +8,22 @@
 #include <QList>
 #include <QWidget>
 
+#include <functional>
+#include <optional>
+
 class QComboBox;
 class QHBoxLayout;
 class QLabel;
 class QListWidget;
 class QPushButton;
+class QTimer;
 class QToolButton;
 
 namespace corvane {
 
 class AppSettings;
 class ChatTextEdit;
+class SpeechService;
 
 // One entry of the permission mode selector.
 struct PermissionModeChoice
@@ -60,6 +65,16 @@ public:
     void removeAttachment(const QUuid &id);
     void attachFiles(const QStringList &paths);
 
+    // Dictation into the field: what is heard goes after the text that was there when the first
+    // result came, each result replacing the last; a final result ends it. Nothing is sent.
+    void toggleDictation();
+    void stopDictation();
+    bool isDictating() const { return m_dictating; }
+    // Where the service comes from (pocketsphinx and the microphone unless told otherwise); it is
+    // made at the first dictation and lives as long as the input.
+    void setSpeechServiceFactory(std::function<SpeechService *(QObject *parent)> factory);
+    SpeechService *speechService() const { return m_speech; }
+
     ChatTextEdit *textEdit() const { return m_text; }
     QListWidget *slashList() const { return m_slash; }
     QPushButton *sendButton() const { return m_send; }
@@ -67,6 +82,7 @@ public:
     QComboBox *modeSelector() const { return m_modes; }
     QLabel *statusLabel() const { return m_status; }
     QWidget *chipsArea() const { return m_chips; }
+    QToolButton *dictationButton() const { return m_mic; }
 
 signals:
     void submitted(const QString &text, const QList<corvane::Attachment> &attachments);
@@ -85,6 +101,10 @@ private:
     void acceptSlash(int row);
     void rebuildChips();
     void chooseFiles();
+    void startDictation();
+    void showDictationText(const QString &text);
+    void endDictation();
+    void showDictationAlert(const QString &title, const QString &text);
 
     AppSettings &m_settings;
     ChatTextEdit *m_text;
@@ -100,6 +120,13 @@ private:
     QList<AgentModelDescriptor> m_modelOrder;
     QList<Attachment> m_attachments;
     bool m_waiting = false;
+
+    QToolButton *m_mic;
+    QTimer *m_pulse;
+    std::function<SpeechService *(QObject *)> m_speechFactory;
+    SpeechService *m_speech = nullptr;
+    bool m_dictating = false;
+    std::optional<QString> m_dictationBase;
 };
 
 } // namespace corvane

@@ -1,6 +1,7 @@
 #include "shell/preferences/GeneralPage.h"
 
 #include "agent/runtime/ToolLocator.h"
+#include "core/Analytics.h"
 #include "core/settings/AppSettings.h"
 #include "shell/chat/ChatInputView.h"
 #include "shell/preferences/PageParts.h"
@@ -8,6 +9,8 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
@@ -15,6 +18,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QUrl>
 #include <QVBoxLayout>
 
 namespace corvane {
@@ -98,6 +102,26 @@ GeneralPage::GeneralPage(AppSettings &settings, QWidget *parent) : QWidget(paren
     m_hiddenFiles->setChecked(settings.showHiddenFilesInInspector());
     layout->addWidget(m_hiddenFiles);
     connect(m_hiddenFiles, &QCheckBox::toggled, this, [this](bool on) { m_settings.setShowHiddenFilesInInspector(on); });
+
+    // Analytics stay on this machine: a log the user can read, and nothing is ever sent.
+    m_analytics = new QCheckBox(tr("Share anonymous usage analytics (kept in a local log, never sent)"));
+    m_analytics->setObjectName(QStringLiteral("shareUsageAnalytics"));
+    m_analytics->setChecked(settings.shareUsageAnalytics());
+    auto *showLog = new QPushButton(tr("Show Log"));
+    showLog->setObjectName(QStringLiteral("showAnalyticsLog"));
+    auto *analyticsRow = new QHBoxLayout;
+    analyticsRow->addWidget(m_analytics);
+    analyticsRow->addWidget(showLog);
+    analyticsRow->addStretch();
+    layout->addLayout(analyticsRow);
+    connect(m_analytics, &QCheckBox::toggled, this, [this](bool on) { m_settings.setShareUsageAnalytics(on); });
+    connect(showLog, &QPushButton::clicked, this, [] {
+        const QString file = Analytics::logFile();
+        QDir().mkpath(QFileInfo(file).path());
+        if (QFile log(file); !log.exists() && log.open(QIODevice::WriteOnly)) // an empty log still opens
+            log.close();
+        QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+    });
 
     layout->addSpacing(12);
     m_checklist = new QPushButton(tr("Show Setup Checklist…"));

@@ -36,6 +36,7 @@ public:
     QPushButton *browseButton(AgentTool tool) const;
     QComboBox *permissionModeBox() const { return m_permissionMode; }
     QCheckBox *hiddenFilesBox() const { return m_hiddenFiles; }
+    QCheckBox *analyticsBox() const { return m_analytics; }
     QPushButton *checklistButton() const { return m_checklist; }
 
 signals:
@@ -60,6 +61,7 @@ private:
     PathRow m_codex;
     QComboBox *m_permissionMode;
     QCheckBox *m_hiddenFiles;
+    QCheckBox *m_analytics;
     QPushButton *m_checklist;
     std::function<QString(QWidget *, const QString &)> m_pickFile;
 };

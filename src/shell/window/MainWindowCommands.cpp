@@ -10,6 +10,8 @@
 #include "core/store/StoreContext.h"
 #include "core/window/WindowNavigator.h"
 #include "core/window/WindowStateModel.h"
+#include "shell/chat/ChatInputView.h"
+#include "shell/chat/ChatView.h"
 #include "shell/import/ImportWindow.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/NewIssueDialog.h"
@@ -83,6 +85,10 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
         if (QWidget *chat = m_content->chatView())
             chat->setFocus(Qt::ShortcutFocusReason);
         return emit commandRequested(action, currentChatId());
+    case A::toggleDictation:
+        if (auto *chat = qobject_cast<ChatView *>(m_content->chatView()))
+            chat->input()->toggleDictation();
+        return;
     case A::newIssue:
         return openNewIssue(IssueStatus::backlog);
     case A::quickOpen:
@@ -90,7 +96,6 @@ void MainWindow::runCommand(KeyboardShortcutAction action)
     case A::allowOnce:
     case A::allowForSession:
     case A::deny:
-    case A::toggleDictation:
     case A::stopAgent:
         return emit commandRequested(action, currentChatId());
     }

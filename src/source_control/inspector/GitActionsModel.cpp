@@ -1,5 +1,6 @@
 #include "source_control/inspector/GitActionsModel.h"
 
+#include "core/Analytics.h"
 #include "core/Log.h"
 #include "source_control/GitService.h"
 #include "source_control/inspector/BackgroundClock.h"
@@ -183,8 +184,10 @@ void GitActionsModel::commit(const QStringList &unstagedPaths)
             if (!staged.ok())
                 return promise.resolve(staged);
             git.commit(message).then(this, [this, promise, workspace](const GitResult<void> &result) {
-                if (result.ok())
+                if (result.ok()) {
+                    Analytics::shared().record(QStringLiteral("git.commit"));
                     m_messages.remove(workspace); // the field empties with the commit
+                }
                 promise.resolve(result);
             });
         });
@@ -234,8 +237,10 @@ void GitActionsModel::generateTitle()
     emit changed();
     m_titleGenerator(*m_directory, workspace, [this, running, workspace](Result<QString> title) {
         m_running.remove(running); // one at a time
-        if (title.ok())
+        if (title.ok()) {
             m_messages.insert(workspace, title.value());
+            Analytics::shared().record(QStringLiteral("git.commitTitleGenerated"));
+        }
         else
             logLine(Tag, QStringLiteral("Title generation failed: %1").arg(title.error().message));
         if (!title.ok() && m_workspaceId == workspace)

@@ -1,12 +1,23 @@
 // Making projects, workspaces and chats.
 #include "source_control/workspaces/WorkspaceLifecycleService.h"
 
+#include "core/Analytics.h"
 #include "core/store/StoreContext.h"
 
 #include <QDir>
 #include <QFileInfo>
 
 namespace corvane {
+
+namespace {
+
+void recordChatCreated(const Chat &chat)
+{
+    Analytics::shared().record(QStringLiteral("chat.created"),
+                               {{QStringLiteral("agentType"), analyticsAgentName(chat.agentType() == AgentType::codex)}});
+}
+
+} // namespace
 
 std::shared_ptr<Project> WorkspaceLifecycleService::createProject(const QString &name, const QString &path,
                                                          const std::optional<QUuid> &profileId)
@@ -19,6 +30,7 @@ std::shared_ptr<Project> WorkspaceLifecycleService::createProject(const QString 
     project.profileId = profileId;
     auto inserted = m_context.insert(project);
     saveQuietly();
+    Analytics::shared().record(QStringLiteral("project.created"), {{QStringLiteral("totalProjects"), m_context.count<Project>().valueOr(0)}});
     emit recordsChanged();
     return inserted;
 }
@@ -58,6 +70,7 @@ std::shared_ptr<Workspace> WorkspaceLifecycleService::createWorkspace(Project &p
     auto inserted = m_context.insert(workspace);
     m_context.insert(chat);
     saveQuietly();
+    recordChatCreated(chat);
     emit recordsChanged();
     return inserted;
 }
@@ -83,6 +96,7 @@ void WorkspaceLifecycleService::addChat(const std::shared_ptr<Chat> &chat, Proje
     chat->projectId = project.id;
     m_context.insert(chat);
     saveQuietly();
+    recordChatCreated(*chat);
     emit recordsChanged();
 }
 
@@ -97,6 +111,7 @@ std::shared_ptr<Chat> WorkspaceLifecycleService::createChat(Workspace &workspace
     chat.projectId = workspace.projectId;
     auto inserted = m_context.insert(chat);
     saveQuietly();
+    recordChatCreated(chat);
     emit recordsChanged();
     return inserted;
 }
