@@ -4,6 +4,7 @@
 #include "core/store/Connection.h"
 #include "core/store/Store.h"
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <QTimer>
 
@@ -89,8 +90,12 @@ void StoreContext::deferSave()
         m_saveRetry->setSingleShot(true);
         connect(m_saveRetry, &QTimer::timeout, this, [this] { (void)save(); });
     }
-    if (m_saveRetryDelayMs == 0)
-        logLine("Store", QStringLiteral("Another program is writing to the store; this save is kept and tried again shortly"));
+    // Said once in a while, not at every put-off save: a long automation run meets thousands.
+    static QElapsedTimer lastSaid;
+    if (m_saveRetryDelayMs == 0 && (!lastSaid.isValid() || lastSaid.elapsed() > 10000)) {
+        lastSaid.start();
+        logLine("Store", QStringLiteral("Another program is writing to the store; saves are kept and tried again shortly"));
+    }
     m_saveRetryDelayMs = m_saveRetryDelayMs == 0 ? firstSaveRetryMs : std::min(m_saveRetryDelayMs * 2, longestSaveRetryMs);
     m_saveRetry->start(m_saveRetryDelayMs);
 }
