@@ -30,6 +30,7 @@
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/AutomationRunBanner.h"
+#include "shell/window/ProjectActionsBar.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/PullRequestSection.h"
 #include "shell/window/SidebarView.h"
@@ -204,6 +205,7 @@ void MainWindow::buildColumns()
     m_inspector->setFileTreeModel(m_fileTreeModel);
     setUpGitActions();
     setUpTerminals();
+    setUpProjectActions();
     setUpFiles();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
         (new DiffWindow(directory, path, this))->show(); // closes itself; several may be open
@@ -399,6 +401,9 @@ void MainWindow::refresh()
     selectInSidebar();
     m_sidebar->setActiveProfile(m_state->activeProfileId());
     drawContent();
+    if (m_projectActions)
+        m_projectActions->showWorkspace(m_state->content().kind == ContentState::Kind::workspace
+                                            ? std::optional<QUuid>(m_state->content().id) : std::nullopt);
     m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
     m_sidebar->setVisible(!m_state->isSidebarCollapsed());
     m_inspector->setVisible(!m_state->isInspectorCollapsed());

@@ -36,6 +36,7 @@ class PreferencesStore;
 class PreferencesWindow;
 class ProfileActions;
 struct Project;
+class ProjectActionsBar;
 class SidebarView;
 class SidebarViewModel;
 class WorkspaceLifecycleService;
@@ -109,6 +110,8 @@ public:
     InspectorView *inspector() const { return m_inspector; }
     // The shown workspace's terminal panel, or null.
     TerminalPanel *terminalPanel() const;
+    // The shown workspace's project actions, over the columns.
+    ProjectActionsBar *projectActionsBar() const { return m_projectActions; }
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     FileTreeViewModel &fileTreeModel() const { return *m_fileTreeModel; }
     QSplitter *splitter() const { return m_splitter; }
@@ -161,6 +164,7 @@ private:
     // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
     void newWorkspaceIn(const QUuid &projectId);
     void editQualityGates(const QUuid &projectId);
+    void editProjectActions(const QUuid &projectId);
     // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
     void openRunAgentPanel(const QUuid &issueId);
     // The project's session import window; after an import the first new workspace shows.
@@ -186,6 +190,7 @@ private:
     bool passesSignInGate(const std::optional<QUuid> &projectId);
     // The shown workspace's terminal panel, made with its first shell when first shown.
     void setUpTerminals();
+    void setUpProjectActions();
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
     void toggleTerminal();
     void runInTerminal(const QUuid &workspaceId, const QString &command, const QString &name);
@@ -200,6 +205,7 @@ private:
     SidebarViewModel *m_sidebarModel;
     WindowNavigator *m_navigator;
     SidebarView *m_sidebar = nullptr;
+    ProjectActionsBar *m_projectActions = nullptr;
     ContentArea *m_content = nullptr;
     InspectorView *m_inspector = nullptr;
     InspectorViewModel *m_inspectorModel;

@@ -345,6 +345,7 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
     case ItemKind::project:
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
         add(tr("Quality Gates…"), &SidebarView::qualityGatesRequested);
+        add(tr("Project Actions…"), &SidebarView::projectActionsRequested);
         add(tr("Import Sessions…"), &SidebarView::importSessionsRequested);
         for (const auto &project : m_model.projects())
             if (project->id == id)

@@ -75,6 +75,7 @@ signals:
     void archiveChatRequested(const QUuid &chatId);
     void newWorkspaceRequested(const QUuid &projectId);
     void qualityGatesRequested(const QUuid &projectId);
+    void projectActionsRequested(const QUuid &projectId);
     void importSessionsRequested(const QUuid &projectId);
     // A suggested command to run in the workspace's terminal.
     void runCommandRequested(const QUuid &workspaceId, const QString &command, const QString &name);
