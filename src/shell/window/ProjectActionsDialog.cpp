@@ -38,8 +38,8 @@ ProjectActionsDialog::ProjectActionsDialog(StoreContext &context, const Project 
 ProjectActionsDialog::~ProjectActionsDialog()
 {
     // The fields' last edit is already written; nothing may reach this half-destroyed dialog.
-    m_name->disconnect(this);
-    m_script->disconnect(this);
+    for (QObject *field : std::initializer_list<QObject *>{m_name, m_script, m_symbol, m_list})
+        field->disconnect(this);
 }
 
 void ProjectActionsDialog::build(const QString &folder)

@@ -109,6 +109,8 @@ private slots:
             QTest::qWait(300);
             row->content += QLatin1String(piece);
             QVERIFY(ctx.save());
+            // Reading goes on as well, from what was committed before the other writer began.
+            QCOMPARE(ctx.fetchOrEmpty<Project>().size(), 1);
         }
         row->isComplete = true;
         QVERIFY(ctx.save());
