@@ -91,6 +91,9 @@ bool Application::start()
                                 "Nothing was deleted: the old store was moved to\n%2")
                                  .arg(m_store->openReport().setAsideReason, *aside));
     }
+    // corvane-cli may write to the same store for minutes (an automation run): the window's
+    // thread never waits for it, its saves land when the other writer lets go.
+    m_store->keepResponsive(thread());
     m_store->watchOtherWriters();
     startup::startActivityBackfill(m_store, this, m_center);
     // Messages stored before the search index existed are added to it in the background.

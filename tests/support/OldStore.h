@@ -3,10 +3,13 @@
 // A store as version 1 wrote it (before the message index), made with plain SQL so that tests can
 // migrate it, with `messages` text messages in three chats (every fifth one a tool row search
 // never finds). Each message carries a token of its own, "k<number>q", and the word "zebra".
+#include "core/store/Connection.h"
 #include "core/store/Migrations.h"
 
 #include <QString>
 #include <QUuid>
+
+#include <memory>
 
 #include <sqlite3.h>
 
@@ -51,6 +54,22 @@ inline bool makeVersionOneStore(const QString &path, int messages)
     ok = ok && sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_close(db);
     return ok;
+}
+
+// An empty store as the schema's `version` left it, made with the released steps up to it.
+inline bool makeStoreAtVersion(const QString &path, int version)
+{
+    auto opened = store::Connection::open(path, true);
+    if (!opened)
+        return false;
+    std::unique_ptr<store::Connection> connection(opened.value());
+    for (const store::Migration &step : store::migrations()) {
+        if (step.version > version)
+            break;
+        if (!(step.apply ? step.apply(*connection) : connection->exec(step.sql)))
+            return false;
+    }
+    return bool(connection->exec(QByteArray("PRAGMA user_version = " + QByteArray::number(version)).constData()));
 }
 
 } // namespace corvane::test

@@ -2,6 +2,7 @@
 #include "app/cli/CliOutput.h"
 
 #include "app/StartupSequence.h"
+#include "app/cli/ActionCommands.h"
 #include "app/cli/ChatLookup.h"
 #include "app/cli/DefinitionCommands.h"
 #include "app/cli/GateCommands.h"
@@ -161,6 +162,13 @@ Commands:
       lists. --measure also measures disk usage (du) and runs npm outdated in the
       folders with a package.json. A figure that could not be measured has a null
       value and its error. Exits 1 when DIR is not a project, 2 on bad usage.
+  actions --project DIR
+      The project's toolbar actions in their order, one per line, tab-separated:
+      position (from 0), name, script.
+  action run --project DIR --name NAME
+      Runs the action's script in the project's folder through $SHELL -c, in the
+      foreground, and exits with the script's exit status. An unknown project or
+      action exits 1.
   search TEXT [--messages|--workspaces]
       Quick search: workspaces whose name or project contains TEXT, then chat
       messages that contain it (user and assistant text of chats not archived),
@@ -325,6 +333,10 @@ int run(const QStringList &arguments)
         return runCommandsCommand(rest);
     if (command == QLatin1String("project"))
         return projectCommand(rest);
+    if (command == QLatin1String("actions"))
+        return listActions(rest);
+    if (command == QLatin1String("action"))
+        return actionCommand(rest);
     if (command.isEmpty() || command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(kUsage, stdout);
         return command.isEmpty() ? 2 : 0;

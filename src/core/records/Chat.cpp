@@ -19,6 +19,10 @@ std::optional<QString> Chat::workingDirectory(const Workspace *workspace, const 
 void Chat::recordActivity(const QDateTime &date, StoreContext &context) const
 {
     const QDateTime day = startOfLocalDay(date);
+    // A row added since the last save is not in the store yet: look among those first.
+    for (const auto &pending : context.unsavedInserts<ChatActivityDay>())
+        if (pending->chatId == id && pending->day == day)
+            return;
     const auto existing = context.count<ChatActivityDay>(where::eq("chatId", id) && where::eq("day", day));
     if (existing && *existing > 0)
         return;
@@ -30,6 +34,9 @@ void Chat::recordActivity(const QDateTime &date, StoreContext &context) const
 
 void Chat::backfillActivityIfNeeded(StoreContext &context) const
 {
+    for (const auto &pending : context.unsavedInserts<ChatActivityDay>())
+        if (pending->chatId == id)
+            return;
     const auto existing = context.count<ChatActivityDay>(where::eq("chatId", id));
     if (existing && *existing == 0)
         recordActivity(createdAt, context);

@@ -21,6 +21,8 @@ template <>
 struct store::RecordTraits<ChatActivityDay>
 {
     static constexpr const char *entity = "ChatActivityDay";
+    // A chat has one row per day (a unique index): a second one for the same day is dropped.
+    static constexpr bool ignoresDuplicates = true;
     static const auto &columns()
     {
         using R = ChatActivityDay;

@@ -26,7 +26,7 @@ Result<Connection *> Connection::open(const QString &path, bool create)
         return error;
     }
     sqlite3_extended_result_codes(connection->m_db, 0);
-    sqlite3_busy_handler(connection->m_db, &Connection::waitForLock, nullptr);
+    sqlite3_busy_handler(connection->m_db, &Connection::waitForLock, connection);
     sqlite3_update_hook(connection->m_db, &Connection::onUpdate, connection);
     // Foreign keys are off by default in SQLite and must be switched on for every connection,
     // or cascades silently never happen.
@@ -39,8 +39,18 @@ Result<Connection *> Connection::open(const QString &path, bool create)
     return connection;
 }
 
-int Connection::waitForLock(void *, int attempts)
+int Connection::waitForLock(void *self, int attempts)
 {
+    const auto *connection = static_cast<const Connection *>(self);
+    if (connection->m_lockWait == LockWait::never) {
+        // The write lock can be held for seconds by another process: give up at once and let
+        // the caller try again later. Readers in WAL mode meet a lock only while a log is being
+        // recovered or reset, which takes moments.
+        if (connection->m_beginningWrite || attempts >= neverWaitReadGraceMs)
+            return 0;
+        sqlite3_sleep(1);
+        return 1;
+    }
     // SQLite's own timeout backs off to sleeps of 100 ms, and so keeps missing the short gaps
     // between the transactions of a writer that works in small batches (the search index fill):
     // a save could wait seconds for a lock that was free most of the time. Looking again every
@@ -99,6 +109,14 @@ Result<qint64> Connection::queryInteger(const char *sql)
     if (rc != SQLITE_ROW && rc != SQLITE_DONE)
         return lastError(QString::fromUtf8(sql));
     return value;
+}
+
+Status Connection::beginWrite()
+{
+    m_beginningWrite = true;
+    Status status = run(QByteArrayLiteral("BEGIN IMMEDIATE"));
+    m_beginningWrite = false;
+    return status;
 }
 
 Error Connection::lastError(const QString &context) const

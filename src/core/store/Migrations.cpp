@@ -327,6 +327,17 @@ CREATE TABLE GateResult (
 CREATE INDEX GateResult_runId ON GateResult(runId);
 )sql";
 
+// Version 3: one activity row per chat and day. Two saves that each saw no row for today (a
+// session and the start-up backfill, say) could both add one; the duplicates say nothing more
+// than one row does, so the oldest of each chat's day stays. Rows of no chat are left alone.
+const char *const kVersion3 = R"sql(
+DELETE FROM ChatActivityDay
+WHERE chatId IS NOT NULL
+  AND rowid NOT IN (SELECT min(rowid) FROM ChatActivityDay WHERE chatId IS NOT NULL GROUP BY chatId, day);
+DROP INDEX IF EXISTS ChatActivityDay_chatId;
+CREATE UNIQUE INDEX ChatActivityDay_chatId_day ON ChatActivityDay(chatId, day);
+)sql";
+
 } // namespace
 
 const QList<Migration> &migrations()
@@ -335,6 +346,7 @@ const QList<Migration> &migrations()
         {1, kVersion1},
         // Version 2: the full-text index of chat messages for quick search.
         {2, nullptr, &addMessageSearchIndex},
+        {3, kVersion3},
     };
     return steps;
 }

@@ -120,7 +120,16 @@ const EntityInfo &entityInfo()
         }
         const QByteArray table = '"' + e.name.toUtf8() + '"';
         e.selectList = quotedColumns.join(',');
-        e.insertSql = "INSERT INTO " + table + " (" + e.selectList + ") VALUES (" + marks.join(',') + ")";
+        // A type whose rows are unique beyond their id (RecordTraits::ignoresDuplicates) drops an
+        // insert that repeats a stored row: another context may have saved the same one first, and
+        // refusing the whole save would keep it failing at every later save too.
+        const QByteArray verb = [] {
+            if constexpr (requires { RecordTraits<R>::ignoresDuplicates; })
+                return QByteArray("INSERT OR IGNORE INTO ");
+            else
+                return QByteArray("INSERT INTO ");
+        }();
+        e.insertSql = verb + table + " (" + e.selectList + ") VALUES (" + marks.join(',') + ")";
         e.deleteSql = "DELETE FROM " + table + " WHERE \"id\" = ?";
         return e;
     }();

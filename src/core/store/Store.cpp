@@ -245,6 +245,8 @@ Result<Connection *> Store::connection()
     if (!opened)
         return opened.error();
     m_connections.insert(thread, opened.value());
+    if (thread == m_responsiveThread)
+        opened.value()->setLockWait(store::LockWait::never);
     if (thread == this->thread())
         checkpointInBackground(opened.value()->handle());
     // Pool threads come and go: close a thread's connection when it ends.
@@ -290,6 +292,17 @@ void Store::checkpointInBackground(sqlite3 *db)
     m_checkpoint = std::make_unique<CheckpointState>();
     m_checkpoint->path = m_path;
     sqlite3_wal_hook(db, &afterCommit, m_checkpoint.get());
+}
+
+void Store::keepResponsive(QThread *thread)
+{
+    QMutexLocker lock(&m_mutex);
+    if (m_responsiveThread)
+        if (Connection *previous = m_connections.value(m_responsiveThread))
+            previous->setLockWait(store::LockWait::wait);
+    m_responsiveThread = thread;
+    if (Connection *existing = m_connections.value(thread))
+        existing->setLockWait(store::LockWait::never);
 }
 
 void Store::closeConnectionOf(QThread *thread)

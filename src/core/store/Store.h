@@ -61,6 +61,12 @@ public:
     // The calling thread's connection, opened on first use.
     Result<store::Connection *> connection();
 
+    // The connection of `thread` (the window's) never waits for another connection's write lock:
+    // a save that meets one is kept pending by its context and tried again from the event loop
+    // (StoreContext::save). Every other thread's connection waits as before.
+    void keepResponsive(QThread *thread);
+    QThread *responsiveThread() const { return m_responsiveThread; }
+
     // Notices commits made through other connections to the same file (corvane-cli, another
     // process, our own background threads) by polling SQLite's data version on the main thread,
     // a read of a counter in shared memory; changedElsewhere() follows each one.
@@ -84,6 +90,7 @@ private:
     QTimer *m_watch = nullptr;
     std::unique_ptr<CheckpointState> m_checkpoint;
     qint64 m_dataVersion = -1;
+    QThread *m_responsiveThread = nullptr;
 };
 
 } // namespace corvane

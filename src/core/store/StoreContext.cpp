@@ -4,7 +4,9 @@
 #include "core/store/Connection.h"
 #include "core/store/Store.h"
 
+#include <QElapsedTimer>
 #include <QThread>
+#include <QTimer>
 
 namespace corvane {
 
@@ -48,6 +50,11 @@ QByteArray selectByIdSql(const RecordOps &ops)
     return "SELECT " + ops.entity->selectList + " FROM " + tableOf(ops) + " WHERE \"id\" = ?";
 }
 
+// The first try again after a save met another writer, and the longest pause between tries: a
+// few frames at most, so what the user did lands soon after the other writer lets go.
+constexpr int firstSaveRetryMs = 4;
+constexpr int longestSaveRetryMs = 64;
+
 } // namespace
 
 StoreContext::StoreContext(Store *store) : m_store(store)
@@ -55,7 +62,43 @@ StoreContext::StoreContext(Store *store) : m_store(store)
     connect(store, &Store::didSave, this, &StoreContext::mergeChanges);
 }
 
-StoreContext::~StoreContext() = default;
+StoreContext::~StoreContext()
+{
+    // Changes still waiting for another writer are written now, waiting as long as any worker
+    // would: nothing is drawn any more, and they must not be lost.
+    if (!isSaveDeferred())
+        return;
+    auto connection = m_store->connection();
+    if (!connection)
+        return;
+    const store::LockWait wait = (*connection)->lockWait();
+    (*connection)->setLockWait(store::LockWait::wait);
+    m_saveRetry->stop();
+    (void)save();
+    (*connection)->setLockWait(wait);
+}
+
+bool StoreContext::isSaveDeferred() const
+{
+    return m_saveRetry && m_saveRetry->isActive();
+}
+
+void StoreContext::deferSave()
+{
+    if (!m_saveRetry) {
+        m_saveRetry = new QTimer(this);
+        m_saveRetry->setSingleShot(true);
+        connect(m_saveRetry, &QTimer::timeout, this, [this] { (void)save(); });
+    }
+    // Said once in a while, not at every put-off save: a long automation run meets thousands.
+    static QElapsedTimer lastSaid;
+    if (m_saveRetryDelayMs == 0 && (!lastSaid.isValid() || lastSaid.elapsed() > 10000)) {
+        lastSaid.start();
+        logLine("Store", QStringLiteral("Another program is writing to the store; saves are kept and tried again shortly"));
+    }
+    m_saveRetryDelayMs = m_saveRetryDelayMs == 0 ? firstSaveRetryMs : std::min(m_saveRetryDelayMs * 2, longestSaveRetryMs);
+    m_saveRetry->start(m_saveRetryDelayMs);
+}
 
 void StoreContext::registerInserted(const RecordOps &ops, std::shared_ptr<void> object)
 {
@@ -251,8 +294,16 @@ Status StoreContext::save()
     if (!opened)
         return opened.error().prefixed(QStringLiteral("Saving: "));
     Connection &connection = **opened;
-    if (Status s = connection.run(QByteArrayLiteral("BEGIN IMMEDIATE")); !s)
+    if (Status s = connection.beginWrite(); !s) {
+        if (s.error().code == SQLITE_BUSY && connection.lockWait() == store::LockWait::never) {
+            deferSave();
+            return {};
+        }
         return s.error().prefixed(QStringLiteral("Saving: "));
+    }
+    if (m_saveRetry)
+        m_saveRetry->stop();
+    m_saveRetryDelayMs = 0;
     connection.takeTouchedTables();
 
     StoreChanges changes;

@@ -12,6 +12,8 @@
 
 #include <memory>
 
+class QTimer;
+
 namespace corvane {
 
 class Store;
@@ -123,7 +125,14 @@ public:
 
     // Writes every pending change in one transaction. On failure nothing is written and every
     // change stays pending, so a later save repeats it.
+    //
+    // On the store's responsive thread (Store::keepResponsive) a save that finds another
+    // connection writing does not wait and is no failure: it returns success with the changes
+    // still pending, and the context saves again from the event loop, backing off, until they
+    // land; saved() and Store::didSave() follow then as for any save.
     Status save();
+    // Whether a save is waiting for another writer to finish (see save()).
+    bool isSaveDeferred() const;
     // Drops pending changes: inserted records are forgotten, removed ones kept, and edited ones
     // restored to what was last read or saved.
     void rollback();
@@ -171,12 +180,15 @@ private:
     void mergeChanges(const StoreChanges &changes);
     void prune();
     void logFetchFailure(const Error &error) const;
+    void deferSave();
 
     Store *m_store;
     QHash<const store::RecordOps *, EntityMap> m_entries;
     QList<std::pair<const store::RecordOps *, QUuid>> m_insertOrder;
     int m_registered = 0;
     int m_pruneThreshold = 4096;
+    QTimer *m_saveRetry = nullptr;
+    int m_saveRetryDelayMs = 0;
 };
 
 } // namespace corvane

@@ -30,6 +30,7 @@
 #include "shell/tools/PlannerToolPage.h"
 #include "shell/tools/ToolPages.h"
 #include "shell/window/AutomationRunBanner.h"
+#include "shell/window/ProjectActionsBar.h"
 #include "shell/window/InspectorView.h"
 #include "shell/window/PullRequestSection.h"
 #include "shell/window/SidebarView.h"
@@ -210,6 +211,7 @@ void MainWindow::buildColumns()
     m_inspector->setFileTreeModel(m_fileTreeModel);
     setUpGitActions();
     setUpTerminals();
+    setUpProjectActions();
     setUpFiles();
     setUpRecordActions();
     connect(m_inspector, &InspectorView::diffRequested, this, [this](const QString &directory, const QString &path) {
@@ -406,6 +408,9 @@ void MainWindow::refresh()
     selectInSidebar();
     m_sidebar->setActiveProfile(m_state->activeProfileId());
     drawContent();
+    if (m_projectActions)
+        m_projectActions->showWorkspace(m_state->content().kind == ContentState::Kind::workspace
+                                            ? std::optional<QUuid>(m_state->content().id) : std::nullopt);
     m_sidebar->setSelection(m_state->content(), m_state->selectedChatIdInWorkspace());
     showBranchSwitch(currentChatId());
     m_sidebar->setVisible(!m_state->isSidebarCollapsed());

@@ -39,6 +39,7 @@ class PreferencesStore;
 class PreferencesWindow;
 class ProfileActions;
 struct Project;
+class ProjectActionsBar;
 class SidebarView;
 class SidebarViewModel;
 class WorkspaceLifecycleService;
@@ -114,6 +115,8 @@ public:
     InspectorView *inspector() const { return m_inspector; }
     // The shown workspace's terminal panel, or null.
     TerminalPanel *terminalPanel() const;
+    // The shown workspace's project actions, over the columns.
+    ProjectActionsBar *projectActionsBar() const { return m_projectActions; }
     InspectorViewModel &inspectorModel() const { return *m_inspectorModel; }
     FileTreeViewModel &fileTreeModel() const { return *m_fileTreeModel; }
     QSplitter *splitter() const { return m_splitter; }
@@ -170,6 +173,7 @@ private:
     // Opens the dialog that makes a workspace on the checkout, a new branch or a new worktree.
     void newWorkspaceIn(const QUuid &projectId, WorkspaceCreationMode mode = WorkspaceCreationMode::simple);
     void editQualityGates(const QUuid &projectId);
+    void editProjectActions(const QUuid &projectId);
     // The Run Agent panel for an issue; a started run's workspace is shown with its coordinator.
     void openRunAgentPanel(const QUuid &issueId);
     // The project's session import window; after an import the first new workspace shows.
@@ -204,6 +208,7 @@ private:
     bool passesSignInGate(const std::optional<QUuid> &projectId);
     // The shown workspace's terminal panel, made with its first shell when first shown.
     void setUpTerminals();
+    void setUpProjectActions();
     void showTerminal(const Workspace &workspace, const std::optional<QString> &folder);
     void toggleTerminal();
     void runInTerminal(const QUuid &workspaceId, const QString &command, const QString &name);
@@ -218,6 +223,7 @@ private:
     SidebarViewModel *m_sidebarModel;
     WindowNavigator *m_navigator;
     SidebarView *m_sidebar = nullptr;
+    ProjectActionsBar *m_projectActions = nullptr;
     ContentArea *m_content = nullptr;
     ProjectOverviewViewModel *m_overview = nullptr;
     InspectorView *m_inspector = nullptr;

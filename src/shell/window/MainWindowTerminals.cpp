@@ -4,12 +4,15 @@
 
 #include "core/Broadcasts.h"
 #include "core/records/Project.h"
+#include "core/records/ProjectActions.h"
 #include "core/records/Workspace.h"
 #include "core/settings/AppSettings.h"
 #include "core/store/StoreContext.h"
 #include "core/window/WindowStateModel.h"
 #include "shell/terminal/TerminalPanel.h"
 #include "shell/terminal/TerminalView.h"
+#include "shell/window/ProjectActionsBar.h"
+#include "shell/window/ProjectActionsDialog.h"
 #include "shell/window/SidebarView.h"
 #include "tools/terminal/TerminalPanelModel.h"
 #include "tools/terminal/TerminalService.h"
@@ -96,6 +99,30 @@ void MainWindow::runInTerminal(const QUuid &workspaceId, const QString &command,
     }
     showWorkspace(workspaceId);
     refresh();
+}
+
+void MainWindow::setUpProjectActions()
+{
+    // The buttons run in the workspace's terminal panel: without terminals there is no bar.
+    if (!m_services.terminals)
+        return;
+    m_projectActions = new ProjectActionsBar(m_services.context, this);
+    addToolBar(Qt::TopToolBarArea, m_projectActions);
+    connect(m_projectActions, &ProjectActionsBar::runRequested, this, &MainWindow::runInTerminal);
+    connect(m_projectActions, &ProjectActionsBar::manageRequested, this, &MainWindow::editProjectActions);
+    connect(m_sidebar, &SidebarView::projectActionsRequested, this, &MainWindow::editProjectActions);
+}
+
+void MainWindow::editProjectActions(const QUuid &projectId)
+{
+    const auto project = m_services.context.get<Project>(projectId);
+    if (!project)
+        return;
+    auto *dialog = new ProjectActionsDialog(m_services.context, *project, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    // A save put off by another writer reaches the bar only when it lands; draw what the dialog did now.
+    connect(dialog, &QDialog::finished, m_projectActions, &ProjectActionsBar::reload);
+    dialog->open();
 }
 
 void MainWindow::toggleTerminal()

@@ -367,6 +367,7 @@ QList<QAction *> SidebarView::rowActions(const QUuid &id, QObject *owner)
                 project = each;
         add(tr("New Workspace"), &SidebarView::newWorkspaceRequested);
         add(tr("Quality Gates…"), &SidebarView::qualityGatesRequested);
+        add(tr("Project Actions…"), &SidebarView::projectActionsRequested);
         add(tr("Import Sessions…"), &SidebarView::importSessionsRequested);
         if (!project)
             break;

@@ -80,6 +80,7 @@ signals:
     void archiveChatRequested(const QUuid &chatId);
     void newWorkspaceRequested(const QUuid &projectId);
     void qualityGatesRequested(const QUuid &projectId);
+    void projectActionsRequested(const QUuid &projectId);
     void importSessionsRequested(const QUuid &projectId);
     // A workspace's or chat's name as typed over its row.
     void renameRequested(const QUuid &id, const QString &name);

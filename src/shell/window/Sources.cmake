@@ -12,6 +12,7 @@ target_sources(corvane_shell PRIVATE
     window/NewWorkspaceDialog.h window/NewWorkspaceDialog.cpp
     window/AutomationRunBanner.h window/AutomationRunBanner.cpp
     window/QualityGatesDialog.h window/QualityGatesDialog.cpp
+    window/ProjectActionsBar.h window/ProjectActionsBar.cpp window/ProjectActionsDialog.h window/ProjectActionsDialog.cpp
     window/RunAgentPanel.h window/RunAgentPanel.cpp
     window/NewIssueDialog.h window/NewIssueDialog.cpp
     window/CommitSyncPanel.h window/CommitSyncPanel.cpp
