@@ -6,6 +6,7 @@
 #include "core/settings/PreferencesStore.h"
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
+#include "CloneWindow.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/NewWorkspaceDialog.h"
 #include "shell/window/WindowActions.h"
@@ -30,26 +31,9 @@ using namespace corvane;
 
 namespace {
 
-// A window on a clone of a bare repository, the way a user's project with a remote looks.
-struct Fixture
+struct Fixture : test::CloneWindow
 {
-    test::GitSandbox sandbox;
-    QString repo = sandbox.makeClone("app");
-    std::shared_ptr<Store> store = Store::open(sandbox.path("store.sqlite")).value();
-    PreferencesStore preferences{sandbox.path("settings.json")};
-    NotificationCenter center;
-    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
-    WorkspaceLifecycleService lifecycle{store->mainContext(), center};
-    std::unique_ptr<MainWindow> window;
-    bool projectAdded = false;
-
-    Fixture()
-    {
-        window = std::make_unique<MainWindow>(WindowServices{store->mainContext(), preferences, settings, center, lifecycle}, 1);
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->show();
-        projectAdded = bool(window->addProjectFolder(repo));
-    }
+    bool projectAdded = openWithProject();
 
     // Opens the dialog in `mode` once the branches are listed; null if it did not come up.
     NewWorkspaceDialog *open(WorkspaceCreationMode mode)

@@ -8,6 +8,7 @@
 #include "core/store/Store.h"
 #include "core/store/StoreContext.h"
 #include "core/window/WindowNavigator.h"
+#include "CloneWindow.h"
 #include "shell/window/BranchSwitchButton.h"
 #include "shell/window/MainWindow.h"
 #include "shell/window/NewWorkspaceDialog.h"
@@ -39,34 +40,16 @@ using namespace corvane;
 namespace {
 
 // A window on a clone of a bare repository, with the project added the way a user adds it.
-struct Fixture
+struct Fixture : test::CloneWindow
 {
-    test::GitSandbox sandbox;
-    QString repo = sandbox.makeClone("app");
-    std::shared_ptr<Store> store = Store::open(sandbox.path("store.sqlite")).value();
-    PreferencesStore preferences{sandbox.path("settings.json")};
-    NotificationCenter center;
-    AppSettings settings{preferences, center, [] { return SystemUserNames{"Ada Lovelace", "ada"}; }};
-    WorkspaceLifecycleService lifecycle{store->mainContext(), center};
-    std::unique_ptr<MainWindow> window;
     QList<StoreChanges> saves;
 
     Fixture()
     {
-        openWindow();
-        QVERIFY(window->addProjectFolder(repo));
+        QVERIFY(openWithProject());
         QObject::connect(&ctx(), &StoreContext::saved, [this](const StoreChanges &changes) { saves.append(changes); });
     }
 
-    void openWindow()
-    {
-        window = std::make_unique<MainWindow>(WindowServices{ctx(), preferences, settings, center, lifecycle}, 1);
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->resize(1100, 720);
-        window->show();
-    }
-
-    StoreContext &ctx() { return store->mainContext(); }
     SidebarView &sidebar() { return *window->sidebar(); }
     template <typename R>
     QList<std::shared_ptr<R>> all() { return ctx().fetchOrEmpty<R>(Query().orderBy("sortOrder")); }
