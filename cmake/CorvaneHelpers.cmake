@@ -1,10 +1,19 @@
 # corvane_add_library(NAME SOURCES... [LINK libs...])
-# A static library for one subsystem folder; its headers are reached as "<folder>/<Header>.h".
+# The library of one subsystem folder (static, or shared with CORVANE_SHARED_LIBS); its headers
+# are reached as "<folder>/<Header>.h".
 function(corvane_add_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
-    add_library(${name} STATIC ${ARG_SOURCES})
+    add_library(${name} ${CORVANE_LIBRARY_TYPE} ${ARG_SOURCES})
     target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PUBLIC ${ARG_LINK})
+    corvane_install_library(${name})
+endfunction()
+
+# Shared subsystem libraries go beside each other in a private folder the executables' RPATH names.
+function(corvane_install_library name)
+    if(CORVANE_SHARED_LIBS)
+        install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/corvane)
+    endif()
 endfunction()
 
 # corvane_add_test(NAME SOURCES... [LINK libs...] [GUI])

@@ -5,6 +5,8 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build="$root/build"
+# Shared subsystem libraries keep the test executables small (see CMakeLists.txt).
+common=(-DCORVANE_SHARED_LIBS=ON)
 args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
 for arg in "$@"; do
     case "$arg" in
@@ -22,7 +24,7 @@ export CCACHE_DIR="${CCACHE_DIR:-$root/.cache/ccache}"
 export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$root}"
 export CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-1}"
 echo "build: configuring $build" >&2
-cmake -S "$root" -B "$build" "${args[@]}" >&2
+cmake -S "$root" -B "$build" "${common[@]}" "${args[@]}" >&2
 echo "build: compiling with $(nproc) jobs (the first build takes a while)" >&2
 cmake --build "$build" -j"$(nproc)" >&2
 echo "$build"

@@ -7,6 +7,7 @@
 #include "agent/runtime/ToolLocator.h"
 #include "core/process/ChildProcess.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QStringDecoder>
 #include <QTimer>
@@ -21,20 +22,20 @@ namespace {
 
 using Kind = OnboardingChecklistItem::Kind;
 
-// Runs `work` on the thread pool and hands its answer to `done` on the thread of `context`,
-// unless `context` has gone by then. Always from the event loop: when the work is done before
-// the continuation is attached, Qt would otherwise run it inside this call.
+// Runs `work` on the thread pool and hands its answer to `done` on the main thread, unless
+// `context` has gone by then. Always from the event loop: when the work is done before the
+// continuation is attached, Qt would otherwise run it inside this call. The continuation takes no
+// context object: Qt 6.4 asserts when that object is destroyed while the work is still running,
+// which a second revalidation does to the first one's. The guard is read on the main thread only.
 template <typename Work, typename Handler>
 void offThread(QObject *context, Work work, Handler done)
 {
     using Answer = std::invoke_result_t<Work>;
     QPointer<QObject> guard(context);
-    QtConcurrent::run(std::move(work)).then(context, [guard, done = std::move(done)](Answer answer) {
-        if (!guard)
-            return;
+    QtConcurrent::run(std::move(work)).then([guard, done = std::move(done)](Answer answer) mutable {
         QMetaObject::invokeMethod(
-            guard.data(),
-            [guard, done, answer = std::move(answer)]() mutable {
+            QCoreApplication::instance(),
+            [guard, done = std::move(done), answer = std::move(answer)]() mutable {
                 if (guard)
                     done(std::move(answer));
             },
