@@ -52,6 +52,9 @@ void startCommand(QObject *owner, const QString &program, const QString &working
     // message instead of waiting for ever (an empty GIT_ASKPASS turns the askpass helpers off).
     command.environment.insert(QStringLiteral("GIT_TERMINAL_PROMPT"), QStringLiteral("0"));
     command.environment.insert(QStringLiteral("GIT_ASKPASS"), QString());
+    // A status refresh would otherwise take index.lock to write back what it learned, and a
+    // discard or stage started at that moment fails with "index.lock: File exists".
+    command.environment.insert(QStringLiteral("GIT_OPTIONAL_LOCKS"), QStringLiteral("0"));
     process->start(command);
     if (!input.isEmpty())
         process->write(input);
