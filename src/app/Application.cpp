@@ -126,6 +126,11 @@ bool Application::start()
         return ArchiveCleanupService::Retentions{settings->archivedChatRetention(), settings->archivedWorkspaceRetention()};
     });
     m_archiveCleanup->start(m_center);
+    // The swept messages' texts stay in the search index; the filler drops it when they pile up.
+    connect(m_archiveCleanup.get(), &ArchiveCleanupService::sweepFinished, this, [this](const SweepReport &report) {
+        if (!report.deleted.isEmpty() && m_searchFiller)
+            m_searchFiller->start();
+    });
     startDefinitionServices();
     startAutomation();
 

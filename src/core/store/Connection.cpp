@@ -29,8 +29,10 @@ Result<Connection *> Connection::open(const QString &path, bool create)
     sqlite3_busy_handler(connection->m_db, &Connection::waitForLock, connection);
     sqlite3_update_hook(connection->m_db, &Connection::onUpdate, connection);
     // Foreign keys are off by default in SQLite and must be switched on for every connection,
-    // or cascades silently never happen.
-    for (const char *pragma : {"PRAGMA foreign_keys = ON", "PRAGMA synchronous = NORMAL"}) {
+    // or cascades silently never happen. SQLite's default page cache of 2 MB is far smaller
+    // than a used store's message indexes: a sweep of archived chats spent a fifth of its time
+    // reading back pages it had just dropped. 16 MB is taken only as pages are read.
+    for (const char *pragma : {"PRAGMA foreign_keys = ON", "PRAGMA synchronous = NORMAL", "PRAGMA cache_size = -16384"}) {
         if (Status status = connection->exec(pragma); !status) {
             delete connection;
             return status.error();

@@ -77,6 +77,9 @@ void MessageSearchFiller::run()
                 *static_cast<int *>(pages) = n;
                 return SQLITE_OK;
             }, &walPages);
+            // Deleted messages' texts stay in the index until there are too many of them.
+            if (auto collected = collectMessageSearchLeftovers(*connection, m_pace.rebuildAfterLeftovers); !collected)
+                logLine("Search", QStringLiteral("Looking for deleted messages in the search index: %1").arg(collected.error().message));
             // Nothing to do without an index (this SQLite cannot make one) or when it is complete.
             if (isMessageSearchIndexReady(*connection) || !hasMessageSearchIndex(*connection))
                 return;

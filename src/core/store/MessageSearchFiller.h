@@ -26,6 +26,9 @@ public:
         int batchBudgetMs = 30;  // ... and no longer than this (a message may be long)
         int pauseMs = 15;        // between transactions: others' saves go first
         int retryMs = 5000;      // after a failure (busy past the timeout, a full disk)
+        // The index is built afresh at the start when deleted messages' texts in it number at
+        // least this many, and more than the live ones.
+        int rebuildAfterLeftovers = 10000;
     };
 
     explicit MessageSearchFiller(QString storePath, Pace pace, QObject *parent = nullptr);
@@ -34,7 +37,9 @@ public:
     // Stops the fill and waits for the thread: at most one batch.
     ~MessageSearchFiller() override;
 
-    // Starts the fill unless it runs; nothing happens on a store whose index is complete.
+    // Starts the fill unless it runs; nothing happens on a store whose index is complete, unless
+    // the texts of deleted messages have come to outnumber the rest: then the index is built
+    // afresh (collectMessageSearchLeftovers).
     void start();
     // Asks the fill to stop after its current batch, and waits for it.
     void stop();

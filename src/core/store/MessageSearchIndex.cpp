@@ -5,6 +5,8 @@
 
 #include <QElapsedTimer>
 
+#include <algorithm>
+
 namespace corvane::store {
 
 namespace {
@@ -57,6 +59,50 @@ BEGIN
 END;
 )sql";
 
+// Step 4: deleting a message leaves its text in the index. A contentless FTS5 table forgets a
+// text only by tokenizing it again, which made the retention sweep of 100,000 archived messages
+// take seconds. The deleted message's key stays behind, standing for no message; search joins
+// through the keys to the messages, so it never sees one, and the filler builds the index afresh
+// once such leftovers outnumber the live keys (collectMessageSearchLeftovers).
+//
+// A message saved under the id of a deleted one (the same session imported again) first moves
+// the key it finds to a new number, past every text in the index, so the old words cannot come
+// back under it. Edits still take the old text out, as a chat's streamed replies edit their
+// rows over and over.
+const char *const kDeferredDeleteSql = R"sql(
+DROP TRIGGER IF EXISTS Message_search_delete;
+DROP TRIGGER IF EXISTS Message_search_insert;
+DROP TRIGGER IF EXISTS Message_search_update;
+
+CREATE TRIGGER Message_search_insert AFTER INSERT ON Message
+WHEN new.contentType = 'text' AND new.role IN ('user', 'assistant')
+BEGIN
+    UPDATE MessageSearchKey SET key = (SELECT max(key) + 1 FROM MessageSearchKey) WHERE messageId = new.id;
+    INSERT OR IGNORE INTO MessageSearchKey(messageId) VALUES (new.id);
+    INSERT INTO MessageSearch(rowid, content)
+        SELECT key, new.content FROM MessageSearchKey WHERE messageId = new.id;
+END;
+
+CREATE TRIGGER Message_search_update AFTER UPDATE OF id, content, contentType, role ON Message
+WHEN old.id IS NOT new.id OR old.content IS NOT new.content OR old.contentType IS NOT new.contentType
+     OR old.role IS NOT new.role
+BEGIN
+    INSERT INTO MessageSearch(MessageSearch, rowid, content)
+        SELECT 'delete', key, old.content FROM MessageSearchKey WHERE messageId = old.id;
+    DELETE FROM MessageSearchKey WHERE messageId = old.id;
+    UPDATE MessageSearchKey SET key = (SELECT max(key) + 1 FROM MessageSearchKey)
+        WHERE messageId = new.id AND new.contentType = 'text' AND new.role IN ('user', 'assistant');
+    INSERT OR IGNORE INTO MessageSearchKey(messageId)
+        SELECT new.id WHERE new.contentType = 'text' AND new.role IN ('user', 'assistant');
+    INSERT INTO MessageSearch(rowid, content)
+        SELECT key, new.content FROM MessageSearchKey
+        WHERE messageId = new.id AND new.contentType = 'text' AND new.role IN ('user', 'assistant');
+END;
+)sql";
+
+const char *const kSearchableCountSql =
+    "SELECT count(*) FROM Message WHERE contentType = 'text' AND role IN ('user', 'assistant')";
+
 } // namespace
 
 Status messageSearchSupported(Connection &connection)
@@ -78,6 +124,13 @@ Status addMessageSearchIndex(Connection &connection)
         return {};
     }
     return connection.exec(kIndexSql);
+}
+
+Status deferMessageSearchDeletes(Connection &connection)
+{
+    if (!hasMessageSearchIndex(connection))
+        return {};
+    return connection.exec(kDeferredDeleteSql);
 }
 
 bool hasMessageSearchIndex(Connection &connection)
@@ -220,14 +273,14 @@ Result<MessageSearchFillStep> fillMessageSearchStep(Connection &connection, int 
 
 Result<bool> finishMessageSearchFill(Connection &connection)
 {
-    // Both counts from one snapshot. Every key stands for a message search can find (the
-    // triggers remove the others), so equal counts mean none is missing; messages written after
-    // the snapshot are the triggers' business.
+    // Both counts from one snapshot. A key whose message still exists stands for a message
+    // search can find (edits remove the others), so equal counts mean none is missing; messages
+    // written after the snapshot are the triggers' business.
     if (Status s = connection.run("BEGIN"); !s)
         return s.error();
-    auto messages = connection.queryInteger(
-        "SELECT count(*) FROM Message WHERE contentType = 'text' AND role IN ('user', 'assistant')");
-    auto keys = connection.queryInteger("SELECT count(*) FROM MessageSearchKey");
+    auto messages = connection.queryInteger(kSearchableCountSql);
+    auto keys = connection.queryInteger(
+        "SELECT count(*) FROM MessageSearchKey k CROSS JOIN Message m ON m.id = k.messageId");
     (void)connection.run("COMMIT");
     if (!messages || !keys)
         return !messages ? messages.error() : keys.error();
@@ -238,6 +291,51 @@ Result<bool> finishMessageSearchFill(Connection &connection)
     if (!s)
         return s.error();
     return covered;
+}
+
+Result<bool> collectMessageSearchLeftovers(Connection &connection, qint64 atLeast)
+{
+    if (!hasMessageSearchIndex(connection))
+        return false;
+    if (Status s = connection.run("BEGIN"); !s)
+        return s.error();
+    auto keys = connection.queryInteger("SELECT count(*) FROM MessageSearchKey");
+    auto searchable = connection.queryInteger(kSearchableCountSql);
+    (void)connection.run("COMMIT");
+    if (!keys || !searchable)
+        return !keys ? keys.error() : searchable.error();
+    // Keys the fill has not made yet count as live here, so this errs towards keeping the index.
+    const qint64 leftovers = *keys - *searchable;
+    if (leftovers < std::max(atLeast, *searchable))
+        return false;
+
+    // An index made before fills ran in the background has no fill table yet.
+    const char *const resetSql = R"sql(
+        INSERT INTO MessageSearch(MessageSearch) VALUES ('delete-all');
+        DELETE FROM MessageSearchKey;
+        CREATE TABLE IF NOT EXISTS MessageSearchFill (
+            throughRowid INTEGER NOT NULL,
+            complete INTEGER NOT NULL
+        );
+        DELETE FROM MessageSearchFill;
+        INSERT INTO MessageSearchFill(throughRowid, complete) VALUES (0, 0);
+    )sql";
+    if (Status s = connection.run("BEGIN IMMEDIATE"); !s)
+        return s.error();
+    if (Status s = connection.exec(resetSql); !s) {
+        (void)connection.run("ROLLBACK");
+        return s.error();
+    }
+    if (Status s = connection.run("COMMIT"); !s) {
+        (void)connection.run("ROLLBACK");
+        return s.error();
+    }
+    (void)connection.takeTouchedTables(); // nobody listens to this connection's changes
+    logLine("Search", QStringLiteral("The search index held %1 texts of deleted messages beside %2 live ones; "
+                                     "building it afresh in the background.")
+                          .arg(leftovers)
+                          .arg(*searchable));
+    return true;
 }
 
 } // namespace corvane::store

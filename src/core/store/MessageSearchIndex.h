@@ -26,6 +26,10 @@ Status messageSearchSupported(Connection &connection);
 // the store stays usable.
 Status addMessageSearchIndex(Connection &connection);
 
+// Schema step 4: deleting a message no longer takes its text out of the index (see the .cpp);
+// nothing when the store has no index.
+Status deferMessageSearchDeletes(Connection &connection);
+
 // Whether the store at hand has the index (complete or still being filled).
 bool hasMessageSearchIndex(Connection &connection);
 
@@ -60,5 +64,10 @@ Result<MessageSearchFillStep> fillMessageSearchStep(Connection &connection, int 
 // key, and marks the fill complete. When some message was missed (its rowid changed under the
 // walk, as a VACUUM may do) the walk starts over, adding only what is missing, and this says false.
 Result<bool> finishMessageSearchFill(Connection &connection);
+
+// The texts of deleted messages stay in the index until this drops it whole: when their keys
+// number at least `atLeast` and at least as many as the messages search can find, the index is
+// emptied and its fill starts over, and this says true. Search scans the messages meanwhile.
+Result<bool> collectMessageSearchLeftovers(Connection &connection, qint64 atLeast = 10000);
 
 } // namespace corvane::store

@@ -347,6 +347,8 @@ const QList<Migration> &migrations()
         // Version 2: the full-text index of chat messages for quick search.
         {2, nullptr, &addMessageSearchIndex},
         {3, kVersion3},
+        // Version 4: deleting messages leaves their text in the search index until it is rebuilt.
+        {4, nullptr, &deferMessageSearchDeletes},
     };
     return steps;
 }

@@ -203,7 +203,7 @@ private slots:
     void migrationMergesDuplicateDays()
     {
         QDir().mkpath(QFileInfo(m_path).absolutePath());
-        QVERIFY(test::makeStoreAtVersion(m_path, store::currentSchemaVersion() - 1));
+        QVERIFY(test::makeStoreAtVersion(m_path, 2)); // before activity days were unique
         sqlite3 *db = nullptr;
         QCOMPARE(sqlite3_open(m_path.toUtf8().constData(), &db), SQLITE_OK);
         const char *seed =

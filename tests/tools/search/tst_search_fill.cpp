@@ -73,7 +73,8 @@ void verifyIndexAgreesWithScan(Store &store)
     auto connection = store.connection();
     QVERIFY(connection);
     QVERIFY(store::isMessageSearchIndexReady(**connection));
-    QCOMPARE(scalar(store, "SELECT count(*) FROM MessageSearchKey"),
+    // Deleted messages leave their keys behind; every live message search can find has one.
+    QCOMPARE(scalar(store, "SELECT count(*) FROM MessageSearchKey k JOIN Message m ON m.id = k.messageId"),
              scalar(store, "SELECT count(*) FROM Message WHERE contentType = 'text' AND role IN ('user', 'assistant')"));
     const auto messages = store.newContext()->fetch<Message>().value();
     for (const auto &message : messages) {
@@ -84,7 +85,9 @@ void verifyIndexAgreesWithScan(Store &store)
                                                   && (message->role == MessageRole::user || message->role == MessageRole::assistant));
     }
     QVERIFY((*connection)->exec("UPDATE Message SET content = 'rewritten ' || id"));
-    QCOMPARE(scalar(store, "SELECT count(*) FROM MessageSearch WHERE MessageSearch MATCH '\"zebra\"'"), qint64(0));
+    QCOMPARE(scalar(store, "SELECT count(*) FROM MessageSearch JOIN MessageSearchKey k ON k.key = MessageSearch.rowid"
+                           " JOIN Message m ON m.id = k.messageId WHERE MessageSearch MATCH '\"zebra\"'"),
+             qint64(0));
 }
 
 } // namespace
@@ -156,6 +159,38 @@ private slots:
         fillInBackground(store::MessageSearchFiller::Pace{300, 30, 1, 100});
         QCOMPARE(scalar(*m_store, "SELECT count(*) FROM MessageSearchKey"), qint64(2400));
         QCOMPARE(messageSearchFillState(**connection)->percent(), 100);
+        verifyIndexAgreesWithScan(*m_store);
+    }
+
+    // Deleted messages leave their texts in the index; once those outnumber the live ones (and
+    // the floor), the next start builds the index afresh, and search agrees with a scan all along.
+    void deletedTextsAreDroppedOnceTheyOutnumberTheRest_data()
+    {
+        QTest::addColumn<int>("floor");
+        QTest::addColumn<bool>("rebuilt");
+        QTest::newRow("below the floor") << 5000 << false;
+        QTest::newRow("past the floor") << 500 << true;
+    }
+    void deletedTextsAreDroppedOnceTheyOutnumberTheRest()
+    {
+        QFETCH(int, floor);
+        QFETCH(bool, rebuilt);
+        openOldStore(3000);
+        fillInBackground(store::MessageSearchFiller::Pace{400, 30, 1, 100});
+        QVERIFY((*m_store->connection())->exec("DELETE FROM Message WHERE rowid > 600"));
+        const char *allTexts = "SELECT count(*) FROM MessageSearch WHERE MessageSearch MATCH '\"zebra\"'";
+        QCOMPARE(scalar(*m_store, allTexts), qint64(2400));
+        QCOMPARE(idsFound(*m_store, "zebra", MessageScan::indexed), idsFound(*m_store, "zebra", MessageScan::plain));
+
+        store::MessageSearchFiller::Pace pace{400, 30, 1, 100};
+        pace.rebuildAfterLeftovers = floor;
+        store::MessageSearchFiller filler(m_path, pace);
+        bool completed = false;
+        connect(&filler, &store::MessageSearchFiller::completed, this, [&] { completed = true; });
+        filler.start();
+        QTRY_VERIFY(!filler.isRunning());
+        QCOMPARE(completed, rebuilt);
+        QCOMPARE(scalar(*m_store, allTexts), rebuilt ? qint64(480) : qint64(2400));
         verifyIndexAgreesWithScan(*m_store);
     }
 
