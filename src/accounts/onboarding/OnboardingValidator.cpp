@@ -5,43 +5,20 @@
 #include "accounts/onboarding/DesktopServices.h"
 #include "accounts/onboarding/OnboardingShell.h"
 #include "agent/runtime/ToolLocator.h"
+#include "core/MainThread.h"
 #include "core/process/ChildProcess.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QStringDecoder>
 #include <QTimer>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <memory>
-#include <type_traits>
 
 namespace corvane {
 
 namespace {
 
 using Kind = OnboardingChecklistItem::Kind;
-
-// Runs `work` on the thread pool and hands its answer to `done` on the main thread, unless
-// `context` has gone by then. Always from the event loop: when the work is done before the
-// continuation is attached, Qt would otherwise run it inside this call. The continuation takes no
-// context object: Qt 6.4 asserts when that object is destroyed while the work is still running,
-// which a second revalidation does to the first one's. The guard is read on the main thread only.
-template <typename Work, typename Handler>
-void offThread(QObject *context, Work work, Handler done)
-{
-    using Answer = std::invoke_result_t<Work>;
-    QPointer<QObject> guard(context);
-    QtConcurrent::run(std::move(work)).then([guard, done = std::move(done)](Answer answer) mutable {
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [guard, done = std::move(done), answer = std::move(answer)]() mutable {
-                if (guard)
-                    done(std::move(answer));
-            },
-            Qt::QueuedConnection);
-    });
-}
 
 } // namespace
 
@@ -79,14 +56,14 @@ void OnboardingValidator::check(const OnboardingChecklistItem &item, QObject *co
         const QString codexHome = m_environment.value(QStringLiteral("CODEX_HOME"));
         const std::optional<QString> folder = codexHome.isEmpty() ? std::optional<QString>(m_home + QStringLiteral("/.codex"))
                                                                   : std::optional<QString>(codexHome);
-        return offThread(context, [folder] { return auth::readCodexAuth(folder); },
+        return runInBackground(context, [folder] { return auth::readCodexAuth(folder); },
                          [done = std::move(done)](const CodexAuthStatus &status) {
                              done(status.loggedIn ? OnboardingCheck::ok() : OnboardingCheck::missing());
                          });
     }
     case Kind::permissionNotifications: {
         const QString address = m_environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-        return offThread(context, [address] { return onboarding::checkNotificationService(address); }, std::move(done));
+        return runInBackground(context, [address] { return onboarding::checkNotificationService(address); }, std::move(done));
     }
     case Kind::permissionMicrophone:
         // The audio system is asked on this thread, after the caller has returned.
@@ -111,7 +88,7 @@ void OnboardingValidator::checkDependency(const OnboardingChecklistItem &item, Q
     const QStringList environment = m_environment.toStringList();
     const QString path = m_environment.value(QStringLiteral("PATH"));
     const QStringList checkPaths = item.checkPaths;
-    offThread(
+    runInBackground(
         context,
         [=] {
             if (tool && !chosen.trimmed().isEmpty() && locateTool(*tool, chosen, home, environment).found())
@@ -145,7 +122,7 @@ void OnboardingValidator::perform(const OnboardingChecklistItem &item, Output on
         return performSignIn(SignInAgent::chatGpt, onOutput, std::move(done));
     case Kind::permissionNotifications: {
         const QString address = m_environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-        return offThread(this, [address] { return onboarding::sendTestNotification(address); },
+        return runInBackground(this, [address] { return onboarding::sendTestNotification(address); },
                          [onOutput = std::move(onOutput), done = std::move(done)](const Result<QString> &sent) {
                              onOutput((sent ? sent.value() : sent.error().message) + QLatin1Char('\n'));
                              done(sent.ok());

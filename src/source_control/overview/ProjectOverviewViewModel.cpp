@@ -2,6 +2,7 @@
 
 #include "core/Broadcasts.h"
 #include "core/Log.h"
+#include "core/MainThread.h"
 #include "core/store/StoreContext.h"
 #include "source_control/GitService.h"
 #include "source_control/overview/HygieneProbes.h"
@@ -13,7 +14,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QTimer>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <csignal>
@@ -261,8 +261,8 @@ void ProjectOverviewViewModel::loadHygiene()
             if (!folders.contains(worktree.path))
                 folders.append(worktree.path);
         const qint64 ownPid = m_ownPid;
-        QtConcurrent::run([folders, ownPid] { return hygiene::scanLingeringProcesses(folders, ownPid); })
-            .then(this, [this, generation, land](Result<QList<ZombieProcess>> result) {
+        runInBackground(this, [folders, ownPid] { return hygiene::scanLingeringProcesses(folders, ownPid); },
+            [this, generation, land](Result<QList<ZombieProcess>> result) {
                 if (generation != m_generation)
                     return;
                 m_details.zombieProcesses = result ? *result : QList<ZombieProcess>();
@@ -292,8 +292,8 @@ void ProjectOverviewViewModel::loadDiskUsage()
     emit hygieneChanged();
     const quint64 generation = m_generation;
     const QStringList folders = projectFolders();
-    QtConcurrent::run([folders] { return hygiene::measureDiskUsage(folders); })
-        .then(this, [this, generation](Result<QString> result) {
+    runInBackground(this, [folders] { return hygiene::measureDiskUsage(folders); },
+        [this, generation](Result<QString> result) {
             if (generation != m_generation)
                 return;
             m_diskBusy = false;
@@ -313,8 +313,8 @@ void ProjectOverviewViewModel::checkDependencies()
     emit hygieneChanged();
     const quint64 generation = m_generation;
     const QStringList folders = projectFolders();
-    QtConcurrent::run([folders] { return hygiene::checkDependencies(folders); })
-        .then(this, [this, generation](Result<std::optional<DependencyReport>> result) {
+    runInBackground(this, [folders] { return hygiene::checkDependencies(folders); },
+        [this, generation](Result<std::optional<DependencyReport>> result) {
             if (generation != m_generation)
                 return;
             m_dependenciesBusy = false;
