@@ -273,14 +273,16 @@ Result<MessageSearchFillStep> fillMessageSearchStep(Connection &connection, int 
 
 Result<bool> finishMessageSearchFill(Connection &connection)
 {
-    // Both counts from one snapshot. A key whose message still exists stands for a message
-    // search can find (edits remove the others), so equal counts mean none is missing; messages
-    // written after the snapshot are the triggers' business.
+    // Both counts from one snapshot. Keys are counted through the messages search can find, as
+    // search reads them: a deleted message's key stays behind, and its id may since belong to a
+    // tool row. Equal counts mean none is missing; messages written after the snapshot are the
+    // triggers' business.
     if (Status s = connection.run("BEGIN"); !s)
         return s.error();
     auto messages = connection.queryInteger(kSearchableCountSql);
     auto keys = connection.queryInteger(
-        "SELECT count(*) FROM MessageSearchKey k CROSS JOIN Message m ON m.id = k.messageId");
+        "SELECT count(*) FROM MessageSearchKey k CROSS JOIN Message m ON m.id = k.messageId"
+        " WHERE m.contentType = 'text' AND m.role IN ('user', 'assistant')");
     (void)connection.run("COMMIT");
     if (!messages || !keys)
         return !messages ? messages.error() : keys.error();

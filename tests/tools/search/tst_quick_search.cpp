@@ -329,6 +329,16 @@ private slots:
         QVERIFY(context.save());
         QCOMPARE(indexed("papaya"), QStringList());
         QCOMPARE(indexed("guava"), QStringList({"a guava please"}));
+        // ... and saved again as a tool row, which search never shows, with the old words.
+        context.remove(context.get<Message>(id));
+        QVERIFY(context.save());
+        again.role = MessageRole::tool;
+        again.contentType = MessageContentType::toolOutput;
+        context.insert(again);
+        QVERIFY(context.save());
+        QCOMPARE(indexed("guava"), QStringList());
+        auto connection = m_store->connection();
+        QCOMPARE(store::finishMessageSearchFill(**connection).valueOr(false), true);
         context.remove(context.get<Message>(id));
 
         context.remove(context.get<Chat>(other));
@@ -338,7 +348,6 @@ private slots:
         QCOMPARE(scalar(*m_store, "SELECT count(*) FROM Message"), qint64(1)); // the tool row
 
         // Leftovers that outnumber the live keys empty the index; its fill starts over.
-        auto connection = m_store->connection();
         QCOMPARE(store::collectMessageSearchLeftovers(**connection, 100).valueOr(true), false);
         QCOMPARE(store::collectMessageSearchLeftovers(**connection, 1).valueOr(false), true);
         QCOMPARE(scalar(*m_store, "SELECT count(*) FROM MessageSearchKey"), qint64(0));
