@@ -257,17 +257,6 @@ Status ProfileService::reorderProfiles(const QList<std::shared_ptr<Profile>> &pr
     return saveAndPost("Reordering profiles");
 }
 
-Status ProfileService::assignProject(const QUuid &projectId, const std::shared_ptr<Profile> &profile)
-{
-    auto project = m_context.get<Project>(projectId);
-    if (!project || !profile)
-        return Error(QStringLiteral("No such project or profile."));
-    if (project->profileId == profile->id)
-        return {};
-    project->profileId = profile->id;
-    return saveAndPost("Moving a project to another profile");
-}
-
 std::optional<QString> ProfileService::resolveClaudeBinary() const
 {
     return locateTool(AgentTool::claude, m_claudePath).path;

@@ -63,8 +63,6 @@ public:
     Status deleteProfile(const std::shared_ptr<Profile> &profile, bool deleteFiles,
                          std::function<void(Status)> filesRemoved = {});
     Status reorderProfiles(const QList<std::shared_ptr<Profile>> &profiles);
-    // Moves a project (dropped on a profile) to that profile.
-    Status assignProject(const QUuid &projectId, const std::shared_ptr<Profile> &profile);
 
     // The claude command: the settings' path, else the first install place that exists.
     std::optional<QString> resolveClaudeBinary() const;

@@ -340,11 +340,7 @@ void ProfileDotsView::dropEvent(QDropEvent *event)
     const QUuid projectId = QUuid::fromString(text.trimmed());
     if (!target || projectId.isNull())
         return event->ignore();
-    if (Status moved = m_actions->profiles().assignProject(projectId, target); !moved) {
-        emit m_actions->failed(moved.error().message);
-        return event->ignore();
-    }
-    emit projectMoved(projectId, target->id);
+    emit projectDropped(projectId, target->id);
     event->acceptProposedAction();
 }
 

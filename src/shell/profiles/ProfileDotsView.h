@@ -51,7 +51,9 @@ public:
 
 signals:
     void profileActivated(const QUuid &profileId);
-    void projectMoved(const QUuid &projectId, const QUuid &profileId);
+    // A project's row was dropped on a dot: the same request as the sidebar's Move to Profile,
+    // which ends the project's sessions under the old account.
+    void projectDropped(const QUuid &projectId, const QUuid &profileId);
 
 protected:
     void paintEvent(QPaintEvent *event) override;

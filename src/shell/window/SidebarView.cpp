@@ -79,6 +79,7 @@ SidebarView::SidebarView(SidebarViewModel &model, QWidget *parent)
     m_profileNotes->hide();
     layout->addWidget(m_profileNotes);
     connect(m_profiles, &ProfileDotsView::profileActivated, this, &SidebarView::profileActivated);
+    connect(m_profiles, &ProfileDotsView::projectDropped, this, &SidebarView::moveProjectRequested);
     m_toolsLayout->setSpacing(4);
     layout->addLayout(m_toolsLayout);
 

@@ -190,6 +190,12 @@ private slots:
         ProfileWindowFixture f;
         const auto work = f.newProfile("Work");
         const auto project = f.newProject("alpha", f.defaultProfile());
+        Chat chat; // a session under the old account, which the move must end
+        chat.name = "Talk";
+        chat.projectId = project->id;
+        chat.claudeSessionId = "5f0c2a0e-0000-4000-8000-000000000001";
+        const QUuid chatId = f.ctx().insert(chat)->id;
+        QVERIFY(f.ctx().save());
         f.openWindow();
         SidebarView *sidebar = f.window->sidebar();
         ProfileDotsView *dots = sidebar->profileDots();
@@ -208,6 +214,11 @@ private slots:
 
         dragAcross(dots, carried->text(), {1});
         QCOMPARE(f.store->newContext()->get<Project>(project->id)->profileId, std::optional(work->id));
+        // As with Move to Profile: the chat starts a new session, the old one kept to go back to.
+        const auto moved = f.store->newContext()->get<Chat>(chatId);
+        QVERIFY(moved->pendingProfileMigration);
+        QVERIFY(!moved->claudeSessionId);
+        QCOMPARE(moved->previousClaudeSessionId, std::optional<QString>("5f0c2a0e-0000-4000-8000-000000000001"));
         QTRY_VERIFY(!sidebar->item(project->id)); // off the default profile's page
         QTest::mouseClick(dots, Qt::LeftButton, {}, dots->dotRect(work->id).center());
         QTRY_VERIFY(sidebar->item(project->id));
