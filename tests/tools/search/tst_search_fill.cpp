@@ -189,6 +189,7 @@ private slots:
         connect(&filler, &store::MessageSearchFiller::completed, this, [&] { completed = true; });
         filler.start();
         QTRY_VERIFY(!filler.isRunning());
+        QCoreApplication::processEvents(); // completed() is queued from the fill's thread before it stops
         QCOMPARE(completed, rebuilt);
         QCOMPARE(scalar(*m_store, allTexts), rebuilt ? qint64(480) : qint64(2400));
         verifyIndexAgreesWithScan(*m_store);
