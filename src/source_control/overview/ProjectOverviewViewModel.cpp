@@ -338,6 +338,14 @@ HygieneFigure ProjectOverviewViewModel::figure(HygieneFigureKind kind) const
     const Project empty;
     const Project &p = m_project ? *m_project : empty;
     const bool measuring = m_hygienePending > 0;
+    // Most figures are a count with its own colour rule.
+    auto counted = [&f](const char *title, std::optional<qint64> count, HygieneColor (*color)(std::optional<qint64>),
+                        bool busy) {
+        f.title = QString::fromLatin1(title);
+        f.value = countText(count);
+        f.color = color(count);
+        f.busy = busy;
+    };
     switch (kind) {
     case HygieneFigureKind::diskUsage:
         f.title = QStringLiteral("Disk Usage");
@@ -346,46 +354,27 @@ HygieneFigure ProjectOverviewViewModel::figure(HygieneFigureKind kind) const
         f.busy = m_diskBusy;
         break;
     case HygieneFigureKind::stashes:
-        f.title = QStringLiteral("Stashes");
-        f.value = countText(p.hygieneStashCount);
-        f.color = hygiene::stashColor(p.hygieneStashCount);
-        f.busy = measuring;
+        counted("Stashes", p.hygieneStashCount, &hygiene::stashColor, measuring);
         break;
     case HygieneFigureKind::uncommitted:
-        f.title = QStringLiteral("Uncommitted Files");
-        f.value = countText(p.hygieneUncommittedCount);
-        f.color = hygiene::uncommittedColor(p.hygieneUncommittedCount);
-        f.busy = measuring;
+        counted("Uncommitted Files", p.hygieneUncommittedCount, &hygiene::uncommittedColor, measuring);
         break;
     case HygieneFigureKind::staleBranches:
-        f.title = QStringLiteral("Stale Branches");
-        f.value = countText(p.hygieneStaleBranchCount);
-        f.color = hygiene::staleBranchColor(p.hygieneStaleBranchCount);
-        f.busy = measuring;
+        counted("Stale Branches", p.hygieneStaleBranchCount, &hygiene::staleBranchColor, measuring);
         break;
     case HygieneFigureKind::lingering:
-        f.title = QStringLiteral("Lingering Processes");
-        f.value = countText(p.hygieneZombieCount);
-        f.color = hygiene::lingeringColor(p.hygieneZombieCount);
-        f.busy = measuring;
+        counted("Lingering Processes", p.hygieneZombieCount, &hygiene::lingeringColor, measuring);
         break;
     case HygieneFigureKind::outdated:
-        f.title = QStringLiteral("Outdated Dependencies");
-        f.value = countText(p.hygieneOutdatedDepsCount);
+        counted("Outdated Dependencies", p.hygieneOutdatedDepsCount, &hygiene::outdatedColor, m_dependenciesBusy);
         if (!f.value && !f.error && m_project && m_dependenciesChecked.contains(m_project->id))
             f.value = QStringLiteral("No package.json");
-        f.color = hygiene::outdatedColor(p.hygieneOutdatedDepsCount);
-        f.busy = m_dependenciesBusy;
         break;
-    case HygieneFigureKind::orphanWorktrees: {
-        f.title = QStringLiteral("Worktrees Without Workspace");
-        const std::optional<qint64> count = m_project && m_gitPending == 0 ? std::optional<qint64>(orphanWorktrees().size())
-                                                                           : std::nullopt;
-        f.value = countText(count);
-        f.color = hygiene::orphanWorktreeColor(count);
-        f.busy = m_gitPending > 0;
+    case HygieneFigureKind::orphanWorktrees:
+        counted("Worktrees Without Workspace",
+                m_project && m_gitPending == 0 ? std::optional<qint64>(orphanWorktrees().size()) : std::nullopt,
+                &hygiene::orphanWorktreeColor, m_gitPending > 0);
         break;
-    }
     }
     return f;
 }
